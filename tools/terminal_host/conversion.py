@@ -8,8 +8,9 @@ import signal
 import subprocess
 import weakref
 from collections.abc import Callable, Iterator, Mapping, Sequence
-from dataclasses import replace
+from dataclasses import dataclass, replace
 from pathlib import Path
+from typing import Any
 
 from .channel import Channel
 from .errors import HostError
@@ -49,24 +50,22 @@ class Conversion:
         self._given_temporary_directory = temporary_directory
         self._stderr_grace = stderr_grace
         self._record = Record(keep_history)
-        self._channel: Channel | None = None
-        self._process: subprocess.Popen | None = None
-        self._listener: Listener | None = None
+        self._run: _Run | None = None
 
     def start(self) -> Conversion:
         """Makes the FIFOs and starts the program; HostError says why that cannot be done."""
         program = find_program(self._program)
-        self._channel = Channel()
+        channel = Channel()
+        place = Path(self._given_temporary_directory or channel.temporary_directory)
         try:
-            self._process = self._spawn(program)
+            process = self._spawn(program, self._environment(channel, place))
         except (OSError, ValueError) as error:
-            self._channel.close()
+            channel.close()
             raise HostError(f"cannot start {program}: {_reason(error)}") from error
-        self._finalizer = weakref.finalize(self, _let_go, self._process, self._channel)
-        self._listener = Listener(
-            self._process, self._channel, self._record, self.temporary_directory, self._stderr_grace
-        )
-        self._listener.start()
+        listener = Listener(process, channel, self._record, place, self._stderr_grace)
+        end = weakref.finalize(self, _let_go, process, channel, listener, self._record)
+        self._run = _Run(channel, place, process, listener, end)
+        listener.start()
         return self
 
     def __enter__(self) -> Conversion:
@@ -75,21 +74,21 @@ class Conversion:
     def __exit__(self, *_: object) -> None:
         self.close()
 
-    def environment(self) -> dict[str, str]:
-        """The whole environment of the program; only after `start`."""
+    def _environment(self, channel: Channel, temporary_directory: Path) -> dict[str, str]:
         request = replace(
             self._request,
-            input_fifo_path=self._request.input_fifo_path or self.input_fifo,
-            output_fifo_path=self._request.output_fifo_path or self.output_fifo,
+            input_fifo_path=self._request.input_fifo_path or channel.input_path,
+            output_fifo_path=self._request.output_fifo_path or channel.output_path,
         )
-        own = {"TMPDIR": str(self.temporary_directory)}
-        variables = {**request.environment(), **own, **self._overrides}
+        variables: dict[str, str | None] = {**request.environment()}
+        variables["TMPDIR"] = str(temporary_directory)
+        variables.update(self._overrides)
         return {name: value for name, value in variables.items() if value is not None}
 
-    def _spawn(self, program: Path) -> subprocess.Popen:
+    def _spawn(self, program: Path, environment: Mapping[str, str]) -> subprocess.Popen:
         return subprocess.Popen(
             [str(program), *self._arguments],
-            env=self.environment(),
+            env=environment,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
@@ -97,17 +96,23 @@ class Conversion:
             start_new_session=True,
         )
 
+    @property
+    def _started(self) -> _Run:
+        if self._run is None:
+            raise RuntimeError("the conversion is not started")
+        return self._run
+
     # What can be seen while it runs.
 
     @property
     def pid(self) -> int:
         """Process id of the program, of its session and of its process group."""
-        return self._process.pid
+        return self._started.process.pid
 
     @property
     def running(self) -> bool:
         """True until the program has ended and all that it wrote is recorded."""
-        return self._listener is not None and self._record.outcome is None
+        return self._run is not None and self._record.outcome is None
 
     @property
     def events(self) -> tuple[Event, ...]:
@@ -127,27 +132,27 @@ class Conversion:
     @property
     def pending_input(self) -> int:
         """Bytes of `send` that the input FIFO has not taken yet."""
-        return self._listener.pending_input
+        return self._started.listener.pending_input
 
     @property
     def directory(self) -> Path:
         """The private directory of this conversion."""
-        return self._channel.directory
+        return self._started.channel.directory
 
     @property
     def temporary_directory(self) -> Path:
         """TMPDIR of the program."""
-        return Path(self._given_temporary_directory or self._channel.temporary_directory)
+        return self._started.temporary_directory
 
     @property
     def input_fifo(self) -> Path:
         """The FIFO that carries the host's bytes to the program."""
-        return self._channel.input_path
+        return self._started.channel.input_path
 
     @property
     def output_fifo(self) -> Path:
         """The FIFO that carries the program's messages to the host."""
-        return self._channel.output_path
+        return self._started.channel.output_path
 
     # Waiting.
 
@@ -156,14 +161,16 @@ class Conversion:
 
         Raises EndedEarly when the program ends without it, TimeoutError after `timeout` seconds.
         """
-        fits = wanted if callable(wanted) else (lambda event: event == wanted)
         seen = 0
+
+        def fits(event: Event) -> bool:
+            return bool(wanted(event)) if callable(wanted) else event == wanted
 
         def search() -> Event | None:
             nonlocal seen
-            events = self._record.events_from(seen)
-            seen += len(events)
-            return next((event for event in events if fits(event)), None)
+            new = self._record.events_from(seen)
+            seen += len(new)
+            return next(filter(fits, new), None)
 
         aim = "the event waited for" if callable(wanted) else str(wanted)
         return self._record.wait(search, timeout, aim)
@@ -190,7 +197,7 @@ class Conversion:
 
     def send(self, data: bytes) -> None:
         """Queues bytes for the program; they go into the input FIFO as it takes them."""
-        self._listener.send(data)
+        self._started.listener.send(data)
 
     def cancel(self) -> None:
         """Asks the program to cancel: one byte into the input FIFO."""
@@ -199,25 +206,28 @@ class Conversion:
     def signal(self, number: int) -> None:
         """Sends a signal to the program alone; nothing happens when it has ended."""
         with contextlib.suppress(ProcessLookupError):
-            self._process.send_signal(number)
+            self._started.process.send_signal(number)
 
     def kill(self) -> None:
         """Ends the program and all of its process group, without a chance to tidy up."""
         if self.running:
-            _kill_group(self._process)
+            _kill_group(self._started.process)
 
     def close(self) -> None:
         """Ends what still runs and removes the FIFOs and the directory. Twice does no harm."""
-        if self._listener is None:
-            return
-        outcome = self._record.outcome
-        if outcome is None or not outcome.stderr_closed:
-            _kill_group(self._process)
-        self._listener.grace = 0.2
-        self._listener.wake()
-        self._listener.join()
-        self._finalizer.detach()
-        self._channel.close()
+        if self._run is not None:
+            self._run.let_go()
+
+
+@dataclass(frozen=True)
+class _Run:
+    """What a conversion holds once it is started."""
+
+    channel: Channel
+    temporary_directory: Path
+    process: subprocess.Popen
+    listener: Listener
+    let_go: weakref.finalize  # acts once: at `close`, else when the object or the host goes
 
 
 def run(
@@ -225,7 +235,7 @@ def run(
     program: str | os.PathLike[str] | None = None,
     *,
     timeout: float = 60.0,
-    **options: object,
+    **options: Any,
 ) -> Outcome:
     """Runs one conversion to its end; `options` are those of Conversion.
 
@@ -242,11 +252,14 @@ def _kill_group(process: subprocess.Popen) -> None:
         os.killpg(process.pid, signal.SIGKILL)
 
 
-def _let_go(process: subprocess.Popen, channel: Channel) -> None:
-    """The last resort, at the host's exit, for a conversion that nobody closed."""
-    if process.poll() is None:
+def _let_go(
+    process: subprocess.Popen, channel: Channel, listener: Listener, record: Record
+) -> None:
+    """Ends what still runs of the program, and removes what was made for it."""
+    if record.outcome is None or not record.outcome.stderr_closed:
         _kill_group(process)
-        process.wait()
+    listener.hurry()
+    listener.join()
     channel.close()
 
 

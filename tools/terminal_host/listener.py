@@ -34,11 +34,14 @@ class Listener:
         leftover_place: Path,
         grace: float,
     ):
+        assert process.stdout is not None and process.stderr is not None, "started with pipes"
         self._process = process
+        self._stdout = process.stdout
+        self._stderr = process.stderr
         self._channel = channel
         self._record = record
         self._leftover_place = leftover_place
-        self.grace = grace
+        self._grace = grace
         self._parser = FifoParser()
         self._line = bytearray()  # the beginning of a line of standard error
         self._outgoing: deque[bytes] = deque()
@@ -55,8 +58,8 @@ class Listener:
         """Begins to listen."""
         self._watch(self._wake_in, self._wake_up)
         self._watch(self._channel.output_descriptor, self._read_fifo)
-        self._watch(self._process.stderr.fileno(), self._read_stderr)
-        self._watch(self._process.stdout.fileno(), self._read_stdout)
+        self._watch(self._stderr.fileno(), self._read_stderr)
+        self._watch(self._stdout.fileno(), self._read_stdout)
         self._thread.start()
         self._reaper.start()
 
@@ -75,6 +78,11 @@ class Listener:
         """Waits for the end of both threads."""
         self._reaper.join()
         self._thread.join()
+
+    def hurry(self) -> None:
+        """Waits no longer than a moment for the end of standard error once the program has ended."""
+        self._grace = min(self._grace, 0.2)
+        self.wake()
 
     @property
     def pending_input(self) -> int:
@@ -101,11 +109,11 @@ class Listener:
         """Seconds until the grace is over; None while the program runs."""
         if self._ended is None:
             return None
-        return max(0.0, self._ended[1] + self.grace - self._record.now())
+        return max(0.0, self._ended[1] + self._grace - self._record.now())
 
     def _output_is_closed(self) -> bool:
         watched = self._selector.get_map()
-        return not any(p.fileno() in watched for p in (self._process.stderr, self._process.stdout))
+        return not any(p.fileno() in watched for p in (self._stderr, self._stdout))
 
     def _watch(
         self, descriptor: int, action: Callable[[], object], event: int = selectors.EVENT_READ
@@ -135,12 +143,12 @@ class Listener:
         return bool(chunk)
 
     def _read_stderr(self) -> None:
-        chunk = self._read_pipe(self._process.stderr.fileno())
+        chunk = self._read_pipe(self._stderr.fileno())
         *lines, self._line = (self._line + chunk).split(b"\n")
         self._record.add([_stderr_line(line) for line in lines], stderr=chunk)
 
     def _read_stdout(self) -> None:
-        self._record.add([], stdout=self._read_pipe(self._process.stdout.fileno()))
+        self._record.add([], stdout=self._read_pipe(self._stdout.fileno()))
 
     def _read_pipe(self, descriptor: int) -> bytes:
         chunk = os.read(descriptor, _CHUNK)
@@ -149,6 +157,7 @@ class Listener:
         return chunk
 
     def _finish(self) -> None:
+        assert self._ended is not None, "called when the program has ended"
         status, duration = self._ended
         self._record.add(self._parser.finish())
         self._record.add([_stderr_line(self._line)] if self._line else [])
@@ -158,8 +167,8 @@ class Listener:
 
     def _close(self) -> None:
         self._selector.close()
-        self._process.stderr.close()
-        self._process.stdout.close()
+        self._stderr.close()
+        self._stdout.close()
         with self._wake_lock:
             os.close(self._wake_in)
             os.close(self._wake_out)
