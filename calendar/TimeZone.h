@@ -1,0 +1,61 @@
+// TimeZone: a time zone as a value, over the system's zone files (IANA tzdata). Used wherever an
+// instant meets a wall clock. The rules are the installed ones, never built in.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "calendar/Timestamp.h"
+
+namespace ztp {
+
+class ZoneRules;
+
+/// A time zone. Copying copies one pointer; the rules behind it are read once, never change and
+/// live as long as the process, so a TimeZone may be used from any thread and at any time.
+/// tzdata that is updated later is followed by processes started after the update.
+class TimeZone {
+ public:
+  /// 0 seconds from GMT, at all times.
+  [[nodiscard]] static TimeZone utc();
+
+  /// The system's local zone, looked up on every call: the one that the variable TZ names (a name,
+  /// optionally behind ":", or the absolute path of a zone file; empty is UTC), without TZ the one
+  /// that /etc/localtime leads to, UTC when there is no such file. A TZ that leads to no zone file
+  /// is reported once on standard error ("ERROR: Unknown time zone: %@") and read as UTC.
+  [[nodiscard]] static TimeZone local();
+
+  /// The zone of this IANA name, such as "America/New_York"; absent when the system has no such
+  /// zone. Names are compared exactly; one that would lead out of the zone folder is no name.
+  [[nodiscard]] static std::optional<TimeZone> named(std::string_view name);
+
+  /// A zone this many seconds east of GMT at all times; absent for 24 hours or more.
+  [[nodiscard]] static std::optional<TimeZone> fixed(std::int64_t secondsFromGMT);
+
+  /// The fixed offset that an upper-case abbreviation stands for in any season: EST is -5 h and
+  /// EDT -4 h. Absent when it is not known.
+  [[nodiscard]] static std::optional<TimeZone> withAbbreviation(std::string_view abbreviation);
+
+  /// "America/New_York", "UTC", "GMT-0500", "EST", or the path of the zone file.
+  [[nodiscard]] std::string_view name() const;
+
+  /// Seconds east of GMT that the zone's clocks show at the instant. Before the first rule it is
+  /// the local mean time of the zone file; an instant that is no number counts as the reference.
+  [[nodiscard]] std::int32_t secondsFromGMT(Timestamp instant) const;
+
+  /// The instant at which the zone's clocks show a wall-clock time, both as whole seconds: the wall
+  /// clock's are counted from 2001-01-01 00:00:00 on that clock. A time that the zone skips is read
+  /// with the offset before the gap; one that occurs twice is the first of the two.
+  [[nodiscard]] std::int64_t secondsFromWallClock(std::int64_t wallClockSeconds) const;
+
+  /// The same zone: of the same name, read from the same file.
+  friend bool operator==(TimeZone, TimeZone) = default;
+
+ private:
+  explicit TimeZone(const ZoneRules& rules) : rules_(&rules) {}
+
+  const ZoneRules* rules_;
+};
+
+}  // namespace ztp
