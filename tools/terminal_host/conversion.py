@@ -10,7 +10,7 @@ import weakref
 from collections.abc import Callable, Iterator, Mapping, Sequence
 from dataclasses import dataclass, replace
 from pathlib import Path
-from typing import Any
+from typing import Any, cast
 
 from .channel import Channel
 from .errors import HostError
@@ -170,10 +170,11 @@ class Conversion:
             nonlocal seen
             new = self._record.events_from(seen)
             seen += len(new)
-            return next(filter(fits, new), None)
+            return next((event for event in new if fits(event)), None)
 
         aim = "the event waited for" if callable(wanted) else str(wanted)
-        return self._record.wait(search, timeout, aim)
+        found = self._record.wait(search, timeout, aim)
+        return cast(Event, found)
 
     def wait_until(self, condition: Callable[[Conversion], object], timeout: float = 10.0) -> None:
         """Waits until `condition` holds for this conversion. Raises as `wait_for` does."""

@@ -1,0 +1,34 @@
+"""What the terminal host's tests share: the fake program, and conversions that play a plan on it."""
+
+from __future__ import annotations
+
+import json
+import sys
+from collections.abc import Callable, Iterator
+from pathlib import Path
+
+import pytest
+
+PROJECT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(PROJECT / "tools"))
+
+from terminal_host import Conversion, Request  # noqa: E402
+
+FAKE_PROGRAM = Path(__file__).with_name("fake_program.py")
+Play = Callable[..., Conversion]
+
+
+@pytest.fixture
+def play() -> Iterator[Play]:
+    """Starts a conversion whose program plays the steps given; closes it at the end of the test."""
+    started: list[Conversion] = []
+
+    def start(*plan: list, request: Request = Request(), **options: object) -> Conversion:
+        overrides = {"EXPORT_TOOL": json.dumps(plan), **options.pop("overrides", {})}
+        conversion = Conversion(request, FAKE_PROGRAM, overrides=overrides, **options)
+        started.append(conversion)
+        return conversion.start()
+
+    yield start
+    for conversion in started:
+        conversion.close()
