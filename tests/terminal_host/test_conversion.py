@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import os
+import select
 import signal
 import stat
 import subprocess
@@ -226,11 +227,16 @@ def test_a_temporary_directory_of_the_callers_own_is_used_and_stays(
     assert (outcome.leftovers, [*tmp_path.iterdir()]) == (("mine",), [tmp_path / "mine"])
 
 
-def is_alive(pid: int) -> bool:
+def has_ended(pid: int) -> bool:
+    """Waits for the end of a process of anybody's; False when it lives on for five seconds."""
     try:
-        return Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0] not in "ZX"
-    except (FileNotFoundError, ProcessLookupError):
-        return False
+        descriptor = os.pidfd_open(pid)
+    except ProcessLookupError:
+        return True
+    try:
+        return bool(select.select([descriptor], [], [], 5.0)[0])
+    finally:
+        os.close(descriptor)
 
 
 def child_of(conversion: Conversion) -> int:
@@ -243,7 +249,7 @@ def test_close_ends_the_program_and_its_children_and_removes_everything(play: Pl
     pids, directory = (conversion.pid, child_of(conversion)), conversion.directory
     conversion.close()
     conversion.close()
-    assert [pid for pid in pids if is_alive(pid)] == []
+    assert all(map(has_ended, pids))
     assert not directory.exists()
     assert conversion.wait().status == -signal.SIGKILL
 
@@ -253,7 +259,7 @@ def test_a_child_that_holds_standard_error_is_told_and_ended(play: Play) -> None
     outcome, child = conversion.wait(), child_of(conversion)
     assert (outcome.status, outcome.stderr_closed) == (0, False)
     conversion.close()
-    assert not is_alive(child)
+    assert has_ended(child)
 
 
 def test_standard_error_that_ends_with_the_program_is_told(play: Play) -> None:
@@ -264,7 +270,7 @@ def test_an_exception_in_the_with_block_leaves_nothing() -> None:
     with pytest.raises(ZeroDivisionError), Conversion(Request(), "/usr/bin/yes") as conversion:
         pid, directory = conversion.pid, conversion.directory
         raise ZeroDivisionError
-    assert not is_alive(pid) and not directory.exists()
+    assert has_ended(pid) and not directory.exists()
 
 
 def test_run_ends_a_program_that_takes_too_long() -> None:
@@ -283,7 +289,7 @@ def test_a_conversion_nobody_closed_ends_with_its_host() -> None:
     pid, directory = subprocess.run(
         command, capture_output=True, text=True, check=True
     ).stdout.split()
-    assert not is_alive(int(pid)) and not Path(directory).exists()
+    assert has_ended(int(pid)) and not Path(directory).exists()
 
 
 @pytest.mark.parametrize(
