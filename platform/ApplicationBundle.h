@@ -1,0 +1,28 @@
+// What an application bundle says about itself.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/PropertyList.h"
+
+namespace ztp {
+
+/// The bundle at a path: its information list is Contents/Info.plist or Info.plist below it.
+class ApplicationBundle {
+ public:
+  /// A path that holds no bundle gives one that answers every question with an empty text.
+  explicit ApplicationBundle(const std::filesystem::path& path);
+
+  /// "CFBundleIdentifier", empty when there is none.
+  [[nodiscard]] std::string bundleIdentifier() const;
+  /// A text of the information list, empty when it is missing or no text.
+  [[nodiscard]] std::string objectForInfoDictionaryKey(std::string_view key) const;
+
+ private:
+  std::optional<PropertyList> information_;
+};
+
+}  // namespace ztp

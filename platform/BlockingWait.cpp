@@ -1,0 +1,88 @@
+// Blocking waits built on poll(2).
+#include "platform/BlockingWait.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <poll.h>
+
+namespace ztp {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds attendanceInterval{100};
+
+Attendant* currentAttendant = nullptr;
+
+std::optional<Clock::time_point> attendantDeadline() {
+  return currentAttendant ? currentAttendant->deadline() : std::nullopt;
+}
+
+bool hasPassed(std::optional<Clock::time_point> time) { return time && Clock::now() >= *time; }
+
+milliseconds remaining(Clock::time_point until) {
+  // Rounded up, so that a wait does not spin through its last millisecond.
+  return std::max(milliseconds{0}, std::chrono::ceil<milliseconds>(until - Clock::now()));
+}
+
+// The descriptor waited for comes first (-1: none, which poll ignores), then the attendant's.
+std::vector<pollfd> descriptorsFor(int fileDescriptor, short events) {
+  std::vector<pollfd> descriptors{{fileDescriptor, events, 0}};
+  if (currentAttendant) {
+    for (const int watched : currentAttendant->descriptorsToWatch()) {
+      descriptors.push_back({watched, POLLIN, 0});
+    }
+  }
+  return descriptors;
+}
+
+enum class Event { ready, attendance, nothing };
+
+// One poll of at most `timeout`; calls the attendant when one of its descriptors has something or
+// the whole time has passed.
+Event pollOnce(int fileDescriptor, short events, milliseconds timeout) {
+  auto descriptors = descriptorsFor(fileDescriptor, events);
+  const int count = ::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count()));
+  if (count < 0) return errno == EINTR ? Event::nothing : Event::attendance;
+  if (descriptors[0].revents != 0) return Event::ready;
+  return count > 0 || timeout == attendanceInterval ? Event::attendance : Event::nothing;
+}
+
+BlockingWait::Outcome wait(int fileDescriptor, short events, std::optional<Clock::time_point> end) {
+  for (;;) {
+    auto timeout = attendanceInterval;
+    const auto deadline = attendantDeadline();
+    if (end) timeout = std::min(timeout, remaining(*end));
+    if (deadline) timeout = std::min(timeout, remaining(*deadline));
+    const Event event = pollOnce(fileDescriptor, events, timeout);
+    if (event == Event::ready) return BlockingWait::Outcome::ready;
+    if (hasPassed(end) || hasPassed(deadline)) return BlockingWait::Outcome::expired;
+    if (event == Event::attendance && currentAttendant) currentAttendant->attend();
+  }
+}
+
+}  // namespace
+
+void BlockingWait::setAttendant(Attendant* attendant) { currentAttendant = attendant; }
+
+BlockingWait::Outcome BlockingWait::untilWritable(int fileDescriptor) {
+  return wait(fileDescriptor, POLLOUT, std::nullopt);
+}
+
+BlockingWait::Outcome BlockingWait::untilReadable(int fileDescriptor) {
+  return wait(fileDescriptor, POLLIN, std::nullopt);
+}
+
+void BlockingWait::sleepFor(milliseconds duration) {
+  static_cast<void>(wait(-1, 0, Clock::now() + duration));
+}
+
+void BlockingWait::glance() {
+  if (currentAttendant && pollOnce(-1, 0, milliseconds{0}) == Event::attendance) {
+    currentAttendant->attend();
+  }
+}
+
+}  // namespace ztp

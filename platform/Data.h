@@ -1,0 +1,68 @@
+// Byte buffers. Every Data and SecretText is wiped when it lets go of its memory, so a key, a
+// decrypted body or the identity text never lingers in the heap, whoever held it last.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ztp {
+
+/// Overwrites `size` bytes at `memory` in a way that the compiler does not remove.
+void wipe(void* memory, std::size_t size) noexcept;
+
+/// An allocator that wipes what it gives back and leaves new elements uninitialised: a buffer that
+/// is about to be read into is not filled with zeros first.
+template <typename T>
+struct WipingAllocator {
+  using value_type = T;
+
+  WipingAllocator() noexcept = default;
+  template <typename U>
+  explicit(false) WipingAllocator(const WipingAllocator<U>& /*other*/) noexcept {}
+
+  T* allocate(std::size_t count) { return std::allocator<T>{}.allocate(count); }
+  void deallocate(T* memory, std::size_t count) noexcept {
+    wipe(memory, count * sizeof(T));
+    std::allocator<T>{}.deallocate(memory, count);
+  }
+  template <typename U>
+  void construct(U* element) noexcept {
+    std::uninitialized_default_construct_n(element, 1);
+  }
+  template <typename U, typename... Arguments>
+  void construct(U* element, Arguments&&... arguments) {
+    std::construct_at(element, std::forward<Arguments>(arguments)...);
+  }
+  friend bool operator==(const WipingAllocator&, const WipingAllocator&) noexcept { return true; }
+};
+
+/// A byte buffer. `Data(n)` and `resize(n)` leave the new bytes uninitialised.
+using Data = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
+
+/// A view of bytes that somebody else owns.
+using DataView = std::span<const std::uint8_t>;
+
+/// Text that is a secret, such as a private key. (A text short enough for the string's own inline
+/// buffer is not wiped; no secret of ours is that short.)
+using SecretText = std::basic_string<char, std::char_traits<char>, WipingAllocator<char>>;
+
+/// The bytes of a text, without a terminator.
+inline DataView bytesOf(std::string_view text) noexcept {
+  // char and unsigned char may alias each other.
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+/// The same bytes seen as text; nothing is checked or copied.
+inline std::string_view textOf(DataView bytes) noexcept {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+/// A copy of the bytes that a view shows.
+inline Data copyOf(DataView bytes) { return {bytes.begin(), bytes.end()}; }
+
+}  // namespace ztp

@@ -1,0 +1,61 @@
+// A descriptor with the operations that the session and the framing need of it.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "platform/Data.h"
+
+namespace ztp {
+
+/// An open file, pipe or FIFO. Closes its descriptor when it goes, unless it only borrows it;
+/// `close` is the same, at once. Move-only. Methods that can fail raise PlatformException.
+class FileHandle {
+ public:
+  enum class Ownership { owns, borrows };
+
+  /// Wraps an open descriptor.
+  explicit FileHandle(int fileDescriptor, Ownership ownership = Ownership::owns);
+  FileHandle(FileHandle&& other) noexcept;
+  FileHandle& operator=(FileHandle&& other) noexcept;
+  FileHandle(const FileHandle&) = delete;
+  FileHandle& operator=(const FileHandle&) = delete;
+  ~FileHandle();
+
+  /// Opens an existing file at its start; absent when that fails (errno tells why).
+  static std::optional<FileHandle> forReadingAtPath(const std::filesystem::path& path);
+  /// Opens an existing file at its start, its content kept; absent when that fails.
+  static std::optional<FileHandle> forWritingAtPath(const std::filesystem::path& path);
+
+  /// -1 once closed.
+  [[nodiscard]] int fileDescriptor() const noexcept { return fileDescriptor_; }
+
+  /// Writes all of it. On a pipe or FIFO without room this waits (see BlockingWait), whether or not
+  /// the descriptor is blocking.
+  void writeData(DataView bytes);
+
+  /// Reads at most `maximum` bytes, fewer at the end of the file; empty when nothing is left.
+  Data readDataOfLength(std::size_t maximum);
+
+  /// What a pipe or FIFO offers right now, at most 64 KiB; empty when there is nothing or at the
+  /// end of file. Never waits.
+  Data availableData();
+
+  /// Asks the system to bring what was written to its destination (fsync). A pipe or FIFO has no
+  /// such thing on every system: that counts as done.
+  void synchronize();
+
+  /// Closes the descriptor, borrowed or not. Closing twice does nothing.
+  void close();
+
+ private:
+  void writeToFile(DataView bytes);
+  void writeToPipe(DataView bytes);
+  void release() noexcept;
+
+  int fileDescriptor_ = -1;
+  Ownership ownership_ = Ownership::owns;
+  bool isRegularFile_ = false;
+};
+
+}  // namespace ztp

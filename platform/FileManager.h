@@ -1,0 +1,56 @@
+// File-system operations. Each returns the error as a value: absent means that it worked.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <variant>
+#include <vector>
+
+#include "platform/Data.h"
+#include "platform/Error.h"
+
+namespace ztp {
+
+using MaybeError = std::optional<Error>;
+
+class FileManager {
+ public:
+  FileManager() = delete;
+
+  /// True when anything is there; a link counts whether or not it leads anywhere.
+  [[nodiscard]] static bool itemExists(const std::filesystem::path& path);
+
+  /// Makes an empty file, emptying one that exists. `mode` as for open(2), before the umask.
+  [[nodiscard]] static MaybeError createEmptyFile(const std::filesystem::path& path,
+                                                  unsigned mode = 0666);
+  /// Makes the directory and those above it; one that exists is no error.
+  [[nodiscard]] static MaybeError createDirectory(const std::filesystem::path& path);
+  /// Removes a file, a link (not what it leads to) or a whole directory tree.
+  [[nodiscard]] static MaybeError removeItem(const std::filesystem::path& path);
+  [[nodiscard]] static MaybeError setMode(const std::filesystem::path& path, unsigned mode);
+
+  /// Writes in place, emptying what was there; a file that is new gets mode 0600 or less.
+  [[nodiscard]] static MaybeError writeFile(const std::filesystem::path& path, DataView content);
+  /// The whole file, past the file cache where the system allows it. `spare` bytes of capacity are
+  /// kept free behind the content.
+  [[nodiscard]] static std::variant<Data, Error> readFile(const std::filesystem::path& path,
+                                                          std::size_t spare = 0);
+  /// Size in bytes of what the path leads to.
+  [[nodiscard]] static std::variant<std::uint64_t, Error> fileSize(
+      const std::filesystem::path& path);
+  /// Names of the entries, hidden ones included, in the system's order.
+  [[nodiscard]] static std::variant<std::vector<std::filesystem::path>, Error>
+  contentsOfDirectory(const std::filesystem::path& path);
+
+  /// What a copy does with a symbolic link inside the copied tree. A link named as the source
+  /// itself is always followed.
+  enum class Links { keep, refuse };
+  /// Copies a file or a directory tree to a path where nothing is yet, with permissions (without
+  /// set-id bits) and modification times. What was copied before a failure is removed again.
+  /// The main thread's attendant is called now and then (see BlockingWait).
+  [[nodiscard]] static MaybeError copyItem(const std::filesystem::path& source,
+                                           const std::filesystem::path& destination, Links links);
+};
+
+}  // namespace ztp

@@ -1,0 +1,32 @@
+// Signals, turned into readable descriptors that the run loop and the blocking waits can watch.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace ztp {
+
+/// The signals this program acts on.
+class Signals {
+ public:
+  Signals() = delete;
+
+  /// SIGTERM, SIGINT and SIGHUP no longer end the process: they are kept for `takeTermination`.
+  /// SIGPIPE is ignored. All of them are unblocked, whatever mask was inherited.
+  static void catchTermination();
+  /// Readable while a termination signal waits to be taken.
+  static int terminationDescriptor();
+  /// The number of the termination signal that came first, once.
+  static std::optional<int> takeTermination();
+
+  /// Readable when a child has ended since `forgetChildEnds`. Installs the SIGCHLD handler at the
+  /// first call.
+  static int childEndDescriptor();
+  /// Empties what childEndDescriptor shows.
+  static void forgetChildEnds();
+
+  /// "SIGTERM" and so on; "signal" for a number that is none of ours.
+  static std::string_view name(int signalNumber);
+};
+
+}  // namespace ztp

@@ -1,0 +1,18 @@
+// The three descriptors that the host gave us and that ssh shares.
+#pragma once
+
+namespace ztp {
+
+class StandardStreams {
+ public:
+  StandardStreams() = delete;
+
+  /// Opens the null device for each of the three that is closed, so that no file of ours becomes
+  /// one of them, and remembers the flags of standard error.
+  static void prepare();
+  /// Gives standard error the flags that it had at `prepare`: ssh makes it non-blocking and is not
+  /// asked to clean up.
+  static void restore() noexcept;
+};
+
+}  // namespace ztp
