@@ -4,7 +4,9 @@ Independent of the proxy's own code: it frames, encrypts, zips and writes proper
 so that a mistake made twice in the same way on both sides is unlikely. README.md tells how to use it.
 """
 
+from standin.deployment import StandinServer
 from standin.keys import ServerKeys
+from standin.record import ConnectionRecord, FrameRecord
 from standin.sshd import LoopbackSshd
 
-__all__ = ["LoopbackSshd", "ServerKeys"]
+__all__ = ["ConnectionRecord", "FrameRecord", "LoopbackSshd", "ServerKeys", "StandinServer"]

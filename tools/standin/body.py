@@ -1,0 +1,139 @@
+"""The bytes that a script names: text, or one of the forms in BODY_FORMS."""
+
+from __future__ import annotations
+
+import json
+import plistlib
+from base64 import b64decode
+from dataclasses import dataclass
+from pathlib import Path
+from typing import Any, Callable, Iterator
+
+from standin import crypto, progress
+from standin.vocabulary import ScriptError, check_keys, check_value
+
+# The word that marks each form, and the words that may stand beside it.
+BODY_FORMS: dict[str, set[str]] = {
+    "hex": set(),
+    "base64": set(),
+    "json": set(),
+    "file": set(),
+    "fill": {"byte"},
+    "plist": {"format"},
+    "progressSection": {"maximum"},
+    "progressStatus": set(),
+    "join": set(),
+    "encrypted": {"iv", "padding"},
+}
+_FILL_BLOCK = 1 << 20
+
+
+@dataclass(frozen=True)
+class Fill:
+    """A run of equal bytes that is never held in memory as a whole."""
+
+    length: int
+    byte: int
+
+    def __len__(self) -> int:
+        return self.length
+
+    def blocks(self) -> Iterator[bytes]:
+        """The run in pieces of at most 1 MiB."""
+        block = bytes([self.byte]) * min(_FILL_BLOCK, self.length)
+        for _ in range(self.length // _FILL_BLOCK):
+            yield block
+        yield block[: self.length % _FILL_BLOCK]
+
+
+@dataclass(frozen=True)
+class Body:
+    """Bytes to send, in parts."""
+
+    parts: tuple[bytes | Fill, ...] = ()
+
+    def __len__(self) -> int:
+        return sum(len(part) for part in self.parts)
+
+    def blocks(self) -> Iterator[bytes]:
+        """The bytes in pieces."""
+        for part in self.parts:
+            if isinstance(part, Fill):
+                yield from part.blocks()
+            else:
+                yield part
+
+    def data(self) -> bytes:
+        """All of it at once."""
+        return b"".join(self.blocks())
+
+
+def check_body(spec: Any, where: str) -> None:
+    """ScriptError where spec is no body."""
+    if isinstance(spec, str):
+        return
+    form = check_keys(spec, BODY_FORMS, where)
+    if form in ("hex", "base64"):
+        _check_decodable(spec[form], form, where)
+    elif form == "join":
+        for number, part in enumerate(check_value(spec[form], list, where)):
+            check_body(part, f"{where}.join[{number}]")
+    elif form == "encrypted":
+        check_body(spec[form], f"{where}.encrypted")
+    elif form in ("fill", "progressStatus"):
+        check_value(spec[form], int, where)
+
+
+def make_body(spec: Any, secrets: crypto.Secrets | None, directory: Path) -> Body:
+    """The body that a checked spec names; ScriptError where it needs a key that nobody sent.
+
+    directory is where the names of files begin.
+    """
+    if isinstance(spec, str):
+        return Body((spec.encode("utf-8"),))
+    form = next(word for word in spec if word in BODY_FORMS)
+    if form == "fill":
+        return Body((Fill(spec["fill"], spec.get("byte", 0)),))
+    if form == "join":
+        parts = (make_body(part, secrets, directory).parts for part in spec["join"])
+        return Body(tuple(piece for part in parts for piece in part))
+    if form == "encrypted":
+        return Body((_encrypted(spec, secrets, directory),))
+    if form == "file":
+        return Body(((directory / spec["file"]).read_bytes(),))
+    return Body((_SIMPLE_FORMS[form](spec),))
+
+
+def _encrypted(spec: dict[str, Any], secrets: crypto.Secrets | None, directory: Path) -> bytes:
+    if secrets is None:
+        raise ScriptError("nothing can be encrypted before the ClientHandshake")
+    ivs = {"forwardingIV": secrets.forwarding_iv, "outputArchiveIV": secrets.output_archive_iv}
+    iv = ivs[spec.get("iv", "forwardingIV")]
+    wrong = spec.get("padding") == "wrong"
+    encrypt = crypto.encrypt_with_wrong_padding if wrong else crypto.encrypt
+    plaintext = make_body(spec["encrypted"], secrets, directory).data()
+    return encrypt(plaintext, secrets.symmetric_key, iv)
+
+
+def _plist(spec: dict[str, Any]) -> bytes:
+    binary = spec.get("format") == "binary"
+    return plistlib.dumps(spec["plist"], fmt=plistlib.FMT_BINARY if binary else plistlib.FMT_XML)
+
+
+_SIMPLE_FORMS: dict[str, Callable[[dict[str, Any]], bytes]] = {
+    "hex": lambda spec: bytes.fromhex(spec["hex"]),
+    "base64": lambda spec: b64decode(spec["base64"], validate=True),
+    "json": lambda spec: json.dumps(spec["json"], separators=(",", ":")).encode("utf-8"),
+    "plist": _plist,
+    "progressSection": lambda spec: progress.section(
+        spec["progressSection"], spec.get("maximum", 0)
+    ),
+    "progressStatus": lambda spec: progress.status(spec["progressStatus"]),
+}
+
+
+def _check_decodable(text: Any, form: str, where: str) -> None:
+    try:
+        _SIMPLE_FORMS[form]({form: check_value(text, str, where)})
+    except ValueError as error:
+        raise ScriptError(f"{where}: no {form}: {error}") from error
