@@ -6,7 +6,6 @@ check_pie_supported(LANGUAGES CXX)
 
 add_library(ztp_settings INTERFACE)
 target_compile_features(ztp_settings INTERFACE cxx_std_20)
-set_property(DIRECTORY "${PROJECT_SOURCE_DIR}" PROPERTY CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_EXTENSIONS OFF)
 target_include_directories(ztp_settings INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
 
@@ -28,3 +27,7 @@ find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE}")
 endif()
+
+# Where the installed program finds its archiver, seen from the folder of the program.
+file(RELATIVE_PATH ZTP_ARCHIVER_FROM_BINDIR "${CMAKE_INSTALL_FULL_BINDIR}"
+     "${CMAKE_INSTALL_FULL_LIBEXECDIR}/ZanburyToolProxy/ZanburyArchiver")

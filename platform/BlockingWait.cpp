@@ -20,7 +20,9 @@ std::optional<Clock::time_point> attendantDeadline() {
   return currentAttendant ? currentAttendant->deadline() : std::nullopt;
 }
 
-bool hasPassed(std::optional<Clock::time_point> time) { return time && Clock::now() >= *time; }
+bool hasPassed(std::optional<Clock::time_point> time) {
+  return time && Clock::now() >= *time;
+}
 
 milliseconds remaining(Clock::time_point until) {
   // Rounded up, so that a wait does not spin through its last millisecond.
@@ -44,7 +46,8 @@ enum class Event { ready, attendance, nothing };
 // the whole time has passed.
 Event pollOnce(int fileDescriptor, short events, milliseconds timeout) {
   auto descriptors = descriptorsFor(fileDescriptor, events);
-  const int count = ::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count()));
+  const int count =
+      ::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count()));
   if (count < 0) return errno == EINTR ? Event::nothing : Event::attendance;
   if (descriptors[0].revents != 0) return Event::ready;
   return count > 0 || timeout == attendanceInterval ? Event::attendance : Event::nothing;
@@ -65,7 +68,9 @@ BlockingWait::Outcome wait(int fileDescriptor, short events, std::optional<Clock
 
 }  // namespace
 
-void BlockingWait::setAttendant(Attendant* attendant) { currentAttendant = attendant; }
+void BlockingWait::setAttendant(Attendant* attendant) {
+  currentAttendant = attendant;
+}
 
 BlockingWait::Outcome BlockingWait::untilWritable(int fileDescriptor) {
   return wait(fileDescriptor, POLLOUT, std::nullopt);

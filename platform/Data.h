@@ -63,6 +63,8 @@ inline std::string_view textOf(DataView bytes) noexcept {
 }
 
 /// A copy of the bytes that a view shows.
-inline Data copyOf(DataView bytes) { return {bytes.begin(), bytes.end()}; }
+inline Data copyOf(DataView bytes) {
+  return {bytes.begin(), bytes.end()};
+}
 
 }  // namespace ztp

@@ -8,7 +8,9 @@
 
 namespace ztp {
 
-Error Error::fromErrno(std::string_view what) { return fromErrorNumber(what, errno); }
+Error Error::fromErrno(std::string_view what) {
+  return fromErrorNumber(what, errno);
+}
 
 Error Error::fromErrorNumber(std::string_view what, int errorNumber) {
   return {fmt::format("{}: {}", what, std::generic_category().message(errorNumber))};

@@ -40,8 +40,8 @@ class FileManager {
   [[nodiscard]] static std::variant<std::uint64_t, Error> fileSize(
       const std::filesystem::path& path);
   /// Names of the entries, hidden ones included, in the system's order.
-  [[nodiscard]] static std::variant<std::vector<std::filesystem::path>, Error>
-  contentsOfDirectory(const std::filesystem::path& path);
+  [[nodiscard]] static std::variant<std::vector<std::filesystem::path>, Error> contentsOfDirectory(
+      const std::filesystem::path& path);
 
   /// What a copy does with a symbolic link inside the copied tree. A link named as the source
   /// itself is always followed.

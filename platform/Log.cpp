@@ -33,7 +33,8 @@ void appendEscaped(std::string& result, std::string_view bytes) {
 }
 
 bool isControl(std::string_view character) {
-  return character.size() == 1 && (static_cast<unsigned char>(character[0]) < 0x20 || character[0] == 0x7f);
+  return character.size() == 1 &&
+         (static_cast<unsigned char>(character[0]) < 0x20 || character[0] == 0x7f);
 }
 
 }  // namespace

@@ -8,15 +8,14 @@
 namespace ztp {
 namespace {
 
-using namespace std::string_view_literals;
+using std::literals::operator""sv;
 
 // White space and newlines: tab to carriage return, NEL, and Unicode's separators (category Z).
-constexpr std::array whiteSpace = {
-    "\t"sv,           "\n"sv,           "\v"sv,           "\f"sv,           "\r"sv,
-    " "sv,            "\u0085"sv,       "\u00a0"sv,       "\u1680"sv,       "\u2000"sv,
-    "\u2001"sv,       "\u2002"sv,       "\u2003"sv,       "\u2004"sv,       "\u2005"sv,
-    "\u2006"sv,       "\u2007"sv,       "\u2008"sv,       "\u2009"sv,       "\u200a"sv,
-    "\u2028"sv,       "\u2029"sv,       "\u202f"sv,       "\u205f"sv,       "\u3000"sv};
+constexpr std::array whiteSpace = {"\t"sv,     "\n"sv,     "\v"sv,     "\f"sv,     "\r"sv,
+                                   " "sv,      "\u0085"sv, "\u00a0"sv, "\u1680"sv, "\u2000"sv,
+                                   "\u2001"sv, "\u2002"sv, "\u2003"sv, "\u2004"sv, "\u2005"sv,
+                                   "\u2006"sv, "\u2007"sv, "\u2008"sv, "\u2009"sv, "\u200a"sv,
+                                   "\u2028"sv, "\u2029"sv, "\u202f"sv, "\u205f"sv, "\u3000"sv};
 
 std::size_t leadingWhiteSpace(std::string_view text) {
   const auto* found = std::find_if(whiteSpace.begin(), whiteSpace.end(),
@@ -30,7 +29,9 @@ std::size_t trailingWhiteSpace(std::string_view text) {
   return found == whiteSpace.end() ? 0 : found->size();
 }
 
-bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80U; }
+bool isContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80U;
+}
 
 // The first two bytes decide the length and exclude overlong forms, surrogates and values beyond
 // U+10FFFF (RFC 3629, section 4).

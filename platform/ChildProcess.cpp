@@ -1,0 +1,196 @@
+// Children by fork and exec: between the two they get their three descriptors, default signals and
+// the promise to die with their parent, none of which posix_spawn offers everywhere.
+#include "platform/ChildProcess.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/BlockingWait.h"
+#include "platform/Error.h"
+#include "platform/Signals.h"
+#include "platform/System.h"
+
+namespace ztp {
+namespace {
+
+// Children whose objects are gone and that have not been collected, and those being waited for.
+std::vector<pid_t> forgottenChildren;
+std::vector<pid_t> awaitedChildren;
+
+bool hasEnded(pid_t pid) {
+  pid_t result = 0;
+  do {
+    result = ::waitpid(pid, nullptr, WNOHANG);
+  } while (result < 0 && errno == EINTR);
+  return result != 0;  // collected just now, or no child of ours any more
+}
+
+std::vector<char*> nullTerminated(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (auto& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+// Everything the child needs, made before the fork: after it only async-signal-safe calls follow.
+struct Plan {
+  explicit Plan(const ChildProcess::Command& command, const ChildProcess::Streams& childStreams)
+      : launchPath(command.launchPath),
+        arguments(command.arguments),
+        environment(command.environment),
+        streams{childStreams.standardInput, childStreams.standardOutput,
+                childStreams.standardError} {
+    arguments.insert(arguments.begin(), launchPath);
+    argumentPointers = nullTerminated(arguments);
+    environmentPointers = nullTerminated(environment);
+  }
+
+  std::string launchPath;
+  std::vector<std::string> arguments;
+  std::vector<std::string> environment;
+  std::vector<char*> argumentPointers;
+  std::vector<char*> environmentPointers;
+  std::array<int, 3> streams;
+  int parent = static_cast<int>(::getpid());
+};
+
+void resetSignals() noexcept {
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  sigemptyset(&action.sa_mask);
+  for (int number = 1; number < 32; ++number) {
+    if (number != SIGKILL && number != SIGSTOP) ::sigaction(number, &action, nullptr);
+  }
+  ::sigprocmask(SIG_SETMASK, &action.sa_mask, nullptr);
+}
+
+// The streams of the plan are never 0 to 2 themselves unless in their own place (StandardStreams
+// keeps those three taken), so no dup2 overwrites one that is still needed.
+bool connectStreams(const std::array<int, 3>& streams) noexcept {
+  for (int target = 0; target < 3; ++target) {
+    const int source = streams[static_cast<std::size_t>(target)];
+    if (source != target && ::dup2(source, target) < 0) return false;
+  }
+  return true;
+}
+
+[[noreturn]] void becomeChild(const Plan& plan, int errorPipe) noexcept {
+  system::dieWithParent(plan.parent);
+  resetSignals();
+  if (connectStreams(plan.streams)) {
+    system::closeOnExecAbove(2);
+    ::execve(plan.launchPath.c_str(), plan.argumentPointers.data(),
+             plan.environmentPointers.data());
+  }
+  const int errorNumber = errno;
+  static_cast<void>(!::write(errorPipe, &errorNumber, sizeof errorNumber));
+  ::_exit(127);
+}
+
+// A pipe whose writing end exec closes: what comes out of it is the reason why exec failed.
+class ErrorPipe {
+ public:
+  ErrorPipe() {
+    if (::pipe2(ends_.data(), O_CLOEXEC) != 0) throw PlatformException(Error::fromErrno("pipe"));
+  }
+  ~ErrorPipe() {
+    for (const int end : ends_) {
+      if (end != -1) ::close(end);
+    }
+  }
+  ErrorPipe(const ErrorPipe&) = delete;
+  ErrorPipe& operator=(const ErrorPipe&) = delete;
+
+  [[nodiscard]] int writingEnd() const { return ends_[1]; }
+  // 0 when exec worked.
+  int errorNumberOfExec() {
+    ::close(std::exchange(ends_[1], -1));
+    int errorNumber = 0;
+    ssize_t count = 0;
+    do {
+      count = ::read(ends_[0], &errorNumber, sizeof errorNumber);
+    } while (count < 0 && errno == EINTR);
+    return count == sizeof errorNumber ? errorNumber : 0;
+  }
+
+ private:
+  std::array<int, 2> ends_{-1, -1};
+};
+
+void waitBlockingly(pid_t pid) noexcept {
+  while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+}  // namespace
+
+ChildProcess ChildProcess::launch(const Command& command, const Streams& streams) {
+  static_cast<void>(Signals::childEndDescriptor());
+  const Plan plan(command, streams);
+  ErrorPipe errorPipe;
+  const pid_t pid = ::fork();
+  if (pid < 0) throw PlatformException(Error::fromErrno("fork"));
+  if (pid == 0) becomeChild(plan, errorPipe.writingEnd());
+  if (const int errorNumber = errorPipe.errorNumberOfExec()) {
+    waitBlockingly(pid);
+    throw PlatformException(
+        Error::fromErrorNumber("Could not launch " + plan.launchPath, errorNumber));
+  }
+  return ChildProcess(pid);
+}
+
+ChildProcess::ChildProcess(ChildProcess&& other) noexcept : pid_(std::exchange(other.pid_, -1)) {}
+
+ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
+  if (this != &other) {
+    forget();
+    pid_ = std::exchange(other.pid_, -1);
+  }
+  return *this;
+}
+
+ChildProcess::~ChildProcess() {
+  forget();
+}
+
+void ChildProcess::forget() noexcept {
+  if (pid_ == -1) return;
+  forgottenChildren.push_back(std::exchange(pid_, -1));
+  reapForgotten();
+}
+
+void ChildProcess::terminate() noexcept {
+  if (pid_ != -1) ::kill(pid_, SIGTERM);
+}
+
+void ChildProcess::waitUntilExit() {
+  awaitedChildren.push_back(pid_);
+  while (!hasEnded(pid_)) {
+    static_cast<void>(BlockingWait::untilReadable(Signals::childEndDescriptor()));
+    Signals::forgetChildEnds();
+  }
+  std::erase(awaitedChildren, std::exchange(pid_, -1));
+  reapForgotten();
+}
+
+void ChildProcess::reapForgotten() noexcept {
+  std::erase_if(forgottenChildren, hasEnded);
+}
+
+void ChildProcess::killAwaited() noexcept {
+  for (const pid_t pid : std::exchange(awaitedChildren, {})) {
+    ::kill(pid, SIGKILL);
+    waitBlockingly(pid);
+  }
+}
+
+}  // namespace ztp

@@ -1,0 +1,158 @@
+// File handles over plain descriptors. Writes into pipes go in pieces that a pipe with room takes
+// whole, so that even a blocking descriptor never blocks in write(2) itself.
+#include "platform/FileHandle.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/BlockingWait.h"
+#include "platform/Error.h"
+
+namespace ztp {
+namespace {
+
+constexpr std::size_t offeredAtMost = 65'536;
+
+bool isRegularFile(int fileDescriptor) {
+  struct stat status {};
+  return ::fstat(fileDescriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+std::optional<FileHandle> openExisting(const std::filesystem::path& path, int flags) {
+  int fileDescriptor = -1;
+  do {
+    fileDescriptor = ::open(path.c_str(), flags | O_CLOEXEC);
+  } while (fileDescriptor < 0 && errno == EINTR);
+  if (fileDescriptor < 0) return std::nullopt;
+  return FileHandle(fileDescriptor);
+}
+
+// One read(2) that interruptions do not end.
+std::size_t readSome(int fileDescriptor, std::uint8_t* bytes, std::size_t maximum) {
+  for (;;) {
+    const ssize_t count = ::read(fileDescriptor, bytes, maximum);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) throw PlatformException(Error::fromErrno("read"));
+  }
+}
+
+bool hasSomethingToRead(int fileDescriptor) {
+  pollfd descriptor{fileDescriptor, POLLIN, 0};
+  return ::poll(&descriptor, 1, 0) == 1 && (descriptor.revents & (POLLIN | POLLHUP)) != 0;
+}
+
+}  // namespace
+
+FileHandle::FileHandle(int fileDescriptor, Ownership ownership)
+    : fileDescriptor_(fileDescriptor),
+      ownership_(ownership),
+      isRegularFile_(isRegularFile(fileDescriptor)) {}
+
+FileHandle::FileHandle(FileHandle&& other) noexcept
+    : fileDescriptor_(std::exchange(other.fileDescriptor_, -1)),
+      ownership_(other.ownership_),
+      isRegularFile_(other.isRegularFile_) {}
+
+FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
+  if (this != &other) {
+    release();
+    fileDescriptor_ = std::exchange(other.fileDescriptor_, -1);
+    ownership_ = other.ownership_;
+    isRegularFile_ = other.isRegularFile_;
+  }
+  return *this;
+}
+
+FileHandle::~FileHandle() {
+  release();
+}
+
+std::optional<FileHandle> FileHandle::forReadingAtPath(const std::filesystem::path& path) {
+  return openExisting(path, O_RDONLY);
+}
+
+std::optional<FileHandle> FileHandle::forWritingAtPath(const std::filesystem::path& path) {
+  return openExisting(path, O_WRONLY);
+}
+
+void FileHandle::writeData(DataView bytes) {
+  if (isRegularFile_) {
+    writeToFile(bytes);
+  } else {
+    writeToPipe(bytes);
+  }
+}
+
+void FileHandle::writeToFile(DataView bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fileDescriptor_, bytes.data(), bytes.size());
+    if (written > 0) {
+      bytes = bytes.subspan(static_cast<std::size_t>(written));
+    } else if (written == 0 || errno != EINTR) {
+      throw PlatformException(Error::fromErrno("write"));
+    }
+  }
+}
+
+void FileHandle::writeToPipe(DataView bytes) {
+  while (!bytes.empty()) {
+    if (BlockingWait::untilWritable(fileDescriptor_) == BlockingWait::Outcome::expired) {
+      throw PlatformException("write: the other side takes nothing");
+    }
+    const std::size_t piece = std::min<std::size_t>(bytes.size(), PIPE_BUF);
+    const ssize_t written = ::write(fileDescriptor_, bytes.data(), piece);
+    if (written >= 0) {
+      bytes = bytes.subspan(static_cast<std::size_t>(written));
+    } else if (errno != EINTR && errno != EAGAIN) {
+      throw PlatformException(Error::fromErrno("write"));
+    }
+  }
+}
+
+Data FileHandle::readDataOfLength(std::size_t maximum) {
+  Data data(maximum);
+  std::size_t filled = 0;
+  while (filled < maximum) {
+    const std::size_t count = readSome(fileDescriptor_, data.data() + filled, maximum - filled);
+    if (count == 0) break;
+    filled += count;
+  }
+  data.resize(filled);
+  return data;
+}
+
+Data FileHandle::availableData() {
+  if (!hasSomethingToRead(fileDescriptor_)) return {};
+  Data data(offeredAtMost);
+  const ssize_t count = ::read(fileDescriptor_, data.data(), data.size());
+  if (count < 0 && errno != EAGAIN && errno != EINTR) {
+    throw PlatformException(Error::fromErrno("read"));
+  }
+  data.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+  return data;
+}
+
+void FileHandle::synchronize() {
+  while (::fsync(fileDescriptor_) != 0) {
+    if (errno == EINVAL || errno == ENOTSUP || errno == EROFS) return;
+    if (errno != EINTR) throw PlatformException(Error::fromErrno("fsync"));
+  }
+}
+
+void FileHandle::close() {
+  if (fileDescriptor_ != -1) ::close(std::exchange(fileDescriptor_, -1));
+}
+
+void FileHandle::release() noexcept {
+  if (ownership_ == Ownership::owns && fileDescriptor_ != -1) ::close(fileDescriptor_);
+  fileDescriptor_ = -1;
+}
+
+}  // namespace ztp
