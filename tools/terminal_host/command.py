@@ -29,7 +29,7 @@ def main(arguments: list[str]) -> int:
     try:
         options = parse_arguments(arguments)
         settings = settings_of(options)
-        display = _display(options.json, options.plain)
+        display = choose_display(options.json, options.plain)
         return convert(settings, display)
     except (UsageError, HostError) as error:
         complain(str(error))
@@ -148,7 +148,7 @@ def _verdict(status: int, step: Step, delivered: bool) -> str:
     return f"The conversion failed with status {status}. Nothing was converted."
 
 
-def _display(json: bool, plain: bool) -> Display:
+def choose_display(json: bool = False, plain: bool = False) -> Display:
     """Live on a terminal that can move its cursor and with python3-rich at hand, else plain lines."""
     if json:
         return JsonDisplay()

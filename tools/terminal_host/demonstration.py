@@ -1,0 +1,166 @@
+"""The second half of ./demo: converts statements with the built program and a stand-in server.
+
+The server runs under an sshd of its own on the loopback interface, with keys made for this run.
+Everything but the results is gone at the end, also after a failure or Ctrl-C.
+"""
+
+from __future__ import annotations
+
+import os
+import shutil
+import signal
+import sys
+import tempfile
+from collections.abc import Sequence
+from pathlib import Path
+from types import FrameType
+from typing import NoReturn
+
+from standin import ConnectionRecord, LoopbackSshd, ServerKeys, StandinServer
+
+from .command import choose_display, convert
+from .errors import HostError
+from .request import Request
+from .settings import Settings
+from .shown import shown
+
+_PROJECT = Path(__file__).resolve().parents[2]
+_SAMPLES = _PROJECT / "tools" / "standin" / "samples"
+_OUTPUT = _PROJECT / "build" / "demo-output"
+_TOOL = "ZanburyConverter"
+_LINES = 8  # of the result and of a log
+_TO_WATCH = 3.0  # seconds that the tool takes at least when somebody watches
+_DEADLINE = 3600.0  # seconds; a conversion that nobody ended
+
+
+def main(program: Path, statements: Sequence[Path]) -> int:
+    """Converts one statement after the other until one fails; gives the last exit status."""
+    for ending in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(ending, _leave)
+    status = 0
+    with tempfile.TemporaryDirectory(prefix="zanbury-demo.") as directory, LoopbackSshd() as sshd:
+        print(f"Started an sshd of its own on 127.0.0.1, port {sshd.port}.")
+        keys = ServerKeys.generate()
+        for number, statement in enumerate(statements):
+            place = Path(directory, str(number))
+            place.mkdir()
+            server = StandinServer(place, keys, _script(statement), deadline=_DEADLINE)
+            status = _demonstrate(program, statement, sshd, server)
+            if status != 0:
+                break
+    print("\nThe server, its sshd, all keys and temporary files are gone again.")
+    return status
+
+
+def _demonstrate(program: Path, statement: Path, sshd: LoopbackSshd, server: StandinServer) -> int:
+    """Converts one statement and tells about it; gives the exit status."""
+    print(f"\nConverting {shown(str(statement))} ({statement.stat().st_size:,} bytes)", flush=True)
+    settings = _settings(program, statement, sshd, server)
+    status = convert(settings, choose_display())
+    if settings.output.exists():
+        _print_head(settings.output)
+    for log in sorted(settings.logs.glob("*")) if settings.logs.is_dir() else []:
+        _print_head(log)
+    print("\nWhat happened")
+    for sentence in _story(server.connections, statement, status):
+        print(f"  - {sentence}")
+    sys.stdout.flush()
+    return status
+
+
+def _settings(
+    program: Path, statement: Path, sshd: LoopbackSshd, server: StandinServer
+) -> Settings:
+    """What the desktop host would be set up with; results of an earlier run are removed."""
+    _OUTPUT.mkdir(parents=True, exist_ok=True)
+    output = _OUTPUT / (statement.stem + ".csv")
+    logs = _OUTPUT / (statement.stem + ".logs")
+    output.unlink(missing_ok=True)
+    shutil.rmtree(logs, ignore_errors=True)
+    request = Request(
+        file_path=statement,
+        dest_path=output,
+        logs_dir_path=logs,
+        tool=_TOOL,
+        tool_version="1.0",
+        server_command_path=server.command_path,
+        server_identity=sshd.identity_text,
+        host_pid=os.getpid(),
+        client_id="demo",
+        user_name=sshd.user,
+        public_key=server.keys.public_key_text,
+        retry_delay=3,
+        server_destinations=[sshd.destination()],
+    )
+    return Settings(request, program, statement, output, logs)
+
+
+def _script(statement: Path) -> dict:
+    """Normal service; slowed down a little when somebody watches, so that there is something to see."""
+    if not sys.stdout.isatty():
+        return {}
+    transactions = statement.read_bytes().upper().count(b"<STMTTRN>")
+    return {"Conversion": {"pace": min(0.2, _TO_WATCH / max(1, transactions))}}
+
+
+def _print_head(path: Path) -> None:
+    """The first lines of a file."""
+    print(f"\n{shown(path.name)}")
+    lines = path.read_text(encoding="utf-8", errors="replace").splitlines()
+    for line in lines[:_LINES]:
+        print(f"  {shown(line, 96)}")
+    if len(lines) > _LINES:
+        print(f"  ... and {len(lines) - _LINES:,} more lines")
+
+
+def _story(connections: Sequence[ConnectionRecord], statement: Path, status: int) -> list[str]:
+    """What the server's record of the conversation tells, in plain words."""
+    if not connections:
+        return ["The program did not reach the server."]
+    record = connections[-1]
+    frames = {(frame.direction, frame.type): frame.length for frame in record.frames}
+    told = [
+        ("ServerHello", "sent", "The program started ssh, logged in and was greeted by the server.")
+    ]
+    told += [
+        ("ClientHandshake", "received", "It sent a fresh AES-256 key under the server's RSA key."),
+        ("ServerHandshake", "sent", "The server proved that it could read that key."),
+        (
+            "InputArchive",
+            "received",
+            f"{shown(statement.name)} went up as an encrypted zip archive of {{:,}} bytes.",
+        ),
+        ("Forward", "sent", "The tool at work told its progress, encrypted, through the program."),
+        (
+            "OutputArchive",
+            "sent",
+            "Result and log came back in an encrypted archive of {:,} bytes.",
+        ),
+        ("Error", "received", "The program told the server that it gave up."),
+    ]
+    sentences = [
+        words.format(frames[direction, kind])
+        for kind, direction, words in told
+        if (direction, kind) in frames
+    ]
+    return [*sentences, f"The program removed its private files and ended with status {status}."]
+
+
+def _leave(number: int, frame: FrameType | None) -> NoReturn:
+    raise SystemExit(128 + number)
+
+
+def _run(arguments: Sequence[str]) -> int:
+    statements = [Path(path).absolute() for path in arguments[1:]] or sorted(_SAMPLES.glob("*.ofx"))
+    try:
+        return main(Path(arguments[0]), statements)
+    except KeyboardInterrupt:
+        print("\nStopped.")
+        return 130
+    except (HostError, OSError, RuntimeError) as error:
+        print(f"demo: {error}", file=sys.stderr)
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(_run(sys.argv[1:]))
