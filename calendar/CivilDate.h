@@ -62,6 +62,11 @@ constexpr bool isLeapYear(std::int32_t year);
 /// The last day of a month [1:12], 28 to 31. October 1582 ends with the 31st like every October.
 constexpr int lastDayOfMonth(std::int32_t year, std::int32_t month);
 
+/// Whether the calendar has the day: all numbers in range, and not one of the ten days that
+/// October 1582 lacks.
+///   isExistingDay({2019, 2, 29})   // false
+constexpr bool isExistingDay(const CivilDate& date);
+
 // How it is done ------------------------------------------------------------------------------
 //
 // Years are counted from 1 March, so that the leap day is the last of a year; days from 1 March of
@@ -153,6 +158,13 @@ constexpr bool isLeapYear(std::int32_t year) {
 constexpr int lastDayOfMonth(std::int32_t year, std::int32_t month) {
   if (month == 2) return isLeapYear(year) ? 29 : 28;
   return 30 + ((month + month / 8) & 1);
+}
+
+constexpr bool isExistingDay(const CivilDate& date) {
+  if (date.year < 1 || date.year > lastCalendarYear) return false;
+  if (date.month < 1 || date.month > 12 || date.day < 1) return false;
+  if (date.day > 28 && date.day > lastDayOfMonth(date.year, date.month)) return false;
+  return date.year != 1582 || date.month != 10 || date.day < 5 || date.day > 14;
 }
 
 constexpr std::optional<DayNumber> dayNumberRollingOver(std::int64_t year, std::int64_t month,

@@ -21,9 +21,10 @@ class TimeZone {
   [[nodiscard]] static TimeZone utc();
 
   /// The system's local zone, looked up on every call: the one that the variable TZ names (a name,
-  /// optionally behind ":", or the absolute path of a zone file; empty is UTC), without TZ the one
-  /// that /etc/localtime leads to, UTC when there is no such file. A TZ that leads to no zone file
-  /// is reported once on standard error ("ERROR: Unknown time zone: %@") and read as UTC.
+  /// optionally behind ":", the absolute path of a zone file, or a POSIX abbreviation and offset
+  /// without rules such as "UTC0" or "<+0545>-5:45"; empty is UTC), without TZ the one that
+  /// /etc/localtime leads to, UTC when there is no such file. A TZ that says no zone is reported
+  /// once on standard error ("ERROR: Unknown time zone: %@") and read as UTC.
   [[nodiscard]] static TimeZone local();
 
   /// The zone of this IANA name, such as "America/New_York"; absent when the system has no such
@@ -44,10 +45,10 @@ class TimeZone {
   /// the local mean time of the zone file; an instant that is no number counts as the reference.
   [[nodiscard]] std::int32_t secondsFromGMT(Timestamp instant) const;
 
-  /// The instant at which the zone's clocks show a wall-clock time, both as whole seconds: the wall
-  /// clock's are counted from 2001-01-01 00:00:00 on that clock. A time that the zone skips is read
-  /// with the offset before the gap; one that occurs twice is the first of the two.
-  [[nodiscard]] std::int64_t secondsFromWallClock(std::int64_t wallClockSeconds) const;
+  /// The same for a time on the zone's clocks, given as the seconds since 2001-01-01 00:00:00 on
+  /// them: the instant is that many seconds less the result. A time that the zone skips has the
+  /// offset before the gap, and one that occurs twice that of the first time.
+  [[nodiscard]] std::int32_t secondsFromGMTAtWallClock(std::int64_t wallClockSeconds) const;
 
   /// The same zone: of the same name, read from the same file.
   friend bool operator==(TimeZone, TimeZone) = default;

@@ -1,0 +1,100 @@
+// Calendar: wall-clock fields by integer arithmetic, the zone's offset added on the way.
+#include "calendar/Calendar.h"
+
+#include <algorithm>
+
+#include "calendar/CivilDate.h"
+#include "calendar/WholeSeconds.h"
+
+namespace ztp {
+
+namespace {
+
+/// The time of day in seconds, which may be negative or more than a day; absent when it alone would
+/// lead out of the calendar.
+std::optional<std::int64_t> secondsOfTime(const DateComponents& fields) {
+  constexpr std::int64_t limit = latestSecond - earliestSecond;
+  const auto isWithin = [](std::int64_t count, std::int64_t unit) {
+    return count >= -limit / unit && count <= limit / unit;
+  };
+  if (!isWithin(fields.hour, 3600) || !isWithin(fields.minute, 60) || !isWithin(fields.second, 1)) {
+    return std::nullopt;
+  }
+  return fields.hour * 3600 + fields.minute * 60 + fields.second;
+}
+
+/// The instant of a wall-clock time; absent when the clock shows a day beyond the calendar.
+std::optional<std::int64_t> instantOfWallClock(std::int64_t wallClock, TimeZone zone) {
+  if (wallClock < earliestSecond || wallClock >= latestSecond) return std::nullopt;
+  if (!isCalendarDay(splitSeconds(wallClock).day)) return std::nullopt;
+  return wallClock - zone.secondsFromGMTAtWallClock(wallClock);
+}
+
+/// The clock's reading at an instant, and the part of a second that it does not show.
+struct WallClock {
+  std::int64_t seconds;
+  double fraction;
+};
+
+std::optional<WallClock> wallClockOf(Timestamp instant, TimeZone zone) {
+  const std::optional<std::int64_t> seconds = wholeSeconds(instant);
+  if (!seconds) return std::nullopt;
+  return WallClock{*seconds + zone.secondsFromGMT(instant),
+                   instant.secondsSinceReference() - static_cast<double>(*seconds)};
+}
+
+}  // namespace
+
+std::optional<DateComponents> Calendar::componentsFromTimestamp(Timestamp instant) const {
+  const std::optional<std::int64_t> seconds = wholeSeconds(instant);
+  if (!seconds) return std::nullopt;
+  const DayAndSecond at = splitSeconds(*seconds + timeZone().secondsFromGMT(instant));
+  if (!isCalendarDay(at.day)) return std::nullopt;
+  const CivilDate date = civilDateFromDayNumber(static_cast<DayNumber>(at.day));
+  return DateComponents{date.year,           date.month,     date.day,    at.second / 3600,
+                        at.second / 60 % 60, at.second % 60, std::nullopt};
+}
+
+std::optional<Timestamp> Calendar::timestampFromComponents(const DateComponents& fields) const {
+  const std::optional<DayNumber> day = dayNumberRollingOver(fields.year, fields.month, fields.day);
+  const std::optional<std::int64_t> time = secondsOfTime(fields);
+  if (!day || !time) return std::nullopt;
+  const std::optional<std::int64_t> instant = instantOfWallClock(
+      *day * secondsPerDay + *time, fields.timeZone ? *fields.timeZone : timeZone());
+  if (!instant) return std::nullopt;
+  return Timestamp(static_cast<double>(*instant));
+}
+
+std::optional<Timestamp> Calendar::timestampByAddingDays(std::int64_t days,
+                                                         Timestamp instant) const {
+  const TimeZone zone = timeZone();
+  const std::optional<WallClock> clock = wallClockOf(instant, zone);
+  if (!clock) return std::nullopt;
+  if (days == 0) return instant;
+  constexpr std::int64_t limit = (latestSecond - earliestSecond) / secondsPerDay;
+  if (days < -limit || days > limit) return std::nullopt;
+  const std::optional<std::int64_t> moved =
+      instantOfWallClock(clock->seconds + days * secondsPerDay, zone);
+  if (!moved) return std::nullopt;
+  return Timestamp(static_cast<double>(*moved) + clock->fraction);
+}
+
+std::int64_t Calendar::numberOfDays(Timestamp start, Timestamp end) const {
+  const Calendar here(timeZone());  // one zone for the whole answer
+  const std::optional<WallClock> from = wallClockOf(start, *here.timeZone_);
+  const std::optional<WallClock> to = wallClockOf(end, *here.timeZone_);
+  if (!from || !to) return 0;
+  // The days between the two clock readings are at most one too many.
+  const std::int64_t days = splitSeconds(to->seconds).day - splitSeconds(from->seconds).day;
+  const std::int64_t oneLess = days > 0 ? days - 1 : days + 1;
+  if (end >= start) {
+    if (days <= 0) return 0;
+    const std::optional<Timestamp> reached = here.timestampByAddingDays(days, start);
+    return reached && *reached <= end ? days : oneLess;
+  }
+  if (days >= 0) return 0;
+  const std::optional<Timestamp> reached = here.timestampByAddingDays(days, start);
+  return reached && *reached >= end ? days : oneLess;
+}
+
+}  // namespace ztp

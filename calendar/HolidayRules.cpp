@@ -1,0 +1,193 @@
+// HolidayRules: the table, and the ways in which a holiday on a weekend moves to a weekday.
+#include "calendar/HolidayRules.h"
+
+#include <array>
+#include <cstddef>
+#include <optional>
+
+#include "calendar/WholeSeconds.h"
+#include "calendar/ZDateUtilities.h"
+
+namespace ztp {
+
+namespace {
+
+constexpr std::uint8_t usBank = 1;
+constexpr std::uint8_t nyse = 2;
+constexpr std::uint8_t tse = 4;
+
+constexpr std::int32_t anyWeekday = 0;
+constexpr std::int32_t sunday = 1;
+constexpr std::int32_t monday = 2;
+constexpr std::int32_t tuesday = 3;
+constexpr std::int32_t thursday = 5;
+constexpr std::int32_t friday = 6;
+
+/// A row holds for the days [firstDay:lastDay] of the month that are the weekday.
+struct HolidayRule {
+  std::int32_t month;
+  std::int32_t firstDay;
+  std::int32_t lastDay;
+  std::int32_t weekday;
+  std::uint8_t calendars;
+  std::int32_t firstYear = 1;
+};
+
+constexpr HolidayRule onDay(std::int32_t month, std::int32_t day, std::uint8_t calendars) {
+  return {month, day, day, anyWeekday, calendars};
+}
+
+/// The first of a weekday lies on the days 1 to 7, the second on 8 to 14, and so on.
+constexpr HolidayRule onNth(std::int32_t month, std::int32_t nth, std::int32_t weekday,
+                            std::uint8_t calendars) {
+  return {month, 7 * nth - 6, 7 * nth, weekday, calendars};
+}
+
+// Good Friday is the one official holiday that stands below, in isGoodFriday.
+constexpr auto rules = std::to_array<HolidayRule>({
+    onDay(1, 1, usBank | nyse | tse),              // New Year's Day
+    onNth(1, 3, monday, usBank | nyse),            // Martin Luther King Jr. Day
+    onNth(2, 3, monday, usBank | nyse | tse),      // Washington's Birthday, Family Day
+    {5, 25, 31, monday, usBank | nyse},            // Memorial Day, the last Monday
+    {5, 18, 24, monday, tse},                      // Victoria Day, the Monday before the 25th
+    {6, 19, 19, anyWeekday, usBank | nyse, 2022},  // Juneteenth
+    onDay(7, 1, tse),                              // Canada Day
+    onDay(7, 4, usBank | nyse),                    // Independence Day
+    onNth(8, 1, monday, tse),                      // Civic Holiday
+    onNth(9, 1, monday, usBank | nyse | tse),      // Labor Day, Labour Day
+    onNth(10, 2, monday, usBank | tse),            // Columbus Day, Thanksgiving in Canada
+    onDay(11, 11, usBank),                         // Veterans Day
+    onNth(11, 4, thursday, usBank | nyse),         // Thanksgiving
+    onDay(12, 25, usBank | nyse | tse),            // Christmas Day
+    onDay(12, 26, tse),                            // Boxing Day
+});
+
+/// Where the rules of each month begin; those of month m end where those of m + 1 begin.
+constexpr auto firstRuleOfMonth = [] {
+  std::array<std::size_t, 14> first{};
+  for (std::size_t month = 1; month < first.size(); ++month) {
+    while (first.at(month) < rules.size() &&
+           static_cast<std::size_t>(rules.at(first.at(month)).month) < month) {
+      ++first.at(month);
+    }
+  }
+  return first;
+}();
+
+std::uint8_t calendarOf(ZHolidayType type) {
+  switch (type) {
+    case ZHolidayType::ZHolidayTypeUSBank:
+      return usBank;
+    case ZHolidayType::ZHolidayTypeNYSE:
+      return nyse;
+    case ZHolidayType::ZHolidayTypeTSE:
+      return tse;
+  }
+  return 0;
+}
+
+bool isGoodFriday(const AskedDay& day) {
+  if (day.weekday != friday || (day.civil.month != 3 && day.civil.month != 4)) return false;
+  return day.isDate && day.number + 2 == dayNumberFromCivilDate(easterSunday(day.civil.year));
+}
+
+bool isOfficialHoliday(const AskedDay& day, std::uint8_t calendar) {
+  const auto month = static_cast<std::size_t>(day.civil.month);
+  for (std::size_t at = firstRuleOfMonth[month]; at < firstRuleOfMonth[month + 1]; ++at) {
+    const HolidayRule& rule = rules[at];
+    if ((rule.calendars & calendar) != 0 && day.civil.day >= rule.firstDay &&
+        day.civil.day <= rule.lastDay &&
+        (rule.weekday == anyWeekday || rule.weekday == day.weekday) &&
+        day.civil.year >= rule.firstYear) {
+      return true;
+    }
+  }
+  return (calendar & (nyse | tse)) != 0 && isGoodFriday(day);
+}
+
+/// The day so many days away at the same time of day; absent beyond the calendar.
+std::optional<AskedDay> neighbour(const AskedDay& day, std::int32_t days) {
+  const std::int64_t number = std::int64_t{day.number} + days;
+  if (!isCalendarDay(number)) return std::nullopt;
+  AskedDay found = AskedDay::ofNumber(static_cast<DayNumber>(number));
+  found.instant = day.instant + days * static_cast<double>(secondsPerDay);
+  found.isDate = day.isDate;
+  return found;
+}
+
+HolidayAnswer answerOfNeighbour(const AskedDay& day, std::int32_t days, ZHolidayType type) {
+  const std::optional<AskedDay> asked = neighbour(day, days);
+  return asked ? holidayAnswer(*asked, type) : HolidayAnswer{};
+}
+
+/// Whether the day is the last of its month or year, on which books are closed.
+bool endsPeriod(const AskedDay& day) {
+  if (day.isDate) return day.civil.day == lastDayOfMonth(day.civil.year, day.civil.month);
+  // An instant that is no date equals none; the boundary methods say so in the log.
+  const bool endsMonth = ZDateUtilities::lastDayOfMonthContainingDate(day.instant) == day.instant;
+  return endsMonth || ZDateUtilities::lastDayOfYearContainingDate(day.instant) == day.instant;
+}
+
+/// A Sunday's holiday moves to the Monday; a Saturday's to the Friday, on the exchange alone. The
+/// exchange stays open on the last day of a month or year.
+HolidayAnswer observedInUnitedStates(const AskedDay& day, ZHolidayType type) {
+  const bool isBank = type == ZHolidayType::ZHolidayTypeUSBank;
+  const bool isPeriodEnd = endsPeriod(day);
+  if (day.weekday == friday && !isBank && !isPeriodEnd) {
+    const bool observed = answerOfNeighbour(day, 1, type).isHoliday;
+    return {observed, observed};
+  }
+  if (day.weekday == monday && (isBank || !isPeriodEnd)) {
+    const bool observed = answerOfNeighbour(day, -1, type).isHoliday;
+    return {observed, observed};
+  }
+  return {};
+}
+
+/// A weekend's holiday moves to the Monday, and on to the Tuesday when the Monday is taken.
+HolidayAnswer observedInToronto(const AskedDay& day) {
+  if (day.weekday != monday && day.weekday != tuesday) return {};
+  constexpr ZHolidayType type = ZHolidayType::ZHolidayTypeTSE;
+  const HolidayAnswer dayBefore = answerOfNeighbour(day, -1, type);
+  const HolidayAnswer twoBefore = answerOfNeighbour(day, -2, type);
+  if (day.weekday == monday) return {dayBefore.isHoliday || twoBefore.isHoliday, true};
+  const HolidayAnswer saturday = answerOfNeighbour(day, -3, type);
+  const bool wholeWeekend = saturday.isHoliday && twoBefore.isHoliday;
+  const bool mondayIsOfficial = dayBefore.isHoliday && !dayBefore.inLieuOfOfficial;
+  const bool observed = wholeWeekend || (twoBefore.isHoliday && mondayIsOfficial);
+  return {observed, observed};
+}
+
+}  // namespace
+
+AskedDay AskedDay::ofNumber(DayNumber number) {
+  return {number, civilDateFromDayNumber(number), weekdayFromDayNumber(number), dateOfDay(number),
+          true};
+}
+
+HolidayAnswer holidayAnswer(const AskedDay& day, ZHolidayType type) {
+  const std::uint8_t calendar = calendarOf(type);
+  if (calendar == 0) return {};
+  if (isOfficialHoliday(day, calendar)) return {true, false};
+  return calendar == tse ? observedInToronto(day) : observedInUnitedStates(day, type);
+}
+
+CivilDate easterSunday(std::int32_t year) {
+  // The letters are those of the published algorithm (Meeus, Jones and Butcher).
+  const std::int32_t a = year % 19;
+  const std::int32_t b = year / 100;
+  const std::int32_t c = year % 100;
+  const std::int32_t d = b / 4;
+  const std::int32_t e = b % 4;
+  const std::int32_t f = (b + 8) / 25;
+  const std::int32_t g = (b - f + 1) / 3;
+  const std::int32_t h = (19 * a + b - d - g + 15) % 30;
+  const std::int32_t i = c / 4;
+  const std::int32_t k = c % 4;
+  const std::int32_t l = (32 + 2 * e + 2 * i - h - k) % 7;
+  const std::int32_t m = (a + 11 * h + 22 * l) / 451;
+  const std::int32_t monthAndDay = h + l - 7 * m + 114;
+  return {year, monthAndDay / 31, monthAndDay % 31 + 1};
+}
+
+}  // namespace ztp

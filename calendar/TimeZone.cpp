@@ -1,0 +1,90 @@
+// TimeZone: names, abbreviations and offsets become pointers to rules that are read once.
+#include "calendar/TimeZone.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "calendar/LocalZone.h"
+#include "calendar/WholeSeconds.h"
+#include "calendar/ZoneAbbreviations.h"
+#include "calendar/ZoneRegistry.h"
+#include "calendar/ZoneRules.h"
+
+namespace ztp {
+
+namespace {
+
+/// Only what IANA names are made of: no dot, so no way out of the zone folder, and no colon.
+bool isZoneName(std::string_view name) {
+  constexpr std::size_t longest = 64;
+  constexpr std::string_view allowed =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_+-/";
+  return !name.empty() && name.size() <= longest && !name.starts_with('/') &&
+         name.find_first_not_of(allowed) == std::string_view::npos;
+}
+
+/// "GMT-0500", "GMT+013015".
+std::string nameOfOffset(std::int32_t offset) {
+  const std::int32_t size = std::abs(offset);
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "GMT%c%02d%02d", offset < 0 ? '-' : '+', size / 3600,
+                size / 60 % 60);
+  std::string name(text.data());
+  if (size % 60 != 0) {
+    std::snprintf(text.data(), text.size(), "%02d", size % 60);
+    name += text.data();
+  }
+  return name;
+}
+
+}  // namespace
+
+TimeZone TimeZone::utc() {
+  return TimeZone(utcZoneRules());
+}
+
+TimeZone TimeZone::local() {
+  return TimeZone(localZoneRules());
+}
+
+std::optional<TimeZone> TimeZone::named(std::string_view name) {
+  if (name == "UTC") return utc();
+  if (!isZoneName(name)) return std::nullopt;
+  const ZoneRules* rules = zoneRulesOfFile(std::string(name));
+  if (!rules) return std::nullopt;
+  return TimeZone(*rules);
+}
+
+std::optional<TimeZone> TimeZone::fixed(std::int64_t secondsFromGMT) {
+  constexpr std::int64_t secondsADay = 86'400;
+  if (secondsFromGMT <= -secondsADay || secondsFromGMT >= secondsADay) return std::nullopt;
+  if (secondsFromGMT == 0) return utc();
+  const auto offset = static_cast<std::int32_t>(secondsFromGMT);
+  return TimeZone(zoneRulesOfOffset("fixed", nameOfOffset(offset), offset));
+}
+
+std::optional<TimeZone> TimeZone::withAbbreviation(std::string_view abbreviation) {
+  const std::optional<std::int32_t> offset = secondsFromGMTOfAbbreviation(abbreviation);
+  if (!offset) return std::nullopt;
+  return TimeZone(zoneRulesOfOffset("abbreviation", std::string(abbreviation), *offset));
+}
+
+std::string_view TimeZone::name() const {
+  return rules_->name();
+}
+
+std::int32_t TimeZone::secondsFromGMT(Timestamp instant) const {
+  const std::optional<std::int64_t> seconds = wholeSeconds(instant);
+  if (seconds) return rules_->offsetAt(*seconds);
+  if (std::isnan(instant.secondsSinceReference())) return rules_->offsetAt(0);
+  return rules_->offsetAt(instant < Timestamp() ? earliestSecond : latestSecond);
+}
+
+std::int32_t TimeZone::secondsFromGMTAtWallClock(std::int64_t wallClockSeconds) const {
+  return rules_->offsetAtWallClock(wallClockSeconds);
+}
+
+}  // namespace ztp

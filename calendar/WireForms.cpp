@@ -1,0 +1,169 @@
+// WireForms: every character of a fixed form has its place, so a text is read without looking for
+// anything: all digits are taken first, and one test at the end says whether all of them were.
+#include "calendar/WireForms.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "calendar/CivilDate.h"
+#include "calendar/EnglishNames.h"
+#include "calendar/WholeSeconds.h"
+
+namespace ztp {
+
+namespace {
+
+/// Takes numbers out of a text at given places and remembers whether a character was no digit.
+class DigitReader {
+ public:
+  explicit DigitReader(const char* text) : text_(text) {}
+
+  std::int32_t two(std::size_t at) { return 10 * digit(at) + digit(at + 1); }
+  std::int32_t three(std::size_t at) { return 100 * digit(at) + two(at + 1); }
+  std::int32_t four(std::size_t at) { return 100 * two(at) + two(at + 2); }
+  [[nodiscard]] bool sawDigitsOnly() const { return outside_ <= INT32_MAX; }
+
+ private:
+  std::int32_t digit(std::size_t at) {
+    const auto value = static_cast<std::uint32_t>(static_cast<unsigned char>(text_[at])) - '0';
+    outside_ |= value | (9U - value);  // either wraps round for what is no digit
+    return static_cast<std::int32_t>(value & 0xFFU);
+  }
+
+  const char* text_;
+  std::uint32_t outside_ = 0;
+};
+
+std::int64_t secondsOf(DayNumber day, std::int32_t hour, std::int32_t minute, std::int32_t second) {
+  return day * secondsPerDay + hour * 3600 + minute * 60 + second;
+}
+
+/// "2019-03-15T13:30:00", the part that both ISO forms share; `text` has at least 19 characters.
+std::optional<std::int64_t> readISO8601DateAndTime(const char* text) {
+  DigitReader digits(text);
+  const CivilDate date{digits.four(0), digits.two(5), digits.two(8)};
+  const std::int32_t hour = digits.two(11);
+  const std::int32_t minute = digits.two(14);
+  const std::int32_t second = digits.two(17);
+  const bool separated =
+      text[4] == '-' && text[7] == '-' && text[10] == 'T' && text[13] == ':' && text[16] == ':';
+  if (!separated || !digits.sawDigitsOnly()) return std::nullopt;
+  if (!isExistingDay(date) || hour > 23 || minute > 59 || second > 59) return std::nullopt;
+  return secondsOf(dayNumberFromCivilDate(date), hour, minute, second);
+}
+
+/// Three letters in any case as one number.
+constexpr std::uint32_t packedLetters(const char* text) {
+  const auto lower = [](char letter) {
+    return static_cast<std::uint32_t>(static_cast<unsigned char>(letter)) | 0x20U;
+  };
+  return lower(text[0]) << 16U | lower(text[1]) << 8U | lower(text[2]);
+}
+
+template <std::size_t Count>
+constexpr std::array<std::uint32_t, Count> packedNames(
+    const std::array<std::string_view, Count>& names) {
+  std::array<std::uint32_t, Count> packed{};
+  for (std::size_t at = 0; at < Count; ++at) packed.at(at) = packedLetters(names.at(at).data());
+  return packed;
+}
+
+constexpr auto packedMonths = packedNames(monthNames);
+constexpr auto packedWeekdays = packedNames(weekdayNames);
+
+/// 1 for the first name, 0 for no name. Every name is looked at: no guess for the processor to
+/// miss.
+template <std::size_t Count>
+std::int32_t numberOfName(const std::array<std::uint32_t, Count>& names, const char* text) {
+  const std::uint32_t wanted = packedLetters(text);
+  std::int32_t number = 0;
+  for (std::size_t at = 0; at < Count; ++at) {
+    number |= names[at] == wanted ? static_cast<std::int32_t>(at) + 1 : 0;
+  }
+  return number;
+}
+
+/// "+0000" or "GMT".
+std::optional<std::int32_t> readOffset(std::string_view text) {
+  if (equalIgnoringCase(text, "GMT")) return 0;
+  if (text.size() != 5 || (text[0] != '+' && text[0] != '-')) return std::nullopt;
+  DigitReader digits(text.data());
+  const std::int32_t hours = digits.two(1);
+  const std::int32_t minutes = digits.two(3);
+  if (!digits.sawDigitsOnly() || hours > 23 || minutes > 59) return std::nullopt;
+  const std::int32_t seconds = hours * 3600 + minutes * 60;
+  return text[0] == '-' ? -seconds : seconds;
+}
+
+constexpr std::array<char, 200> digitPairs = [] {
+  std::array<char, 200> pairs{};
+  for (std::size_t number = 0; number < 100; ++number) {
+    pairs.at(2 * number) = static_cast<char>('0' + number / 10);
+    pairs.at(2 * number + 1) = static_cast<char>('0' + number % 10);
+  }
+  return pairs;
+}();
+
+void putTwo(char* to, std::int32_t number) {
+  const char* pair = digitPairs.data() + 2 * static_cast<std::size_t>(number);
+  to[0] = pair[0];
+  to[1] = pair[1];
+}
+
+}  // namespace
+
+std::optional<ClockReading> readISO8601(std::string_view text) {
+  if (text.size() != 20 || text[19] != 'Z') return std::nullopt;
+  const std::optional<std::int64_t> seconds = readISO8601DateAndTime(text.data());
+  if (!seconds) return std::nullopt;
+  return ClockReading{*seconds};
+}
+
+std::optional<ClockReading> readISO8601Milliseconds(std::string_view text) {
+  if (text.size() != 24 || text[19] != '.' || text[23] != 'Z') return std::nullopt;
+  const std::optional<std::int64_t> seconds = readISO8601DateAndTime(text.data());
+  DigitReader digits(text.data());
+  const std::int32_t milliseconds = digits.three(20);
+  if (!seconds || !digits.sawDigitsOnly()) return std::nullopt;
+  return ClockReading{*seconds, milliseconds / 1000.0};
+}
+
+std::optional<ClockReading> readRFC1123(std::string_view text) {
+  // 0 "Fri, " 5 "15 " 8 "Mar " 12 "2019 " 17 "13:30:00 " 26 "+0000"
+  if (text.size() < 29) return std::nullopt;
+  const char* at = text.data();
+  DigitReader digits(at);
+  const CivilDate date{digits.four(12), numberOfName(packedMonths, at + 8), digits.two(5)};
+  const std::int32_t hour = digits.two(17);
+  const std::int32_t minute = digits.two(20);
+  const std::int32_t second = digits.two(23);
+  const bool separated = at[3] == ',' && at[4] == ' ' && at[7] == ' ' && at[11] == ' ' &&
+                         at[16] == ' ' && at[19] == ':' && at[22] == ':' && at[25] == ' ';
+  if (!separated || !digits.sawDigitsOnly()) return std::nullopt;
+  if (numberOfName(packedWeekdays, at) == 0 || !isExistingDay(date)) return std::nullopt;
+  const std::optional<std::int32_t> offset = readOffset(text.substr(26));
+  if (!offset || hour > 23 || minute > 59 || second > 59) return std::nullopt;
+  return ClockReading{secondsOf(dayNumberFromCivilDate(date), hour, minute, second), 0.0, offset};
+}
+
+bool isOfFourDigitYear(const ClockFace& face) {
+  return face.seconds < dayNumberFromCivilDate({10'000, 1, 1}) * secondsPerDay;
+}
+
+std::string printISO8601(const ClockFace& face) {
+  const DayAndSecond at = splitSeconds(face.seconds);
+  const CivilDate date = civilDateFromDayNumber(static_cast<DayNumber>(at.day));
+  std::array<char, 20> text{'0', '0', '0', '0', '-', '0', '0', '-', '0', '0',
+                            'T', '0', '0', ':', '0', '0', ':', '0', '0', 'Z'};
+  putTwo(text.data(), date.year / 100);
+  putTwo(text.data() + 2, date.year % 100);
+  putTwo(text.data() + 5, date.month);
+  putTwo(text.data() + 8, date.day);
+  putTwo(text.data() + 11, at.second / 3600);
+  putTwo(text.data() + 14, at.second / 60 % 60);
+  putTwo(text.data() + 17, at.second % 60);
+  return {text.data(), text.size()};
+}
+
+}  // namespace ztp
