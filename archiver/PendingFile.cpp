@@ -1,0 +1,82 @@
+// Temporary names, and the rename at the end.
+#include "archiver/PendingFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include "archiver/ArchiveError.h"
+
+namespace ztp::archiver {
+
+namespace {
+
+constexpr int kMostAttempts = 1000;
+
+/// Calls `make` with one temporary name after the other until one is free, and gives that name.
+/// `make` gives a negative number and errno, as system calls do.
+template <typename Make>
+std::string makeUnderFreeName(Make make) {
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    std::string name =
+        ".ZanburyArchiver-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
+    if (make(name.c_str()) >= 0) return name;
+    if (errno != EEXIST) break;
+  }
+  throw systemError("cannot be made", errno);
+}
+
+}  // namespace
+
+PendingFile::PendingFile(FileDescriptor directory, std::string name)
+    : directory_(std::move(directory)), name_(std::move(name)) {}
+
+PendingFile::~PendingFile() {
+  if (directory_ && !temporary_.empty()) ::unlinkat(directory_.get(), temporary_.c_str(), 0);
+}
+
+PendingFile PendingFile::makeFile(FileDescriptor directory, std::string name, mode_t mode) {
+  PendingFile pending(std::move(directory), std::move(name));
+  pending.temporary_ = makeUnderFreeName([&](const char* temporary) {
+    constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    pending.file_ = FileDescriptor(::openat(pending.directory(), temporary, kNew, mode));
+    return pending.file_.get();
+  });
+  return pending;
+}
+
+PendingFile PendingFile::makeLink(FileDescriptor directory, std::string name,
+                                  const std::string& target) {
+  PendingFile pending(std::move(directory), std::move(name));
+  pending.temporary_ = makeUnderFreeName([&](const char* temporary) {
+    return ::symlinkat(target.c_str(), pending.directory(), temporary);
+  });
+  return pending;
+}
+
+void PendingFile::write(std::span<const std::uint8_t> bytes) {
+  const int error = writeFully(file_.get(), bytes);
+  if (error != 0) throw systemError("cannot be written", error);
+}
+
+void PendingFile::setModificationTime(std::int64_t seconds) {
+  const struct timespec times[] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds), 0}};
+  if (::utimensat(directory(), temporary_.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0) {
+    throw systemError("its time cannot be set", errno);
+  }
+}
+
+void PendingFile::putInPlace() {
+  const int error = file_.close();
+  if (error != 0) throw systemError("cannot be written", error);
+  if (::renameat(directory(), temporary_.c_str(), directory(), name_.c_str()) != 0) {
+    throw systemError("cannot be put in its place", errno);
+  }
+  temporary_.clear();
+}
+
+}  // namespace ztp::archiver

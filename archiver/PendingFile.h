@@ -1,0 +1,50 @@
+// A name being made: it exists under a temporary one until it is put in its place.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "archiver/FileDescriptor.h"
+
+namespace ztp::archiver {
+
+/// A file or a link in a directory, under a temporary name. The destructor removes it unless it was
+/// put in its place: a failure leaves nothing half-written behind.
+class PendingFile {
+ public:
+  /// A new empty file that is to be `name` in `directory`. Throws ArchiveError.
+  [[nodiscard]] static PendingFile makeFile(FileDescriptor directory, std::string name,
+                                            mode_t mode);
+  /// A new link to `target` that is to be `name` in `directory`. Throws ArchiveError.
+  [[nodiscard]] static PendingFile makeLink(FileDescriptor directory, std::string name,
+                                            const std::string& target);
+
+  PendingFile(PendingFile&&) = default;
+  PendingFile& operator=(PendingFile&&) = delete;
+  ~PendingFile();
+
+  /// Appends to the file. Throws ArchiveError.
+  void write(std::span<const std::uint8_t> bytes);
+  /// Sets the modification time, in seconds since 1970. Throws ArchiveError.
+  void setModificationTime(std::int64_t seconds);
+  /// Closes the file and gives it its name, in place of a file or link that has it. Throws
+  /// ArchiveError.
+  void putInPlace();
+
+  [[nodiscard]] int directory() const { return directory_.get(); }
+  [[nodiscard]] const std::string& name() const { return name_; }
+  [[nodiscard]] const std::string& temporaryName() const { return temporary_; }
+
+ private:
+  PendingFile(FileDescriptor directory, std::string name);
+
+  FileDescriptor directory_;
+  std::string name_;
+  std::string temporary_;
+  FileDescriptor file_;
+};
+
+}  // namespace ztp::archiver

@@ -1,0 +1,83 @@
+// The walk over the directory that is packed.
+#include "archiver/TreeScan.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <system_error>
+#include <utility>
+
+#include "archiver/ArchiveError.h"
+#include "archiver/EntryName.h"
+
+namespace ztp::archiver {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The name of `directory`, also where it is written "." or with a slash at the end.
+std::string ownName(const fs::path& directory) {
+  std::error_code error;
+  const fs::path whole = fs::canonical(directory, error);
+  if (error) throw systemError("cannot read " + shown(directory.native()), error.value());
+  const fs::path plain = directory.lexically_normal();
+  const fs::path last = plain.has_filename() ? plain.filename() : plain.parent_path().filename();
+  const bool isSpelled = !last.empty() && last != "." && last != "..";
+  const std::string name = isSpelled ? last.string() : whole.filename().string();
+  if (name.empty()) throw ArchiveError("the root directory has no name to keep");
+  return name;
+}
+
+class Walk {
+ public:
+  void add(const fs::path& path, const std::string& name, std::size_t depth) {
+    TreeItem item{path, name, {}};
+    if (::lstat(path.c_str(), &item.status) != 0) throw systemError(cannotRead(path), errno);
+    const mode_t type = item.status.st_mode & S_IFMT;
+    if (type != S_IFREG && type != S_IFDIR && type != S_IFLNK) {
+      throw ArchiveError("cannot pack " + shown(path.native()) + ": it is no file");
+    }
+    if (depth > kMaximumDepth) throw ArchiveError("too deep: " + shown(path.native()));
+    items_.push_back(std::move(item));
+    if (type == S_IFDIR) addContents(path, name, depth);
+  }
+
+  std::vector<TreeItem> items() { return std::move(items_); }
+
+ private:
+  static std::string cannotRead(const fs::path& path) {
+    return "cannot read " + shown(path.native());
+  }
+
+  void addContents(const fs::path& path, const std::string& name, std::size_t depth) {
+    std::error_code error;
+    std::vector<std::string> names;
+    fs::directory_iterator entry(path, error);
+    while (!error && entry != fs::directory_iterator()) {
+      names.push_back(entry->path().filename().string());
+      entry.increment(error);
+    }
+    if (error) throw systemError(cannotRead(path), error.value());
+    std::sort(names.begin(), names.end());
+    for (const std::string& child : names) add(path / child, name + "/" + child, depth + 1);
+  }
+
+  std::vector<TreeItem> items_;
+};
+
+}  // namespace
+
+std::vector<TreeItem> scanTree(const fs::path& directory) {
+  const std::string name = ownName(directory);
+  std::error_code error;
+  if (!fs::is_directory(directory, error)) {
+    throw ArchiveError("cannot pack " + shown(directory.native()) + ": it is no directory");
+  }
+  Walk walk;
+  // A link to a directory is packed as that directory: the slash makes the system follow it.
+  walk.add(directory / "", name, 1);
+  return walk.items();
+}
+
+}  // namespace ztp::archiver

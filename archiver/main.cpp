@@ -1,0 +1,61 @@
+// ZanburyArchiver: packs a directory into a zip archive, or unpacks one. The proxy starts it where
+// the system has no archiver of its own.
+// Exit status: 0 done, 1 failed (one line on standard error says why), 2 not understood.
+#include <cstddef>
+#include <cstdio>
+#include <exception>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "archiver/CommandLine.h"
+#include "archiver/ZipExtractor.h"
+#include "archiver/ZipWriter.h"
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kNotUnderstood = 2;
+
+void print(std::FILE* stream, std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stream);
+}
+
+/// Carries out one command and gives the exit status.
+struct Runner {
+  int operator()(const ztp::archiver::PackCommand& command) const {
+    ztp::archiver::createZip(command.directory, command.zip);
+    return kDone;
+  }
+
+  int operator()(const ztp::archiver::ExtractCommand& command) const {
+    ztp::archiver::extractZip(command.zip, command.destination, {});
+    return kDone;
+  }
+
+  int operator()(const ztp::archiver::HelpCommand& /*command*/) const {
+    print(stdout, ztp::archiver::usage());
+    return kDone;
+  }
+
+  int operator()(const ztp::archiver::UnknownCommand& /*command*/) const {
+    print(stderr, ztp::archiver::usage());
+    return kNotUnderstood;
+  }
+};
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  try {
+    const std::span<char*> all(argv, static_cast<std::size_t>(argc));
+    const std::vector<std::string_view> words(all.begin() + (all.empty() ? 0 : 1), all.end());
+    return std::visit(Runner{}, ztp::archiver::parseArguments(words));
+  } catch (const std::exception& error) {
+    print(stderr, std::string("ZanburyArchiver: ") + error.what() + "\n");
+    return kFailed;
+  }
+}
