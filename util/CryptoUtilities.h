@@ -106,9 +106,9 @@ class CryptoUtilities {
   [[nodiscard]] static std::optional<Data> decryptData(
       Data&& data, AESKeyBytes key, std::optional<DataView> initializationVector);
 
-  // RSA with PKCS#1 v1.5 padding, of at most the modulus' length less 11 bytes. A key that cannot be
-  // read is logged with its cause. A transform that fails is logged as "(null)": the line names the
-  // error of making the key, of which there is none then; readers of the log know it so.
+  // RSA with PKCS#1 v1.5 padding, of at most the modulus' length less 11 bytes. A key that cannot
+  // be read is logged with its cause. A transform that fails is logged as "(null)": the line names
+  // the error of making the key, of which there is none then; readers of the log know it so.
 
   [[nodiscard]] static std::optional<Data> encryptData(DataView data, RSAPublicKeyText key);
   [[nodiscard]] static std::optional<Data> decryptData(DataView data, RSAPrivateKeyText key);
@@ -119,7 +119,8 @@ class CryptoUtilities {
   static constexpr std::uint64_t defaultPasswordRounds = 600'000;
 
   /// PBKDF2 (RFC 8018) with HMAC-SHA256: 32 key bytes. No salt is an empty one, no rounds are
-  /// `defaultPasswordRounds`. Absent without a password, and after logging when it fails (0 rounds).
+  /// `defaultPasswordRounds`. Absent without a password, and after logging when it fails (0
+  /// rounds).
   [[nodiscard]] static std::optional<Data> deriveAESKeyFromPassword(
       std::optional<std::string_view> password, std::optional<DataView> passwordSalt,
       std::optional<std::uint64_t> passwordRounds);

@@ -96,7 +96,8 @@ class ZanburyToolProxyUtilities {
   [[nodiscard]] static std::optional<Instant> timestampWithString(std::string_view string);
   /// A formatter of its own for every caller.
   [[nodiscard]] static TimestampFormatter newTimestampFormatter();
-  /// MD5 (RFC 1321) as 32 lowercase hexadecimal digits; a checksum, no protection.
+  /// MD5 (RFC 1321) as 32 lowercase hexadecimal digits; a checksum, no protection. "" after
+  /// logging, where the system has forbidden it.
   [[nodiscard]] static std::string MD5DigestForData(DataView data);
   /// Two lowercase hexadecimal digits a byte.
   [[nodiscard]] static std::string hexStringWithBytes(const std::uint8_t* bytes,
