@@ -83,8 +83,8 @@ class ZanburyToolProxyMessage {
   initForReadingWithTemporaryDirectoryPath(const std::filesystem::path* temporaryDirectoryPath,
                                            Type requiredType);
   /// Takes what belongs to this frame from the front of the chunk and returns how many bytes that
-  /// were; never a byte of the next frame. 0 when the frame is refused (see `shouldAbort`). Feeding
-  /// a finished reader aborts it.
+  /// were; never a byte of the next frame. What the refused stage of a broken frame looked at does
+  /// not count (see `shouldAbort`). Feeding a finished reader aborts it.
   std::size_t consumeDataWithBytes(DataView bytes);
   /// Refuses the rest of the message: lets go of the file, state Aborted.
   void abortReading();
@@ -186,9 +186,13 @@ class ZanburyToolProxyMessage {
   /// How a step of an asynchronous write went on.
   enum class Step { progressed, streamFull, failedForNow, finished, failed };
 
+  void prepareBodyStorage();
+  void openBodyFile();
+
   [[nodiscard]] Step performStep();
-  [[nodiscard]] Step writeSourceBuffer();
   void loadSourceBuffer();
+  [[nodiscard]] Step writeSourceBuffer();
+  void arrangeStepAfter(Step step);
 
   /// What `sourceBuffer` shows: one buffer for all chunks of the file.
   Data sourceStorage_;

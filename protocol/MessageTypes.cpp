@@ -1,0 +1,104 @@
+// What does not depend on reading or writing: the table of types, serial numbers, the header, and
+// the body seen as a dictionary.
+#include "protocol/ZanburyToolProxyMessage.h"
+
+#include <algorithm>
+#include <array>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "platform/Log.h"
+
+namespace ztp {
+namespace {
+
+using Type = ZanburyToolProxyMessageType;
+
+// Indexed by the type's value minus 1. None and what is no type at all stand outside.
+constexpr std::array<std::string_view, 11> typeNames = {
+    "Error",
+    "ServerHello",
+    "ClientHandshake",
+    "ServerHandshake",
+    "InputArchive",
+    "InputArchiveAcknowledgement",
+    "ServerWillStartForwarding",
+    "Forward",
+    "ServerDidStopForwarding",
+    "OutputArchive",
+    "OutputArchiveAcknowledgement",
+};
+constexpr std::string_view rawValues = "!hcsiI[f]oO";
+static_assert(typeNames.size() == rawValues.size());
+
+constexpr std::string_view nameOfNone = "None";
+constexpr std::uint8_t rawValueOfNone = '.';
+
+// Twelve bytes, the last one for the terminating NUL: a reader that knows this format has never
+// seen a longer header, so a longer one is cut as it always was.
+constexpr std::size_t headerBufferSize = 12;
+
+// The type's place in the tables; absent outside them.
+std::optional<std::size_t> tableIndex(Type type) {
+  const auto value = static_cast<std::size_t>(type);
+  if (value == 0 || value > typeNames.size()) return std::nullopt;
+  return value - 1;
+}
+
+}  // namespace
+
+std::string_view ZanburyToolProxyMessage::stringForMessageType(Type type) {
+  const auto index = tableIndex(type);
+  return index ? typeNames.at(*index) : nameOfNone;
+}
+
+std::uint8_t ZanburyToolProxyMessage::rawValueForMessageType(Type type) {
+  const auto index = tableIndex(type);
+  return index ? static_cast<std::uint8_t>(rawValues[*index]) : rawValueOfNone;
+}
+
+bool ZanburyToolProxyMessage::getMessageType(Type* type, std::uint8_t rawValue) {
+  if (type == nullptr) return false;
+  if (rawValue == rawValueOfNone) {
+    *type = Type::None;
+    return true;
+  }
+  const auto index = rawValues.find(static_cast<char>(rawValue));
+  if (index == std::string_view::npos) return false;
+  *type = static_cast<Type>(index + 1);
+  return true;
+}
+
+std::int64_t ZanburyToolProxyMessage::nextMessageId() {
+  static std::int64_t lastMessageId = 0;
+  return ++lastMessageId;
+}
+
+std::optional<Data> ZanburyToolProxyMessage::headerDataWithType(Type type, std::uint64_t length) {
+  std::array<char, headerBufferSize> buffer{};
+  const auto result = fmt::format_to_n(buffer.data(), buffer.size() - 1, "{}{}\n",
+                                       static_cast<char>(rawValueForMessageType(type)), length);
+  if (result.size < 3) return std::nullopt;
+  const auto size = std::min(result.size, buffer.size());
+  return copyOf(bytesOf({buffer.data(), size}));
+}
+
+std::optional<std::filesystem::path> ZanburyToolProxyMessage::newPathForReadingType(
+    Type type, std::int64_t messageId, const std::filesystem::path* temporaryDirectoryPath) {
+  const bool isArchive = type == Type::InputArchive || type == Type::OutputArchive;
+  if (temporaryDirectoryPath == nullptr || !isArchive) return std::nullopt;
+  return *temporaryDirectoryPath / fmt::format("{:02}-{}", messageId, stringForMessageType(type));
+}
+
+std::optional<Dictionary> ZanburyToolProxyMessage::bodyDataAsDictionary() const {
+  if (!bodyData || bodyData->empty()) return Dictionary::object();
+  auto result = dictionaryFromJson(*bodyData);
+  if (const auto* error = std::get_if<Error>(&result)) {
+    logLine(error->description);
+    return std::nullopt;
+  }
+  return std::get<Dictionary>(std::move(result));
+}
+
+}  // namespace ztp
