@@ -46,6 +46,7 @@ class Connection:
         self._stop_after: str | None = None
         self._may_read = True
         self._close_source = False
+        self._is_sink_closed = False
         self._collected: list[bytes] | None = None
         self.inbox: deque[Frame] = deque()
         self.has_ended = False
@@ -84,8 +85,16 @@ class Connection:
         self.wait(lambda: self.has_ended)
 
     def close_sink(self) -> None:
-        """Closes the end that bytes to the client leave by."""
+        """Closes the end that bytes to the client leave by, and standard error along.
+
+        While that is open, sshd does not tell the client that the output has ended.
+        """
         os.close(self._sink)
+        nothing = os.open(os.devnull, os.O_WRONLY)
+        if nothing != self._sink:
+            os.dup2(nothing, self._sink)
+        os.dup2(nothing, 2)
+        self._is_sink_closed = True
 
     def write(self, blocks: Iterable[bytes], pacing: Pacing = Pacing()) -> None:
         """Writes all of it; ends the conversation where the client is gone."""
@@ -110,13 +119,15 @@ class Connection:
         self.write([b"".join(blocks)], pacing)
 
     def wait_for_hangup(self) -> None:
-        """Returns once nobody reads any more what is sent, without reading or writing itself."""
+        """Returns once the other end of what is open here is closed; reads and writes nothing."""
         poll = select.poll()
-        poll.register(self._sink, 0)
+        poll.register(self._source if self._is_sink_closed else self._sink, 0)
         poll.poll()
 
     def _write_all(self, data: bytes) -> None:
         view = memoryview(data)
+        if self._is_sink_closed:
+            raise ConversationOver("client gone", "the script has closed stdout", 1)
         try:
             while view:
                 view = view[os.write(self._sink, view) :]

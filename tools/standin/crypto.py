@@ -64,7 +64,7 @@ def encrypt(data: bytes, key: bytes, iv: bytes) -> bytes:
 
 def encrypt_with_wrong_padding(data: bytes, key: bytes, iv: bytes) -> bytes:
     """The same, but ending in a zero byte, which no padding ends in."""
-    zeros = bytes(2 * BLOCK_BYTES - len(data) % BLOCK_BYTES)
+    zeros = bytes(BLOCK_BYTES - len(data) % BLOCK_BYTES)
     return _encrypt_blocks(data + zeros, key, iv)
 
 

@@ -7,6 +7,7 @@ import os
 import signal
 import sys
 import traceback
+from contextlib import suppress
 from dataclasses import dataclass
 from pathlib import Path
 from types import FrameType
@@ -83,7 +84,8 @@ def _converse(session: Session, script: dict[str, Any]) -> None:
     try:
         Conversation(session, script).run()
     except Refused as refusal:
-        session.send_error({"reason": str(refusal)})
+        with suppress(ConversationOver):  # a client that is gone cannot be told
+            session.send_error({"reason": str(refusal)})
         session.connection.read_on()
         session.connection.wait(lambda: session.connection.has_ended)
         raise ConversationOver(refusal.how, str(refusal), 1) from refusal

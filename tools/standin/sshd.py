@@ -24,6 +24,7 @@ from types import FrameType, TracebackType
 
 from standin.keys import SshKeyPair
 from standin.known_hosts import forget_host_key
+from standin.processes import Process, descendants, freeze, wait_for_ends
 
 _SSHD = "/usr/sbin/sshd"
 _PRIVILEGE_SEPARATION_DIRECTORY = Path("/run/sshd")
@@ -174,7 +175,7 @@ class LoopbackSshd:
                 stdin=subprocess.DEVNULL,
                 stdout=log,
                 stderr=log,
-                # Its own process group: the terminal's Ctrl-C passes it by, and all of it ends at once.
+                # The terminal's Ctrl-C is not for it.
                 start_new_session=True,
                 preexec_fn=_die_with_parent,
             )
@@ -195,13 +196,12 @@ class LoopbackSshd:
         process, self._process = self._process, None
         if process is None:
             return
-        _signal_group(process.pid, signal.SIGTERM)
-        try:
-            process.wait(_STOP_SECONDS)
-        except subprocess.TimeoutExpired:
-            pass
-        _signal_group(process.pid, signal.SIGKILL)
-        process.wait()
+        if process.poll() is None:
+            freeze(process.pid)
+            connections = descendants(process.pid)
+            process.kill()
+            process.wait()
+            _end_connections(connections)
 
 
 class _TerminationAsExit:
@@ -233,11 +233,13 @@ def _die_with_parent() -> None:
     ctypes.CDLL(None, use_errno=True).prctl(_PR_SET_PDEATHSIG, signal.SIGTERM)
 
 
-def _signal_group(group: int, number: signal.Signals) -> None:
-    try:
-        os.killpg(group, number)
-    except ProcessLookupError:
-        pass
+def _end_connections(processes: list[Process]) -> None:
+    """Hangs up; the programs that run behind the connections get time to notice."""
+    for process in processes:
+        if process.name.startswith("sshd"):
+            process.signal(signal.SIGTERM)
+    for process in wait_for_ends(processes, _STOP_SECONDS):
+        process.signal(signal.SIGKILL)
 
 
 def _make_privilege_separation_directory() -> None:
