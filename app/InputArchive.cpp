@@ -1,0 +1,94 @@
+// The upload: the source file as an encrypted zip archive, with its progress shown to the host.
+#include "app/ZanburyToolProxy.h"
+#include "platform/FileManager.h"
+#include "util/ZanburyToolProxyUtilities.h"
+
+namespace ztp {
+namespace {
+
+using Utilities = ZanburyToolProxyUtilities;
+
+DataView viewOf(const std::optional<Data>& data) {
+  return data ? DataView(*data) : DataView();
+}
+
+// The last component of a path; a slash at its end does not count.
+std::filesystem::path lastComponent(std::filesystem::path path) {
+  if (!path.has_filename()) path = path.parent_path();
+  return path.filename();
+}
+
+}  // namespace
+
+void ZanburyToolProxy::createInputArchive() {
+  const auto directory = temporaryDirectoryPath / "InputArchive";
+  if (const auto error = FileManager::createDirectory(directory)) {
+    abortWithReason("Could not create InputArchive directory", error, nullptr);
+    return;
+  }
+  if (!copySourceFile(directory) || !zipAndEncrypt(directory)) return;
+  const auto size = static_cast<std::int64_t>(Utilities::fileSizeForPath(inputArchivePath));
+  if (maxInputArchiveSize > 0 && size > maxInputArchiveSize) {
+    abortWithReason("Input archive is too big", std::nullopt, nullptr);
+  }
+}
+
+bool ZanburyToolProxy::copySourceFile(const std::filesystem::path& directory) {
+  const std::filesystem::path source = sourceFilePath.value_or("");
+  const auto error = source.empty()
+                         ? std::optional(Error{"EXPORT_FILE_PATH is not set"})
+                         : FileManager::copyItem(source, directory / lastComponent(source),
+                                                 FileManager::Links::keep);
+  if (!error) return true;
+  abortWithReason("Could not copy the source file to the InputArchive directory", error, nullptr);
+  return false;
+}
+
+bool ZanburyToolProxy::zipAndEncrypt(const std::filesystem::path& directory) {
+  auto zip = directory;
+  zip += ".zip";
+  // The archiver's status is not looked at: what counts is that the archive is there.
+  if (!Utilities::createZip(zip, directory) || !FileManager::itemExists(zip)) {
+    abortWithReason("Could not create InputArchive.zip", std::nullopt, nullptr);
+    return false;
+  }
+  auto encrypted = zip;
+  encrypted += "-encrypted";
+  if (!Utilities::encryptFile(zip, encrypted, AESKeyBytes{viewOf(symmetricKey)},
+                              viewOf(inputArchiveIV))) {
+    abortWithReason("Could not encrypt InputArchive.zip", std::nullopt, nullptr);
+    return false;
+  }
+  inputArchivePath = encrypted;
+  return true;
+}
+
+void ZanburyToolProxy::transitionToStateSendingInputArchive() {
+  state = State::SendingInputArchive;
+  pendingOutputMessage = ZanburyToolProxyMessage::startWritingMessageWithType(
+      MessageType::InputArchive, inputArchivePath, *outputFileHandle, *this);
+  // Without a message nothing would ever come back from the server.
+  if (!pendingOutputMessage) {
+    abortWithReason("Could not write message asynchronously", std::nullopt, nullptr);
+  }
+}
+
+bool ZanburyToolProxy::messageShouldContinueWritingWithTotalBytesWritten(
+    ZanburyToolProxyMessage& message, std::uint64_t total) {
+  if (state == State::Aborted) return false;
+  if (message.type == MessageType::InputArchive) {
+    sendProgressSectionWithTitle("Uploading encrypted file...", message.length);
+    sendProgressStatusWithValue(total);
+  }
+  return true;
+}
+
+void ZanburyToolProxy::messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) {
+  if (state == State::Aborted) return;
+  if (message.shouldAbort()) {
+    abortWithReason("Could not write message asynchronously", std::nullopt, nullptr);
+  }
+  pendingOutputMessage.reset();
+}
+
+}  // namespace ztp

@@ -1,0 +1,173 @@
+// Birth, abort and stop of a session, and its working directory.
+#include "app/ZanburyToolProxy.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+#include "platform/FileManager.h"
+#include "platform/Log.h"
+#include "platform/StandardStreams.h"
+#include "platform/System.h"
+#include "platform/Text.h"
+#include "util/ZanburyToolProxyUtilities.h"
+
+namespace ztp {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr std::string_view directoryPrefix = "ZanburyToolProxy.";
+constexpr milliseconds lastWordsTime{100};
+constexpr milliseconds timeBehindTheLastMessage{20};
+
+std::optional<std::string> nonEmpty(std::optional<std::string_view> text) {
+  return text && !text->empty() ? std::optional(toValidUtf8(*text)) : std::nullopt;
+}
+
+// What the three arguments of an abort say, each only when it says something.
+struct Causes {
+  std::optional<std::string> reason;
+  std::optional<std::string> error;
+  std::optional<std::string> exception;
+
+  [[nodiscard]] std::vector<std::string> lines() const {
+    std::vector<std::string> result;
+    if (reason) result.push_back(printable(*reason));
+    if (error) result.push_back("Error: " + printable(*error));
+    if (exception) result.push_back("Exception: " + printable(*exception));
+    return result;
+  }
+
+  [[nodiscard]] Dictionary dictionary() const {
+    Dictionary result = Dictionary::object();
+    if (reason) result["reason"] = *reason;
+    if (error) result["error"] = *error;
+    if (exception) result["exception"] = *exception;
+    return result;
+  }
+};
+
+}  // namespace
+
+std::string_view stringForState(ZanburyToolProxyState state) {
+  switch (state) {
+    case ZanburyToolProxyState::None:
+      return "None";
+    case ZanburyToolProxyState::Aborted:
+      return "Aborted";
+    case ZanburyToolProxyState::ForwardingMessages:
+      return "ForwardingMessages";
+    case ZanburyToolProxyState::Retry:
+      return "Retry";
+    case ZanburyToolProxyState::WaitingForServerHello:
+      return "WaitingForServerHello";
+    case ZanburyToolProxyState::WaitingForServerHandshake:
+      return "WaitingForServerHandshake";
+    case ZanburyToolProxyState::SendingInputArchive:
+      return "SendingInputArchive";
+    case ZanburyToolProxyState::WaitingForServerDidStartForwarding:
+      return "WaitingForServerDidStartForwarding";
+    case ZanburyToolProxyState::WaitingForOutputArchive:
+      return "WaitingForOutputArchive";
+  }
+  return "None";
+}
+
+std::unique_ptr<ZanburyToolProxy> ZanburyToolProxy::initServerProxy(bool isServer) {
+  auto session = std::make_unique<ZanburyToolProxy>();
+  if (isServer) session->abortWithReason("Not a server", std::nullopt, nullptr);
+  return session;
+}
+
+void ZanburyToolProxy::startProxy() {
+  perform([this] {
+    startAttending();
+    createTemporaryDirectory();
+    if (!isServer) startClient();
+  });
+}
+
+void ZanburyToolProxy::createTemporaryDirectory() {
+  if (isServer) return;
+  const auto root = system::temporaryRoot();
+  TemporaryDirectory::removeStale(root, directoryPrefix);
+  temporaryDirectory_ = TemporaryDirectory::create(root, directoryPrefix);
+  if (temporaryDirectory_) temporaryDirectoryPath = temporaryDirectory_->path();
+}
+
+void ZanburyToolProxy::removeItemAtPath(const std::filesystem::path& path) {
+  if (path.empty() || !FileManager::itemExists(path)) return;
+  if (const auto error = FileManager::removeItem(path)) {
+    log("ERROR: Could not remove file, error = {}", error->description);
+    static_cast<void>(ZanburyToolProxyUtilities::runTaskWithLaunchPath(
+        "/bin/rm", std::vector<std::string>{"-rf", path.string()}));
+  }
+}
+
+void ZanburyToolProxy::perform(const std::function<void()>& callback) {
+  try {
+    callback();
+  } catch (const std::exception& exception) {
+    abortWithReason(std::nullopt, std::nullopt, &exception);
+  }
+}
+
+void ZanburyToolProxy::transitionToStateAborted() {
+  state = State::Aborted;
+}
+
+void ZanburyToolProxy::abortWithReason(std::optional<std::string_view> reason,
+                                       const std::optional<Error>& error,
+                                       const std::exception* exception) {
+  abortWithReason(reason, error, exception, false);
+}
+
+void ZanburyToolProxy::abortWithReason(std::optional<std::string_view> reason,
+                                       const std::optional<Error>& error,
+                                       const std::exception* exception, bool userDidCancel) {
+  const Causes causes{nonEmpty(reason), error ? nonEmpty(error->description) : std::nullopt,
+                      exception ? nonEmpty(exception->what()) : std::nullopt};
+  abortStrings = causes.lines();
+  log("{}", fmt::join(abortStrings, "\n"));
+  if (state == State::Aborted) return;
+  transitionToStateAborted();
+  lastWordsDeadline_ = Clock::now() + lastWordsTime;
+  if (userDidCancel) sendProgressSectionWithTitle("Canceling...", 0);
+  sendMessageWithType(MessageType::Error, causes.dictionary());
+  giveLastMessageItsChance();
+  stopProxy();
+}
+
+void ZanburyToolProxy::giveLastMessageItsChance() const {
+  if (!outputFileHandle) return;
+  const auto remains = [this] { return system::bytesInPipe(outputFileHandle->fileDescriptor()); };
+  while (remains() > 0 && Clock::now() < *lastWordsDeadline_) {
+    std::this_thread::sleep_for(milliseconds{1});
+  }
+  std::this_thread::sleep_until(
+      std::min(*lastWordsDeadline_, Clock::now() + timeBehindTheLastMessage));
+}
+
+void ZanburyToolProxy::stopProxy() {
+  if (!lastWordsDeadline_) lastWordsDeadline_ = Clock::now() + lastWordsTime;
+  for (auto* handle :
+       {&inputFifoFileHandle, &outputFifoFileHandle, &inputFileHandle, &outputFileHandle}) {
+    if (*handle) (*handle)->close();
+    handle->reset();
+  }
+  if (serverTask) serverTask->terminate();
+  serverTask.reset();
+  stopRetryTimer();
+  // An archiver that was interrupted must not go on writing into what is removed next.
+  ChildProcess::killAwaited();
+  removeItemAtPath(temporaryDirectoryPath);
+  temporaryDirectoryPath.clear();
+  StandardStreams::restore();
+  std::exit(state == State::Aborted ? 1 : static_cast<int>(toolExitCode));
+}
+
+}  // namespace ztp

@@ -1,0 +1,17 @@
+// The two ends of a pipe.
+#pragma once
+
+#include "platform/FileHandle.h"
+
+namespace ztp {
+
+/// A pipe whose ends no child inherits unless it is given them.
+struct Pipe {
+  /// Raises PlatformException when there is none to be had.
+  static Pipe create();
+
+  FileHandle readingEnd;
+  FileHandle writingEnd;
+};
+
+}  // namespace ztp
