@@ -1,5 +1,7 @@
 """The second half of ./demo: converts statements with the built program and a stand-in server.
 
+    python3 -m terminal_host.demonstration PROGRAM RESULTS [STATEMENT...]
+
 The server runs under an sshd of its own on the loopback interface, with keys made for this run.
 Everything but the results is gone at the end, also after a failure or Ctrl-C.
 """
@@ -24,16 +26,14 @@ from .request import Request
 from .settings import Settings
 from .shown import shown
 
-_PROJECT = Path(__file__).resolve().parents[2]
-_SAMPLES = _PROJECT / "tools" / "standin" / "samples"
-_OUTPUT = _PROJECT / "build" / "demo-output"
+_SAMPLES = Path(__file__).resolve().parents[1] / "standin" / "samples"
 _TOOL = "ZanburyConverter"
 _LINES = 8  # of the result and of a log
 _TO_WATCH = 3.0  # seconds that the tool takes at least when somebody watches
 _DEADLINE = 3600.0  # seconds; a conversion that nobody ended
 
 
-def main(program: Path, statements: Sequence[Path]) -> int:
+def main(program: Path, results: Path, statements: Sequence[Path]) -> int:
     """Converts one statement after the other until one fails; gives the last exit status."""
     for ending in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(ending, _leave)
@@ -45,36 +45,37 @@ def main(program: Path, statements: Sequence[Path]) -> int:
             place = Path(directory, str(number))
             place.mkdir()
             server = StandinServer(place, keys, _script(statement), deadline=_DEADLINE)
-            status = _demonstrate(program, statement, sshd, server)
+            settings = _settings(program, results, statement, sshd, server)
+            status = _demonstrate(settings, server)
             if status != 0:
                 break
     print("\nThe server, its sshd, all keys and temporary files are gone again.")
     return status
 
 
-def _demonstrate(program: Path, statement: Path, sshd: LoopbackSshd, server: StandinServer) -> int:
+def _demonstrate(settings: Settings, server: StandinServer) -> int:
     """Converts one statement and tells about it; gives the exit status."""
-    print(f"\nConverting {shown(str(statement))} ({statement.stat().st_size:,} bytes)", flush=True)
-    settings = _settings(program, statement, sshd, server)
+    size = settings.source.stat().st_size
+    print(f"\nConverting {shown(str(settings.source))} ({size:,} bytes)", flush=True)
     status = convert(settings, choose_display())
     if settings.output.exists():
         _print_head(settings.output)
     for log in sorted(settings.logs.glob("*")) if settings.logs.is_dir() else []:
         _print_head(log)
     print("\nWhat happened")
-    for sentence in _story(server.connections, statement, status):
+    for sentence in _story(server.connections, settings.source, status):
         print(f"  - {sentence}")
     sys.stdout.flush()
     return status
 
 
 def _settings(
-    program: Path, statement: Path, sshd: LoopbackSshd, server: StandinServer
+    program: Path, results: Path, statement: Path, sshd: LoopbackSshd, server: StandinServer
 ) -> Settings:
     """What the desktop host would be set up with; results of an earlier run are removed."""
-    _OUTPUT.mkdir(parents=True, exist_ok=True)
-    output = _OUTPUT / (statement.stem + ".csv")
-    logs = _OUTPUT / (statement.stem + ".logs")
+    results.mkdir(parents=True, exist_ok=True)
+    output = results / (statement.stem + ".csv")
+    logs = results / (statement.stem + ".logs")
     output.unlink(missing_ok=True)
     shutil.rmtree(logs, ignore_errors=True)
     request = Request(
@@ -151,9 +152,9 @@ def _leave(number: int, frame: FrameType | None) -> NoReturn:
 
 
 def _run(arguments: Sequence[str]) -> int:
-    statements = [Path(path).absolute() for path in arguments[1:]] or sorted(_SAMPLES.glob("*.ofx"))
+    program, results, *files = (Path(argument).absolute() for argument in arguments)
     try:
-        return main(Path(arguments[0]), statements)
+        return main(program, results, files or sorted(_SAMPLES.glob("*.ofx")))
     except KeyboardInterrupt:
         print("\nStopped.")
         return 130

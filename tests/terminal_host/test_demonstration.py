@@ -1,0 +1,109 @@
+"""What ./demo does around a conversion: it shows the results, passes the status on, leaves nothing."""
+
+from __future__ import annotations
+
+import itertools
+import json
+import os
+import re
+import shlex
+import signal
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+from conftest import FAKE_PROGRAM, PROJECT
+
+DEMO = PROJECT / "demo"
+
+
+class Stage:
+    """A directory with a statement, a program that plays a plan, and an empty TMPDIR."""
+
+    def __init__(self, directory: Path) -> None:
+        self.directory = directory
+        self.temporary = directory / "temporary"
+        self.results = directory / "results"
+        self.temporary.mkdir()
+        self.statement = directory / "march.ofx"
+        self.statement.write_text("".join(f"line {n}\n" for n in range(1, 21)))
+
+    def start(self, *plan: list) -> subprocess.Popen:
+        program = self.directory / "program"
+        tool = shlex.quote(json.dumps(plan))
+        program.write_text(f"#!/bin/sh\nEXPORT_TOOL={tool} exec {FAKE_PROGRAM}\n")
+        program.chmod(0o755)
+        module = [sys.executable, "-m", "terminal_host.demonstration"]
+        return subprocess.Popen(
+            [*module, str(program), str(self.results), str(self.statement)],
+            env={**os.environ, "PYTHONPATH": str(PROJECT / "tools"), "TMPDIR": str(self.temporary)},
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+        )
+
+    def show(self, *plan: list) -> tuple[int, str]:
+        with self.start(*plan) as process:
+            written, _ = process.communicate(timeout=20)
+        return process.returncode, written
+
+    def is_empty(self, written: str) -> bool:
+        """Nothing in TMPDIR, and nobody listens on the port that was told."""
+        port = int(re.search(r"port (\d+)", written)[1])
+        listening = Path("/proc/net/tcp").read_text()
+        return (
+            not any(self.temporary.iterdir())
+            and f"0100007F:{port:04X} 00000000:0000 0A" not in listening
+        )
+
+
+@pytest.fixture
+def stage(tmp_path: Path) -> Stage:
+    return Stage(tmp_path)
+
+
+def test_the_first_lines_of_result_and_log_are_shown(stage: Stage) -> None:
+    status, written = stage.show(["section", "Connecting", 0], ["copy"], ["exit", 0])
+    assert status == 0 and stage.is_empty(written)
+    assert "  line 8\n  ... and 12 more lines\n" in written and "  line 9\n" not in written
+    assert "tool.log\n  copied\n" in written
+    assert (stage.results / "march.csv").read_text() == stage.statement.read_text()
+
+
+def test_an_earlier_result_is_not_shown_again(stage: Stage) -> None:
+    stage.results.mkdir()
+    (stage.results / "march.csv").write_text("old\n")
+    status, written = stage.show(["exit", 3])
+    assert status == 3 and stage.is_empty(written)
+    assert "old" not in written and not (stage.results / "march.csv").exists()
+
+
+def test_a_conversation_that_never_began_is_said_to_be_none(stage: Stage) -> None:
+    _, written = stage.show(["exit", 1])
+    assert "The program did not reach the server." in written
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
+def test_a_signal_cancels_and_leaves_nothing(stage: Stage, number: int) -> None:
+    with stage.start(["section", "ready", 0], ["read", 1], ["exit", 1]) as process:
+        lines = itertools.takewhile(lambda line: "ready" not in line, process.stdout)
+        written = "".join(lines)
+        process.send_signal(number)
+        written += process.stdout.read()
+        assert process.wait(timeout=20) == 1
+    assert "Canceled. Nothing was converted." in written and stage.is_empty(written)
+
+
+@pytest.mark.parametrize(
+    ("arguments", "status", "words"),
+    [
+        (["nowhere.ofx"], 2, "demo: there is no file nowhere.ofx"),
+        (["--fast"], 2, "demo: no option named '--fast'"),
+        (["a", "b"], 2, "usage: ./demo [FILE]"),
+        (["--help"], 0, "./demo FILE     converts FILE"),
+    ],
+)
+def test_the_demo_says_what_it_wants(arguments: list[str], status: int, words: str) -> None:
+    done = subprocess.run([str(DEMO), *arguments], capture_output=True, text=True, timeout=20)
+    assert (done.returncode, words in done.stdout + done.stderr) == (status, True)
