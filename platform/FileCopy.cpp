@@ -77,9 +77,7 @@ void copyFile(const fs::path& source, const fs::path& destination, const struct 
   FileHandle from(openOrFail(source, O_RDONLY | O_NONBLOCK));
   FileHandle to(openOrFail(destination, O_WRONLY | O_CREAT | O_EXCL, 0600));
   copyContent(from, to, destination);
-  const int fileDescriptor = to.fileDescriptor();
-  to = FileHandle(fileDescriptor, FileHandle::Ownership::borrows);
-  if (::close(fileDescriptor) != 0 && errno != EINTR) fail("close", destination);
+  to.closeAfterWriting();
   setTimesAndMode(destination, status);
 }
 

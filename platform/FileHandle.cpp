@@ -62,7 +62,7 @@ FileHandle::FileHandle(FileHandle&& other) noexcept
 
 FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
   if (this != &other) {
-    release();
+    letGo();
     fileDescriptor_ = std::exchange(other.fileDescriptor_, -1);
     ownership_ = other.ownership_;
     isRegularFile_ = other.isRegularFile_;
@@ -71,7 +71,7 @@ FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
 }
 
 FileHandle::~FileHandle() {
-  release();
+  letGo();
 }
 
 std::optional<FileHandle> FileHandle::forReadingAtPath(const std::filesystem::path& path) {
@@ -150,7 +150,15 @@ void FileHandle::close() {
   if (fileDescriptor_ != -1) ::close(std::exchange(fileDescriptor_, -1));
 }
 
-void FileHandle::release() noexcept {
+void FileHandle::closeAfterWriting() {
+  if (fileDescriptor_ == -1) return;
+  // After EINTR the descriptor is closed already.
+  if (::close(std::exchange(fileDescriptor_, -1)) != 0 && errno != EINTR) {
+    throw PlatformException(Error::fromErrno("close"));
+  }
+}
+
+void FileHandle::letGo() noexcept {
   if (ownership_ == Ownership::owns && fileDescriptor_ != -1) ::close(fileDescriptor_);
   fileDescriptor_ = -1;
 }

@@ -47,11 +47,14 @@ class FileHandle {
 
   /// Closes the descriptor, borrowed or not. Closing twice does nothing.
   void close();
+  /// Closes a file that was written and raises PlatformException when the system says only now that
+  /// something was not stored.
+  void closeAfterWriting();
 
  private:
   void writeToFile(DataView bytes);
   void writeToPipe(DataView bytes);
-  void release() noexcept;
+  void letGo() noexcept;
 
   int fileDescriptor_ = -1;
   Ownership ownership_ = Ownership::owns;

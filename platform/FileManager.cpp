@@ -40,14 +40,6 @@ int openFile(const fs::path& path, int flags, unsigned mode = 0) {
   return fileDescriptor;
 }
 
-MaybeError closeReporting(FileHandle& file, const fs::path& path) {
-  const int fileDescriptor = file.fileDescriptor();
-  FileHandle borrowed(fileDescriptor, FileHandle::Ownership::borrows);
-  file = std::move(borrowed);
-  if (::close(fileDescriptor) == 0 || errno == EINTR) return std::nullopt;
-  return errnoFor("close", path);
-}
-
 // Fills `data` up to the file's end; `spare` bytes of capacity stay free.
 void readToEnd(int fileDescriptor, Data& data, std::size_t spare) {
   for (;;) {
@@ -106,10 +98,11 @@ MaybeError FileManager::writeFile(const fs::path& path, DataView content) {
       file.writeData(content.subspan(offset, std::min(pieceSize, content.size() - offset)));
       BlockingWait::glance();
     }
+    file.closeAfterWriting();
+    return std::nullopt;
   } catch (const PlatformException& exception) {
     return Error{std::string(exception.what()) + " (" + path.string() + ")"};
   }
-  return closeReporting(file, path);
 }
 
 std::variant<Data, Error> FileManager::readFile(const fs::path& path, std::size_t spare) {
