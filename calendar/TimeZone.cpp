@@ -52,7 +52,8 @@ TimeZone TimeZone::local() {
 
 std::optional<TimeZone> TimeZone::named(std::string_view name) {
   if (name == "UTC") return utc();
-  if (!isZoneName(name)) return std::nullopt;
+  // Abseil takes "UTC0" for a zone without a file; no zone folder has it.
+  if (!isZoneName(name) || name == "UTC0") return std::nullopt;
   const ZoneRules* rules = zoneRulesOfFile(std::string(name));
   if (!rules) return std::nullopt;
   return TimeZone(*rules);
