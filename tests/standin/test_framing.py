@@ -68,7 +68,7 @@ def test_a_host_message_is_a_length_and_an_xml_property_list() -> None:
 
 
 @pytest.mark.parametrize(
-    "spec, expected",
+    "definition, expected",
     [
         ("Zürich", "Zürich".encode()),
         ({"hex": "00ff"}, b"\x00\xff"),
@@ -82,9 +82,9 @@ def test_a_host_message_is_a_length_and_an_xml_property_list() -> None:
         ({"file": "here"}, b"content"),
     ],
 )
-def test_a_body_is_what_the_script_names(spec: Any, expected: bytes, tmp_path: Path) -> None:
+def test_a_body_is_what_the_script_names(definition: Any, expected: bytes, tmp_path: Path) -> None:
     (tmp_path / "here").write_bytes(b"content")
-    body = make_body(spec, None, tmp_path)
+    body = make_body(definition, None, tmp_path)
     assert (body.data(), len(body)) == (expected, len(expected))
 
 

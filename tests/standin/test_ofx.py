@@ -3,12 +3,11 @@
 from __future__ import annotations
 
 import time
-from pathlib import Path
 
 import pytest
+from reference_client import host_messages
 from standin import ofx
 from standin.conversion import Conversion, ConversionResult, SourceFile
-from reference_client import host_messages
 
 HEADER = '<?xml version="1.0" encoding="UTF-8"?><?OFX OFXHEADER="200" VERSION="211"?>'
 PAID = "<DTPOSTED>20240305</DTPOSTED><TRNAMT>-1.50</TRNAMT>"

@@ -1,7 +1,7 @@
 """A stand-in conversion server and a loopback sshd, for the demo and for conversation tests.
 
 Independent of the proxy's own code: it frames, encrypts, zips and writes property lists by itself,
-so that a mistake made twice in the same way on both sides is unlikely. README.md tells how to use it.
+so that the same mistake on both sides is unlikely. README.md tells how to use it.
 """
 
 from standin.deployment import StandinServer

@@ -68,67 +68,73 @@ class Body:
         return b"".join(self.blocks())
 
 
-def check_body(spec: Any, where: str) -> None:
-    """ScriptError where spec is no body."""
-    if isinstance(spec, str):
+def check_body(definition: Any, where: str) -> None:
+    """ScriptError where definition is no body."""
+    if isinstance(definition, str):
         return
-    form = check_keys(spec, BODY_FORMS, where)
+    form = check_keys(definition, BODY_FORMS, where)
     if form in ("hex", "base64"):
-        _check_decodable(spec[form], form, where)
+        _check_decodable(definition[form], form, where)
     elif form == "join":
-        for number, part in enumerate(check_value(spec[form], list, where)):
+        for number, part in enumerate(check_value(definition[form], list, where)):
             check_body(part, f"{where}.join[{number}]")
     elif form == "encrypted":
-        check_body(spec[form], f"{where}.encrypted")
+        check_body(definition[form], f"{where}.encrypted")
     elif form in ("fill", "progressStatus"):
-        check_value(spec[form], int, where)
+        check_value(definition[form], int, where)
 
 
-def make_body(spec: Any, secrets: crypto.Secrets | None, directory: Path) -> Body:
-    """The body that a checked spec names; ScriptError where it needs a key that nobody sent.
+def make_body(definition: Any, secrets: crypto.Secrets | None, directory: Path) -> Body:
+    """The body that a checked definition names; ScriptError where it needs a key that nobody sent.
 
     directory is where the names of files begin.
     """
-    if isinstance(spec, str):
-        return Body((spec.encode("utf-8"),))
-    form = next(word for word in spec if word in BODY_FORMS)
+    if isinstance(definition, str):
+        return Body((definition.encode("utf-8"),))
+    form = next(word for word in definition if word in BODY_FORMS)
     if form == "fill":
-        return Body((Fill(spec["fill"], spec.get("byte", 0)),))
+        return Body((Fill(definition["fill"], definition.get("byte", 0)),))
     if form == "join":
-        parts = (make_body(part, secrets, directory).parts for part in spec["join"])
+        parts = (make_body(part, secrets, directory).parts for part in definition["join"])
         return Body(tuple(piece for part in parts for piece in part))
     if form == "encrypted":
-        return Body((_encrypted(spec, secrets, directory),))
+        return Body((_encrypted(definition, secrets, directory),))
     if form == "file":
-        return Body(((directory / spec["file"]).read_bytes(),))
-    return Body((_SIMPLE_FORMS[form](spec),))
+        return Body(((directory / definition["file"]).read_bytes(),))
+    return Body((_SIMPLE_FORMS[form](definition),))
 
 
-def _encrypted(spec: dict[str, Any], secrets: crypto.Secrets | None, directory: Path) -> bytes:
+def _encrypted(
+    definition: dict[str, Any], secrets: crypto.Secrets | None, directory: Path
+) -> bytes:
     if secrets is None:
         raise ScriptError("nothing can be encrypted before the ClientHandshake")
     ivs = {"forwardingIV": secrets.forwarding_iv, "outputArchiveIV": secrets.output_archive_iv}
-    iv = ivs[spec.get("iv", "forwardingIV")]
-    wrong = spec.get("padding") == "wrong"
+    iv = ivs[definition.get("iv", "forwardingIV")]
+    wrong = definition.get("padding") == "wrong"
     encrypt = crypto.encrypt_with_wrong_padding if wrong else crypto.encrypt
-    plaintext = make_body(spec["encrypted"], secrets, directory).data()
+    plaintext = make_body(definition["encrypted"], secrets, directory).data()
     return encrypt(plaintext, secrets.symmetric_key, iv)
 
 
-def _plist(spec: dict[str, Any]) -> bytes:
-    binary = spec.get("format") == "binary"
-    return plistlib.dumps(spec["plist"], fmt=plistlib.FMT_BINARY if binary else plistlib.FMT_XML)
+def _plist(definition: dict[str, Any]) -> bytes:
+    binary = definition.get("format") == "binary"
+    return plistlib.dumps(
+        definition["plist"], fmt=plistlib.FMT_BINARY if binary else plistlib.FMT_XML
+    )
 
 
 _SIMPLE_FORMS: dict[str, Callable[[dict[str, Any]], bytes]] = {
-    "hex": lambda spec: bytes.fromhex(spec["hex"]),
-    "base64": lambda spec: b64decode(spec["base64"], validate=True),
-    "json": lambda spec: json.dumps(spec["json"], separators=(",", ":")).encode("utf-8"),
-    "plist": _plist,
-    "progressSection": lambda spec: progress.section(
-        spec["progressSection"], spec.get("maximum", 0)
+    "hex": lambda definition: bytes.fromhex(definition["hex"]),
+    "base64": lambda definition: b64decode(definition["base64"], validate=True),
+    "json": lambda definition: json.dumps(definition["json"], separators=(",", ":")).encode(
+        "utf-8"
     ),
-    "progressStatus": lambda spec: progress.status(spec["progressStatus"]),
+    "plist": _plist,
+    "progressSection": lambda definition: progress.section(
+        definition["progressSection"], definition.get("maximum", 0)
+    ),
+    "progressStatus": lambda definition: progress.status(definition["progressStatus"]),
 }
 
 

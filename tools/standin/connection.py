@@ -44,7 +44,7 @@ class Connection:
         self._changed = threading.Condition()
         self._wake_end, self._wake = os.pipe()
         self._stop_after: str | None = None
-        self._may_read = True
+        self.may_read = True
         self._close_source = False
         self._is_sink_closed = False
         self._collected: list[bytes] | None = None
@@ -67,19 +67,19 @@ class Connection:
         """Lets the rest of the client's bytes lie once such a frame has come; "now": at once."""
         with self._changed:
             self._stop_after = type_name
-            self._may_read = self._may_read and type_name != "now"
+            self.may_read = self.may_read and type_name != "now"
         os.write(self._wake, b".")
 
     def read_on(self) -> None:
         """Reads again after `stop_reading_after`."""
         with self._changed:
-            self._stop_after, self._may_read = None, True
+            self._stop_after, self.may_read = None, True
             self._changed.notify_all()
 
     def close_source(self) -> None:
         """Closes the end that the client's bytes come from; ends the reader."""
         with self._changed:
-            self._close_source, self._may_read = True, True
+            self._close_source, self.may_read = True, True
             self._changed.notify_all()
         os.write(self._wake, b".")
         self.wait(lambda: self.has_ended)
@@ -162,7 +162,7 @@ class Connection:
             if frame.type != "Forward":
                 self.inbox.append(frame)
             if frame.type == self._stop_after:
-                self._may_read = False
+                self.may_read = False
             self._changed.notify_all()
 
     def _wait_for_readable(self) -> bool:
@@ -171,13 +171,13 @@ class Connection:
         poll.register(self._source, select.POLLIN)
         poll.register(self._wake_end, select.POLLIN)
         while True:
-            self.wait(lambda: self._may_read)
+            self.wait(lambda: self.may_read)
             ready = {descriptor for descriptor, _ in poll.poll()}
             if self._wake_end in ready:
                 os.read(self._wake_end, 64)
             if self._close_source:
                 return False
-            if self._may_read and self._source in ready:
+            if self.may_read and self._source in ready:
                 return True
 
     def _read(self, count: int) -> bytes:

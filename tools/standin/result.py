@@ -21,8 +21,8 @@ def result_zip(session: Session, options: Options) -> bytes:
     entries = {prefix: Body()} if prefix else {}
     for path, body in _output_files(session, options).items():
         entries[prefix + path] = body
-    for path, spec in (options.get("entries") or {}).items():
-        entries[path] = session.body(spec)
+    for path, definition in (options.get("entries") or {}).items():
+        entries[path] = session.body(definition)
     return archive.pack(entries)
 
 
@@ -35,7 +35,9 @@ def _output_files(session: Session, options: Options) -> dict[str, Body]:
     _put(files, name if isinstance(name, str) else "", session, options, "converted", converted)
     logs = {path: Body((data,)) for path, data in result.logs.items()}
     if "logs" in options:
-        logs = {path: session.body(spec) for path, spec in (options["logs"] or {}).items()}
+        logs = {
+            path: session.body(definition) for path, definition in (options["logs"] or {}).items()
+        }
     if options.get("logs", {}) is not None:
         files["Logs/"] = Body()
     files.update({f"Logs/{path}": body for path, body in logs.items()})

@@ -89,6 +89,11 @@ def _converse(session: Session, script: dict[str, Any]) -> None:
         session.connection.read_on()
         session.connection.wait(lambda: session.connection.has_ended)
         raise ConversationOver(refusal.how, str(refusal), 1) from refusal
+    except ConversationOver as over:
+        # A client that has nothing more to read may have said why before it left.
+        if over.how == "client gone" and session.heard_error_to_the_end():
+            raise ConversationOver("client error", over.detail) from over
+        raise
 
 
 def _end_on_signals(deadline: float) -> None:

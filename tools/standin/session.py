@@ -41,9 +41,9 @@ class Session:
         self.has_client_error = False
         self.connection = Connection(0, 1, self._note_received)
 
-    def body(self, spec: Any) -> Body:
+    def body(self, definition: Any) -> Body:
         """The bytes that a script names."""
-        return make_body(spec, self.secrets, self.directory)
+        return make_body(definition, self.secrets, self.directory)
 
     def send(
         self,
@@ -107,6 +107,12 @@ class Session:
         if connection.broken is not None:
             raise Refused("invalid stream", connection.broken)
         raise ConversationOver("client closed")
+
+    def heard_error_to_the_end(self) -> bool:
+        """Whether an Error message has come by the end of what the script lets us read."""
+        connection = self.connection
+        connection.wait(lambda: connection.has_ended or not connection.may_read)
+        return self.has_client_error
 
     def _note_received(self, frame: Frame) -> None:
         self.recorder.received(frame.type, frame.body)
