@@ -7,7 +7,9 @@ LIMIT = 400  # characters of one line
 
 def shown(text: str, limit: int = LIMIT) -> str:
     """The text on one line, control characters escaped, cut at `limit` characters."""
-    escaped = "".join(c if c.isprintable() else _escape(c) for c in text[: limit + 1])
+    escaped = "".join(
+        c if c.isprintable() else _escape(c) for c in text.rstrip("\r\n")[: limit + 1]
+    )
     return escaped if len(escaped) <= limit else escaped[: limit - 3] + "..."
 
 
