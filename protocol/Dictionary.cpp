@@ -1,6 +1,7 @@
 // Dictionaries as bodies, on the JSON library.
 #include "protocol/Dictionary.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -26,10 +27,15 @@ Error jsonError(std::string_view what) {
   return Error{fmt::format("JSON: {}", what)};
 }
 
+// `position` counts from 1.
+Error notValidAt(std::size_t position) {
+  return jsonError(fmt::format("not valid at byte {}", position));
+}
+
 // The library's own description of a failure quotes the text around it, which may be a secret.
 Error describe(const Dictionary::exception& exception) {
   if (const auto* parseError = dynamic_cast<const Dictionary::parse_error*>(&exception)) {
-    return jsonError(fmt::format("not valid at byte {}", parseError->byte));
+    return notValidAt(parseError->byte);
   }
   return jsonError("a number is out of range");
 }
@@ -37,6 +43,9 @@ Error describe(const Dictionary::exception& exception) {
 }  // namespace
 
 std::variant<Dictionary, Error> dictionaryFromJson(DataView text) {
+  // The library takes a NUL for the end of the text and would not look at what follows.
+  const auto nul = std::find(text.begin(), text.end(), 0);
+  if (nul != text.end()) return notValidAt(static_cast<std::size_t>(nul - text.begin()) + 1);
   try {
     auto value = Dictionary::parse(text.begin(), text.end(), refuseTooDeep);
     if (value.is_structured()) return value;

@@ -21,9 +21,11 @@ constexpr std::size_t maximumLengthDigits = 10;
 // The largest limit that any message held in memory has. A length beyond it is only a claim.
 constexpr std::uint64_t reservedAtMost = 10'000'000;
 
-// How many times what has arrived a body beyond that is given room for. Room that is not filled
-// costs addresses, not memory; growing in small steps would copy a large body again and again.
+// A body beyond that grows to this many times what has arrived, so that it is hardly ever copied:
+// room that is not filled costs addresses and no memory until it is let go of, and wiped. No writer
+// announces more than a gigabyte, so what does grow beyond that only doubles.
 constexpr std::uint64_t growthFactor = 16;
+constexpr std::uint64_t doublesBeyond = 1'073'741'824;
 
 // Only the owner looks into the working directory; the body needs no wider permissions.
 constexpr unsigned bodyFileMode = 0600;
@@ -35,13 +37,16 @@ std::uint64_t numberFromDigits(std::string_view digits) {
   return number;
 }
 
-// Appends without filling the new bytes first, and copies what is there at most a few times while
-// a body of `finalSize` bytes arrives.
+std::uint64_t roomFor(std::uint64_t arrived) {
+  return std::min(growthFactor * arrived, std::max(2 * arrived, doublesBeyond));
+}
+
+// Appends to a body that will have `finalSize` bytes, without filling the new bytes first.
 void append(Data& body, DataView bytes, std::uint64_t finalSize) {
   const std::size_t oldSize = body.size();
   const std::size_t newSize = oldSize + bytes.size();
   if (newSize > body.capacity()) {
-    body.reserve(std::clamp<std::uint64_t>(growthFactor * oldSize, newSize, finalSize));
+    body.reserve(std::clamp<std::uint64_t>(roomFor(oldSize), newSize, finalSize));
   }
   body.resize(newSize);
   std::memcpy(body.data() + oldSize, bytes.data(), bytes.size());
@@ -188,6 +193,8 @@ void ZanburyToolProxyMessage::openBodyFile() {
 }
 
 void ZanburyToolProxyMessage::transitionToStateFinishedReading() {
+  // The last chance to hear that the body was not stored.
+  if (bodyFileHandle) bodyFileHandle->closeAfterWriting();
   cleanUp();
   state = State::FinishedReading;
 }

@@ -1,0 +1,339 @@
+// The asynchronous writer on the real run loop: chunks, turns, a full stream, errors and ends.
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "LogCapture.h"
+#include "Pipe.h"
+#include "ScriptedWrites.h"
+#include "TemporaryFolder.h"
+#include "platform/DelayedPerform.h"
+#include "platform/RunLoop.h"
+#include "protocol/ZanburyToolProxyMessage.h"
+
+namespace ztp::tests {
+namespace {
+
+using Message = ZanburyToolProxyMessage;
+using State = ZanburyToolProxyMessageState;
+using Type = ZanburyToolProxyMessageType;
+using Totals = std::vector<std::uint64_t>;
+using Sizes = std::vector<std::size_t>;
+using Clock = std::chrono::steady_clock;
+
+constexpr int goesThrough = ScriptedWrites::goesThrough;
+constexpr int interrupted = 4;
+constexpr int brokenPipe = 32;
+constexpr int noSpace = 28;
+
+// Keeps the message as the session does, and lets go of it when it hears of the end.
+class Upload : public ZanburyToolProxyMessageDelegate {
+ public:
+  bool messageShouldContinueWritingWithTotalBytesWritten(Message& /*message*/,
+                                                         std::uint64_t total) override {
+    totals.push_back(total);
+    return totals.size() < questionToRefuse;
+  }
+
+  void messageDidFinishWritingAsynchronously(Message& message) override {
+    ++ends;
+    finalState = message.state;
+    pending.reset();
+  }
+
+  // False when the writing did not start.
+  bool start(const std::filesystem::path& file, FileHandle& stream) {
+    pending = Message::startWritingMessageWithType(Type::InputArchive, file, stream, *this);
+    return pending != nullptr;
+  }
+
+  // Turns the loop until the writing has ended, emptying the pipe meanwhile.
+  std::string finish(Pipe& stream) {
+    std::string received = stream.drain();
+    for (int turn = 0; ends == 0 && turn < 100'000; ++turn) {
+      RunLoop::main().runOnce();
+      received += stream.drain();
+    }
+    return received;
+  }
+
+  Totals totals;
+  std::size_t questionToRefuse = std::numeric_limits<std::size_t>::max();
+  int ends = 0;
+  State finalState = State::None;
+  std::unique_ptr<Message> pending;
+};
+
+std::string bytesCounting(std::size_t count) {
+  std::string text;
+  while (text.size() < count) text += std::to_string(text.size()) + " ";
+  text.resize(count);
+  return text;
+}
+
+class AsynchronousWriter : public testing::Test {
+ protected:
+  TemporaryFolder folder_;
+  Pipe stream_;
+  Upload upload_;
+};
+
+TEST_F(AsynchronousWriter, SendsHeaderAndFile) {
+  const std::string content = bytesCounting(1'000'000);
+  ASSERT_TRUE(upload_.start(folder_.write("file", content), stream_.writeEnd));
+  EXPECT_EQ(upload_.finish(stream_), "i1000000\n" + content);
+  EXPECT_EQ(upload_.ends, 1);
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+  EXPECT_EQ(upload_.totals.back(), 1'000'000U);
+}
+
+// A plain file takes every chunk whole, so the steps are the chunks.
+TEST_F(AsynchronousWriter, WritesChunksOf256000BytesAndAsksAfterEach) {
+  const std::string content = bytesCounting(600'000);
+  const auto destination = folder_.write("stream", "");
+  auto stream = FileHandle::forWritingAtPath(destination);
+  const ScriptedWrites writes(stream->fileDescriptor());
+  ASSERT_TRUE(upload_.start(folder_.write("file", content), *stream));
+  upload_.finish(stream_);
+  EXPECT_EQ(writes.offered(), (Sizes{8, 256'000, 256'000, 88'000}));
+  EXPECT_EQ(upload_.totals, (Totals{256'000, 512'000, 600'000, 600'000}));
+  EXPECT_EQ(upload_.ends, 1);
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+  EXPECT_EQ(contentOf(destination), "i600000\n" + content);
+}
+
+TEST_F(AsynchronousWriter, WritesTheHeaderBeforeItReturns) {
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  EXPECT_EQ(stream_.drain(), "i3\n");
+  const Message& message = *upload_.pending;
+  EXPECT_EQ(message.state, State::WritingAsynchronously);
+  EXPECT_TRUE(message.didWriteHeader);
+  EXPECT_EQ(message.type, Type::InputArchive);
+  EXPECT_EQ(message.length, 3U);
+  EXPECT_EQ(message.bodyBytesWritten, 0U) << "the header is no body";
+  EXPECT_TRUE(upload_.totals.empty()) << "nobody is asked during the header";
+  EXPECT_EQ(upload_.finish(stream_), "abc");
+  EXPECT_EQ(upload_.totals, (Totals{3, 3}));
+}
+
+TEST_F(AsynchronousWriter, WritesOnceATurnAtMost) {
+  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(1'000'000)), stream_.writeEnd));
+  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor());
+  std::size_t before = 0;
+  while (upload_.ends == 0) {
+    RunLoop::main().runOnce();
+    stream_.drain();
+    ASSERT_LE(writes.offered().size(), before + 1);
+    before = writes.offered().size();
+  }
+  EXPECT_GT(before, 4U);
+}
+
+TEST_F(AsynchronousWriter, KeepsTheStreamNonBlockingWhileItWrites) {
+  EXPECT_FALSE(stream_.isNonBlocking());
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  EXPECT_TRUE(stream_.isNonBlocking());
+  upload_.finish(stream_);
+  EXPECT_FALSE(stream_.isNonBlocking());
+}
+
+TEST_F(AsynchronousWriter, LetsTheLoopTurnWhileTheStreamIsFull) {
+  const std::size_t filling = stream_.fill();
+  const LogCapture log;
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  EXPECT_FALSE(upload_.pending->didWriteHeader);
+  bool loopTurned = false;
+  const DelayedPerform somethingElse(std::chrono::milliseconds(1), [&] { loopTurned = true; });
+  while (!loopTurned) RunLoop::main().runOnce();
+  EXPECT_EQ(upload_.ends, 0);
+  EXPECT_FALSE(upload_.pending->didWriteHeader);
+  EXPECT_EQ(upload_.finish(stream_), std::string(filling, '-') + "i3\nabc");
+  EXPECT_EQ(log.text(), "") << "waiting for room is no error";
+}
+
+TEST_F(AsynchronousWriter, GoesOnInTheMiddleOfAChunkWhenTheStreamHasRoomAgain) {
+  const std::string content = bytesCounting(300'000);
+  ASSERT_TRUE(upload_.start(folder_.write("file", content), stream_.writeEnd));
+  RunLoop::main().runOnce();
+  ASSERT_EQ(upload_.totals.size(), 1U);
+  EXPECT_LT(upload_.totals.front(), 256'000U) << "a pipe takes a part of the chunk";
+  EXPECT_EQ(upload_.finish(stream_), "i300000\n" + content);
+}
+
+TEST_F(AsynchronousWriter, StopsAtTheFirstQuestionAnsweredWithNo) {
+  const auto destination = folder_.write("stream", "");
+  auto stream = FileHandle::forWritingAtPath(destination);
+  upload_.questionToRefuse = 1;
+  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), *stream));
+  upload_.finish(stream_);
+  EXPECT_EQ(upload_.totals, (Totals{256'000}));
+  EXPECT_EQ(upload_.ends, 1);
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+  EXPECT_EQ(contentOf(destination).size(), 8U + 256'000U);
+}
+
+TEST_F(AsynchronousWriter, MakesTheStreamBlockingAgainWhenItIsStopped) {
+  upload_.questionToRefuse = 1;
+  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writeEnd));
+  upload_.finish(stream_);
+  EXPECT_EQ(upload_.totals.size(), 1U);
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+  EXPECT_FALSE(stream_.isNonBlocking());
+}
+
+class TransientError : public AsynchronousWriter, public testing::WithParamInterface<int> {};
+
+TEST_P(TransientError, IsRetriedAfterATenthOfASecond) {
+  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {goesThrough, GetParam()});
+  const LogCapture log;
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  const auto start = Clock::now();
+  EXPECT_EQ(upload_.finish(stream_), "i3\nabc") << "nothing lost, nothing twice";
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(100));
+  EXPECT_EQ(writes.offered(), (Sizes{3, 3, 3}));
+  EXPECT_EQ(upload_.totals, (Totals{3, 3})) << "nobody is asked after the failed write";
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+  EXPECT_EQ(log.text().substr(0, 7), "write: ");
+}
+
+// The set is these three numbers on every system.
+INSTANTIATE_TEST_SUITE_P(AsynchronousWriter, TransientError, testing::Values(4, 11, 35));
+
+TEST_F(AsynchronousWriter, RetriesTheHeaderToo) {
+  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {interrupted, interrupted});
+  const LogCapture log;
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  EXPECT_EQ(upload_.finish(stream_), "i3\nabc");
+  EXPECT_EQ(writes.offered(), (Sizes{3, 3, 3, 3}));
+  EXPECT_EQ(log.text(), "write: Interrupted system call\nwrite: Interrupted system call\n");
+}
+
+// The session learns of a broken stream from the end of what the server sends: an abort here would
+// come before the server's last words are read.
+TEST_F(AsynchronousWriter, EndsAsFinishedWhenTheStreamBreaks) {
+  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writeEnd));
+  stream_.readEnd.close();
+  const LogCapture log;
+  while (upload_.ends == 0) RunLoop::main().runOnce();
+  EXPECT_EQ(upload_.ends, 1);
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+  EXPECT_TRUE(upload_.totals.empty()) << "nobody is asked after a failure";
+  EXPECT_EQ(log.text(), "write: Broken pipe\n");
+  EXPECT_FALSE(stream_.isNonBlocking());
+}
+
+TEST_F(AsynchronousWriter, EndsAsFinishedAfterAnyOtherErrorInTheBody) {
+  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {goesThrough, noSpace});
+  const LogCapture log;
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  EXPECT_EQ(upload_.finish(stream_), "i3\n");
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+  EXPECT_EQ(log.text(), "write: No space left on device\n");
+}
+
+TEST_F(AsynchronousWriter, CanEndBeforeTheStartReturns) {
+  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {brokenPipe});
+  const LogCapture log;
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  EXPECT_EQ(upload_.ends, 1);
+  EXPECT_EQ(upload_.pending->state, State::FinishedWriting);
+  EXPECT_FALSE(upload_.pending->didWriteHeader);
+  EXPECT_EQ(upload_.pending->writeFileDescriptor, -1);
+  EXPECT_FALSE(stream_.isNonBlocking());
+}
+
+TEST_F(AsynchronousWriter, DoesNotStartForAnEmptyFile) {
+  const LogCapture log;
+  EXPECT_FALSE(upload_.start(folder_.write("empty", ""), stream_.writeEnd));
+  EXPECT_EQ(log.text(), "");
+  EXPECT_FALSE(stream_.isNonBlocking());
+  EXPECT_EQ(upload_.ends, 0);
+}
+
+TEST_F(AsynchronousWriter, DoesNotStartForAMissingFileAndSaysWhy) {
+  const LogCapture log;
+  EXPECT_FALSE(upload_.start(folder_.path() / "missing", stream_.writeEnd));
+  EXPECT_NE(log.text().find("No such file or directory\n"), std::string::npos) << log.text();
+  EXPECT_EQ(stream_.drain(), "");
+}
+
+TEST_F(AsynchronousWriter, AbortsAtOnceOnAClosedStream) {
+  stream_.writeEnd.close();
+  const LogCapture log;
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  EXPECT_EQ(upload_.ends, 1);
+  EXPECT_EQ(upload_.finalState, State::Aborted);
+  EXPECT_EQ(log.text(), "poll: bad file descriptor\n");
+}
+
+// Nothing compares the bytes sent with the length announced; the file decides.
+TEST_F(AsynchronousWriter, SendsWhatAFileHasGainedSinceTheStart) {
+  const auto file = folder_.write("file", "abc");
+  ASSERT_TRUE(upload_.start(file, stream_.writeEnd));
+  appendTo(file, "def");
+  EXPECT_EQ(upload_.finish(stream_), "i3\nabcdef");
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+}
+
+TEST_F(AsynchronousWriter, EndsWhereAFileThatShrankEnds) {
+  const auto file = folder_.write("file", bytesCounting(600'000));
+  ASSERT_TRUE(upload_.start(file, stream_.writeEnd));
+  std::filesystem::resize_file(file, 3);
+  EXPECT_EQ(upload_.finish(stream_), "i600000\n0 2");
+  EXPECT_EQ(upload_.totals, (Totals{3, 3}));
+  EXPECT_EQ(upload_.finalState, State::FinishedWriting);
+}
+
+// A broken source is the one end that the server could not notice: it would wait for the rest.
+TEST_F(AsynchronousWriter, AbortsWhenTheFileCannotBeReadAnyMore) {
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  upload_.pending->sourceFileHandle = FileHandle::forReadingAtPath(folder_.path());
+  const LogCapture log;
+  EXPECT_EQ(upload_.finish(stream_), "i3\n");
+  EXPECT_EQ(upload_.ends, 1);
+  EXPECT_EQ(upload_.finalState, State::Aborted);
+  EXPECT_EQ(log.text(), "read: Is a directory\n");
+  EXPECT_FALSE(stream_.isNonBlocking());
+}
+
+TEST_F(AsynchronousWriter, IsAbortedFromOutside) {
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  upload_.pending->transitionToStateFinishedWritingAndAbort(true);
+  EXPECT_EQ(upload_.ends, 1);
+  EXPECT_EQ(upload_.finalState, State::Aborted);
+  EXPECT_FALSE(stream_.isNonBlocking());
+  EXPECT_EQ(stream_.drain(), "i3\n");
+}
+
+// What is registered with the loop is found out by letting it run until nothing is.
+TEST_F(AsynchronousWriter, LeavesNothingBehindWhenItsMessageIsDestroyed) {
+  for (const bool streamIsFull : {false, true}) {
+    SCOPED_TRACE(streamIsFull);
+    stream_.drain();
+    if (streamIsFull) stream_.fill();
+    ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writeEnd));
+    stream_.drain();
+    upload_.pending.reset();
+    RunLoop::main().run();
+    EXPECT_EQ(stream_.drain(), "");
+    EXPECT_EQ(upload_.ends, 0);
+  }
+}
+
+TEST_F(AsynchronousWriter, CanBeFollowedByAMessageWrittenAtOnce) {
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  upload_.finish(stream_);
+  EXPECT_TRUE(
+      Message::writeMessageWithType(Type::OutputArchiveAcknowledgement, Data{}, stream_.writeEnd));
+  EXPECT_EQ(stream_.drain(), "O0\n");
+}
+
+}  // namespace
+}  // namespace ztp::tests

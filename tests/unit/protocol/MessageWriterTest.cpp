@@ -1,0 +1,204 @@
+// The synchronous writer: what stands on the stream, what is refused and what is logged.
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "LogCapture.h"
+#include "Pipe.h"
+#include "ScriptedWrites.h"
+#include "TemporaryFolder.h"
+#include "protocol/ZanburyToolProxyMessage.h"
+#include "util/ZanburyToolProxyUtilities.h"
+
+namespace ztp::tests {
+namespace {
+
+using Message = ZanburyToolProxyMessage;
+using State = ZanburyToolProxyMessageState;
+using Type = ZanburyToolProxyMessageType;
+
+Data data(std::string_view text) {
+  return copyOf(bytesOf(text));
+}
+
+TEST(WriteDictionary, SendsCompactJson) {
+  Pipe stream;
+  Dictionary dictionary;
+  dictionary["reason"] = "Too late";
+  dictionary["code"] = 3;
+  EXPECT_TRUE(Message::writeMessageWithType(Type::Error, dictionary, stream.writeEnd));
+  EXPECT_EQ(stream.drain(), "!30\n{\"reason\":\"Too late\",\"code\":3}");
+}
+
+TEST(WriteDictionary, SendsNoBodyForAnEmptyOne) {
+  Pipe stream;
+  EXPECT_TRUE(Message::writeMessageWithType(Type::OutputArchiveAcknowledgement,
+                                            Dictionary::object(), stream.writeEnd));
+  EXPECT_TRUE(Message::writeMessageWithType(Type::Error, Dictionary(), stream.writeEnd));
+  EXPECT_EQ(stream.drain(), "O0\n!0\n");
+}
+
+TEST(WriteDictionary, FailsWithALineForTextThatIsNotUtf8) {
+  Pipe stream;
+  Dictionary dictionary;
+  dictionary["reason"] = "\xff";
+  const LogCapture log;
+  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, dictionary, stream.writeEnd));
+  EXPECT_EQ(log.text(), "JSON: a text is not UTF-8\n");
+  EXPECT_EQ(stream.drain(), "");
+}
+
+TEST(WriteData, SendsHeaderAndBody) {
+  Pipe stream;
+  EXPECT_TRUE(Message::writeMessageWithType(Type::Forward, data("abc"), stream.writeEnd));
+  EXPECT_EQ(stream.drain(), "f3\nabc");
+}
+
+TEST(WriteData, SendsTheHeaderAloneForNoBytes) {
+  Pipe stream;
+  EXPECT_TRUE(Message::writeMessageWithType(Type::ClientHandshake, Data{}, stream.writeEnd));
+  EXPECT_EQ(stream.drain(), "c0\n");
+}
+
+TEST(WriteData, WaitsForRoomWhateverTheStreamsMode) {
+  for (const bool blocking : {true, false}) {
+    Pipe stream;
+    ZanburyToolProxyUtilities::setBlocking(blocking, stream.writeEnd.fileDescriptor());
+    std::string received;
+    std::thread peer([&stream, &received] {
+      while (received.size() < 1'000'009) {
+        received += textOf(stream.readEnd.readDataOfLength(1'000'009));
+      }
+    });
+    EXPECT_TRUE(
+        Message::writeMessageWithType(Type::Forward, Data(1'000'000, 'x'), stream.writeEnd));
+    peer.join();
+    EXPECT_EQ(received, "f1000000\n" + std::string(1'000'000, 'x'));
+  }
+}
+
+TEST(WriteData, FailsWithTheReasonWhenTheStreamIsBroken) {
+  Pipe stream;
+  stream.readEnd.close();
+  const LogCapture log;
+  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, Data{}, stream.writeEnd));
+  EXPECT_EQ(log.text(), "write: Broken pipe\n");
+}
+
+TEST(WriteData, FailsWithTheReasonWhenTheStreamIsClosed) {
+  Pipe stream;
+  stream.writeEnd.close();
+  const LogCapture log;
+  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, data("x"), stream.writeEnd));
+  EXPECT_EQ(log.text(), "write: Bad file descriptor\n");
+}
+
+TEST(WriteFile, SendsTheWholeFile) {
+  const TemporaryFolder folder;
+  const std::string content = std::string(256'000, 'a') + std::string(256'000, 'b') + "end";
+  const auto source = folder.write("source", content);
+  const auto destination = folder.write("stream", "");
+  auto stream = FileHandle::forWritingAtPath(destination);
+  const ScriptedWrites writes(stream->fileDescriptor());
+  EXPECT_TRUE(Message::writeMessageWithType(Type::InputArchive, source, *stream));
+  EXPECT_EQ(contentOf(destination), "i512003\n" + content);
+  EXPECT_EQ(writes.offered(), (std::vector<std::size_t>{8, 256'000, 256'000, 3}));
+}
+
+TEST(WriteFile, WritesNothingForAnEmptyFile) {
+  const TemporaryFolder folder;
+  Pipe stream;
+  const LogCapture log;
+  EXPECT_FALSE(Message::writeMessageWithType(Type::InputArchive, folder.write("empty", ""),
+                                             stream.writeEnd));
+  EXPECT_EQ(stream.drain(), "");
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST(WriteFile, WritesNothingForAMissingFileAndSaysWhy) {
+  const TemporaryFolder folder;
+  Pipe stream;
+  const LogCapture log;
+  EXPECT_FALSE(Message::writeMessageWithType(Type::InputArchive, folder.path() / "missing",
+                                             stream.writeEnd));
+  EXPECT_EQ(stream.drain(), "");
+  EXPECT_NE(log.text().find("No such file or directory\n"), std::string::npos) << log.text();
+}
+
+// A message of this type, length and body file; the announced length is the test's affair.
+bool writeAnnouncing(std::uint64_t length, const std::filesystem::path& file, Pipe& stream) {
+  Message message;
+  message.type = Type::InputArchive;
+  message.length = length;
+  message.bodyFilePath = file;
+  const bool result = message.writeToFileHandle(stream.writeEnd);
+  EXPECT_EQ(message.state, State::None) << "writing at once has no states";
+  return result;
+}
+
+TEST(WriteFile, WritesNothingWhenItCannotBeOpened) {
+  const TemporaryFolder folder;
+  Pipe stream;
+  const LogCapture log;
+  EXPECT_FALSE(writeAnnouncing(3, folder.path() / "missing", stream));
+  EXPECT_EQ(stream.drain(), "");
+  EXPECT_EQ(log.text(), "");
+}
+
+// The size is taken before the file is read. The file counts, not the size: the peer is told of a
+// file that shrank by the failure, and of one that grew by a frame that does not end where it said.
+TEST(WriteFile, SendsAFileThatGrewWhole) {
+  const TemporaryFolder folder;
+  Pipe stream;
+  EXPECT_TRUE(writeAnnouncing(3, folder.write("grown", "abcdef"), stream));
+  EXPECT_EQ(stream.drain(), "i3\nabcdef");
+}
+
+TEST(WriteFile, FailsAfterSendingAFileThatShrank) {
+  const TemporaryFolder folder;
+  Pipe stream;
+  const LogCapture log;
+  EXPECT_FALSE(writeAnnouncing(5, folder.write("shrunk", "abc"), stream));
+  EXPECT_EQ(stream.drain(), "i5\nabc");
+  EXPECT_EQ(log.text(), "ERROR: Only wrote 3 of 5 bytes\n");
+}
+
+TEST(WriteFile, FailsWithTheReasonWhenItCannotBeRead) {
+  const TemporaryFolder folder;
+  Pipe stream;
+  const LogCapture log;
+  EXPECT_FALSE(writeAnnouncing(5, folder.path(), stream));
+  EXPECT_EQ(stream.drain(), "i5\n");
+  EXPECT_EQ(log.text(), "read: Is a directory\n");
+}
+
+// A message without the body that it announces would break the stream, so it never begins.
+TEST(WriteMessage, DropsOneThatAnnouncesABodyButHasNone) {
+  Pipe stream;
+  Message message;
+  message.type = Type::Forward;
+  message.length = 3;
+  const LogCapture log;
+  EXPECT_TRUE(message.writeToFileHandle(stream.writeEnd));
+  EXPECT_EQ(stream.drain(), "");
+  EXPECT_EQ(log.text(), "");
+}
+
+TEST(WriteMessage, PrefersTheBodyInMemory) {
+  const TemporaryFolder folder;
+  Pipe stream;
+  Message message;
+  message.type = Type::Forward;
+  message.length = 3;
+  message.bodyData = data("abc");
+  message.bodyFilePath = folder.write("file", "def");
+  EXPECT_TRUE(message.writeToFileHandle(stream.writeEnd));
+  EXPECT_EQ(stream.drain(), "f3\nabc");
+}
+
+}  // namespace
+}  // namespace ztp::tests
