@@ -72,7 +72,7 @@ bool ZanburyToolProxy::consumeChunk(DataView chunk) {
     }
     const std::size_t consumed = message->consumeDataWithBytes(chunk);
     if (!isAcceptable(*message)) return false;
-    if (message->type == MessageType::OutputArchive && message->didFinishReadingHeader()) {
+    if (message->type == MessageType::OutputArchive) {
       sendProgressSectionWithTitle("Downloading converted file", message->length);
       sendProgressStatusWithValue(message->bodyBytesConsumed);
     }

@@ -110,9 +110,15 @@ void ZanburyToolProxy::removeItemAtPath(const std::filesystem::path& path) {
 
 void ZanburyToolProxy::perform(const std::function<void()>& callback) {
   try {
-    callback();
-  } catch (const std::exception& exception) {
-    abortWithReason(std::nullopt, std::nullopt, &exception);
+    try {
+      callback();
+    } catch (const std::exception& exception) {
+      abortWithReason(std::nullopt, std::nullopt, &exception);
+    }
+  } catch (...) {
+    // Not even the abort worked (memory is short): what remains to be done is to leave nothing.
+    transitionToStateAborted();
+    stopProxy();
   }
 }
 
