@@ -161,6 +161,7 @@ bool ZanburyToolProxy::handleInputArchiveAcknowledgement() {
 void ZanburyToolProxy::handleOutputArchive(const Message& message) {
   sendOutputArchiveAcknowledgement();
   consumeOutputArchive(message);
+  giveLastMessageItsChance();
   stopProxy();
 }
 

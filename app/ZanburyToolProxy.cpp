@@ -148,7 +148,8 @@ void ZanburyToolProxy::abortWithReason(std::optional<std::string_view> reason,
   stopProxy();
 }
 
-void ZanburyToolProxy::giveLastMessageItsChance() const {
+void ZanburyToolProxy::giveLastMessageItsChance() {
+  if (!lastWordsDeadline_) lastWordsDeadline_ = Clock::now() + lastWordsTime;
   if (!outputFileHandle) return;
   const auto remains = [this] { return system::bytesInPipe(outputFileHandle->fileDescriptor()); };
   while (remains() > 0 && Clock::now() < *lastWordsDeadline_) {

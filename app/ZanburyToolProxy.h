@@ -70,8 +70,9 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   void transitionToStateAborted();
   /// Runs a callback of the run loop; whatever it raises aborts the session.
   void perform(const std::function<void()>& callback);
-  /// Waits, 100 ms since the abort at most, until ssh has taken the last message out of the pipe.
-  void giveLastMessageItsChance() const;
+  /// Waits, 100 ms at most, until ssh has taken the last message out of the pipe: what comes next
+  /// is its end.
+  void giveLastMessageItsChance();
 
   // --- Attendance.cpp: signals, ended children, and what still acts during a blocking wait ---
 
