@@ -1,4 +1,4 @@
-"""The command `convert`, run as a user runs it: options, what it shows, signals, exit status."""
+"""The command `convert`, run as a user runs it: options, what it shows, exit status."""
 
 from __future__ import annotations
 
@@ -7,15 +7,11 @@ import json
 import os
 import pty
 import re
-import signal
 import subprocess
-from collections.abc import Iterator
-from pathlib import Path
 
 import pytest
-from conftest import FAKE_PROGRAM, PROJECT
+from desk import CONVERT, Desk
 
-CONVERT = PROJECT / "tools" / "convert"
 HAPPY = [
     ["section", "Up", 4],
     ["status", 2],
@@ -24,60 +20,6 @@ HAPPY = [
     ["copy"],
     ["exit", 0],
 ]
-
-
-class Desk:
-    """A directory with a source, a key, a configuration, and the command to run in it."""
-
-    def __init__(self, directory: Path) -> None:
-        self.directory = directory
-        self.temporary = directory / "temporary"
-        self.temporary.mkdir()
-        (directory / "in.ofx").write_text("statement\n")
-        (directory / "key").write_text("PRIVATE\n")
-        self.configure()
-
-    def configure(self, **changes: object) -> None:
-        values = {
-            "server": ["ssh://a@b:1"],
-            "server_command": "/srv/command",
-            "identity_file": "key",
-            "public_key": "PUBLIC",
-            "program": str(FAKE_PROGRAM),
-            "tool": "[]",
-        } | changes
-        lines = [
-            f"{key} = {json.dumps(value)}\n" for key, value in values.items() if value is not None
-        ]
-        (self.directory / "convert.toml").write_text("".join(lines))
-
-    def command(self, *arguments: str, plan: list | None = None) -> list[str]:
-        planned = [] if plan is None else ["--tool", json.dumps(plan)]
-        return [str(CONVERT), "--config", "convert.toml", *planned, *arguments]
-
-    def environment(self) -> dict[str, str]:
-        home = {"HOME": str(self.directory), "TMPDIR": str(self.temporary)}
-        return {**os.environ, **home, "TERM": "xterm-256color", "COLUMNS": "100"}
-
-    def start(
-        self, *arguments: str, plan: list | None = None, **options: object
-    ) -> subprocess.Popen:
-        streams = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True} | options
-        command = self.command(*arguments, plan=plan)
-        return subprocess.Popen(command, cwd=self.directory, env=self.environment(), **streams)
-
-    def convert(self, *arguments: str, plan: list | None = None) -> subprocess.CompletedProcess:
-        with self.start(*arguments, plan=plan) as process:
-            out, err = process.communicate(timeout=20)
-        return subprocess.CompletedProcess(process.args, process.returncode, out, err)
-
-
-@pytest.fixture
-def desk(tmp_path: Path) -> Iterator[Desk]:
-    """A desk that must be tidy in the end: nothing of the host may stay in TMPDIR."""
-    desk = Desk(tmp_path)
-    yield desk
-    assert [*desk.temporary.iterdir()] == []
 
 
 def test_without_a_terminal_the_progress_is_plain_lines(desk: Desk) -> None:
@@ -309,66 +251,3 @@ def test_help_names_every_option(desk: Desk) -> None:
         "--json",
     ):
         assert name in done.stdout
-
-
-def events_of(process: subprocess.Popen) -> Iterator[dict]:
-    return map(json.loads, process.stdout)
-
-
-def until(process: subprocess.Popen, kind: str) -> dict:
-    return next(event for event in events_of(process) if event["event"] == kind)
-
-
-@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
-def test_one_signal_cancels_with_a_byte_into_the_fifo(desk: Desk, number: int) -> None:
-    plan = [["section", "ready", 0], ["read", 1], ["stderr", "User canceled\n"], ["exit", 1]]
-    with desk.start("--json", "in.ofx", plan=plan) as process:
-        until(process, "section")
-        process.send_signal(number)
-        assert (
-            until(process, "cancel")["words"]
-            == "Asked the program to cancel. Ctrl-C again ends it."
-        )
-        assert until(process, "raw")["base64"] == "GA=="
-        assert until(process, "exit")["status"] == 1
-        assert process.wait(timeout=20) == 1
-
-
-def test_a_second_signal_ends_the_program(desk: Desk) -> None:
-    with desk.start("--json", "in.ofx", plan=[["section", "ready", 0], ["wait"]]) as process:
-        until(process, "section")
-        process.send_signal(signal.SIGINT)
-        until(process, "cancel")
-        process.send_signal(signal.SIGINT)
-        until(process, "terminate")
-        assert process.wait(timeout=20) == 128 + signal.SIGTERM
-
-
-def test_a_third_signal_ends_even_a_program_that_ignores_them(desk: Desk) -> None:
-    plan = [["ignore", signal.SIGTERM], ["section", "ready", 0], ["wait"]]
-    with desk.start("--json", "in.ofx", plan=plan) as process:
-        until(process, "section")
-        for kind in ("cancel", "terminate", "kill"):
-            process.send_signal(signal.SIGINT)
-            until(process, kind)
-        assert process.wait(timeout=20) == 128 + signal.SIGKILL
-
-
-def test_force_follows_when_the_program_does_not_end(desk: Desk) -> None:
-    plan = [["ignore", signal.SIGTERM], ["section", "ready", 0], ["wait"]]
-    with desk.start("--json", "in.ofx", plan=plan) as process:
-        until(process, "section")
-        process.send_signal(signal.SIGINT)
-        until(process, "cancel")
-        process.send_signal(signal.SIGINT)
-        until(process, "kill")
-        assert process.wait(timeout=20) == 128 + signal.SIGKILL
-
-
-def test_a_reader_who_leaves_ends_the_conversion(desk: Desk) -> None:
-    with desk.start(
-        "in.ofx", plan=[["section", "a", 0], ["read", 1]], stdout=subprocess.PIPE
-    ) as process:
-        process.stdout.close()
-        assert process.wait(timeout=20) == 1
-        assert process.stderr.read() == ""

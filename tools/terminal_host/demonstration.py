@@ -8,11 +8,13 @@ Everything but the results is gone at the end, also after a failure or Ctrl-C.
 
 from __future__ import annotations
 
+import contextlib
 import os
 import shutil
 import signal
 import sys
 import tempfile
+import time
 from collections.abc import Sequence
 from pathlib import Path
 from types import FrameType
@@ -30,7 +32,21 @@ _SAMPLES = Path(__file__).resolve().parents[1] / "standin" / "samples"
 _TOOL = "ZanburyConverter"
 _LINES = 8  # of the result and of a log
 _TO_WATCH = 3.0  # seconds that the tool takes at least when somebody watches
+_SERVER_SECONDS = 5.0  # for a server to notice that its client is gone
 _DEADLINE = 3600.0  # seconds; a conversion that nobody ended
+# What each frame of the conversation means, as the server saw it.
+_CHAPTERS = {
+    ("sent", "ServerHello"): "The program started ssh, which logged in; the server said hello.",
+    (
+        "received",
+        "ClientHandshake",
+    ): "The program sent a fresh AES-256 key under the server's RSA key.",
+    ("sent", "ServerHandshake"): "The server proved that it could read that key.",
+    ("received", "InputArchive"): "{name} went up in an encrypted zip archive of {length:,} bytes.",
+    ("sent", "Forward"): "The tool at work told its progress, encrypted, through the program.",
+    ("sent", "OutputArchive"): "Result and log came back in such an archive of {length:,} bytes.",
+    ("received", "Error"): "The program told the server that it gave up.",
+}
 
 
 def main(program: Path, results: Path, statements: Sequence[Path]) -> int:
@@ -58,6 +74,7 @@ def _demonstrate(settings: Settings, server: StandinServer) -> int:
     size = settings.source.stat().st_size
     print(f"\nConverting {shown(str(settings.source))} ({size:,} bytes)", flush=True)
     status = convert(settings, choose_display())
+    _wait_for_the_end_of(server)
     if settings.output.exists():
         _print_head(settings.output)
     for log in sorted(settings.logs.glob("*")) if settings.logs.is_dir() else []:
@@ -67,6 +84,21 @@ def _demonstrate(settings: Settings, server: StandinServer) -> int:
         print(f"  - {sentence}")
     sys.stdout.flush()
     return status
+
+
+def _wait_for_the_end_of(server: StandinServer) -> None:
+    """Waits until no server is at work any more: ssh is gone, but its other end may write yet."""
+    deadline = time.monotonic() + _SERVER_SECONDS
+    while time.monotonic() < deadline and _mentioned_in_a_command_line(str(server.directory)):
+        time.sleep(0.02)
+
+
+def _mentioned_in_a_command_line(text: str) -> bool:
+    for command_line in Path("/proc").glob("[0-9]*/cmdline"):
+        with contextlib.suppress(OSError):
+            if text.encode() in command_line.read_bytes():
+                return True
+    return False
 
 
 def _settings(
@@ -116,35 +148,17 @@ def _print_head(path: Path) -> None:
 
 def _story(connections: Sequence[ConnectionRecord], statement: Path, status: int) -> list[str]:
     """What the server's record of the conversation tells, in plain words."""
+    end = f"The program ended with status {status}."
     if not connections:
-        return ["The program did not reach the server."]
-    record = connections[-1]
-    frames = {(frame.direction, frame.type): frame.length for frame in record.frames}
-    told = [
-        ("ServerHello", "sent", "The program started ssh, logged in and was greeted by the server.")
-    ]
-    told += [
-        ("ClientHandshake", "received", "It sent a fresh AES-256 key under the server's RSA key."),
-        ("ServerHandshake", "sent", "The server proved that it could read that key."),
-        (
-            "InputArchive",
-            "received",
-            f"{shown(statement.name)} went up as an encrypted zip archive of {{:,}} bytes.",
-        ),
-        ("Forward", "sent", "The tool at work told its progress, encrypted, through the program."),
-        (
-            "OutputArchive",
-            "sent",
-            "Result and log came back in an encrypted archive of {:,} bytes.",
-        ),
-        ("Error", "received", "The program told the server that it gave up."),
-    ]
+        return ["The program did not reach the server.", end]
+    lengths = {(frame.direction, frame.type): frame.length for frame in connections[-1].frames}
+    name = shown(statement.name)
     sentences = [
-        words.format(frames[direction, kind])
-        for kind, direction, words in told
-        if (direction, kind) in frames
+        words.format(name=name, length=lengths[frame])
+        for frame, words in _CHAPTERS.items()
+        if frame in lengths
     ]
-    return [*sentences, f"The program removed its private files and ended with status {status}."]
+    return [*sentences, end]
 
 
 def _leave(number: int, frame: FrameType | None) -> NoReturn:
@@ -153,8 +167,12 @@ def _leave(number: int, frame: FrameType | None) -> NoReturn:
 
 def _run(arguments: Sequence[str]) -> int:
     program, results, *files = (Path(argument).absolute() for argument in arguments)
+    statements = files or sorted(_SAMPLES.glob("*.ofx"))
+    if not statements:
+        print(f"demo: there is no statement in {_SAMPLES}", file=sys.stderr)
+        return 2
     try:
-        return main(program, results, files or sorted(_SAMPLES.glob("*.ofx")))
+        return main(program, results, statements)
     except KeyboardInterrupt:
         print("\nStopped.")
         return 130

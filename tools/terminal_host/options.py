@@ -54,7 +54,7 @@ GROUPS: dict[str, list[Option]] = {
 OPTIONS = {option.key: option for group in GROUPS.values() for option in group}
 
 _DESCRIPTION = "Converts one file with a tool on Zanbury Cloud, as the desktop application does."
-_EPILOG = f"""\
+_EPILOG = """\
 What belongs to tool, server, who asks and program may also stand in the configuration file, with
 underscores in its name; the command line wins. See docs/convert.toml.example.
 
