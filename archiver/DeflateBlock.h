@@ -14,7 +14,7 @@ enum class Position { inner, last };
 
 /// How much time a block may take.
 ///
-/// On text records ISA-L needs a fifth of the time of libdeflate, and its output is a tenth larger.
+/// On text records ISA-L needs a fifth of libdeflate's time, and its output is a tenth larger.
 /// Taking turns gives a speed and a size between the two, which no level of either has.
 enum class Effort { quick, thorough };
 

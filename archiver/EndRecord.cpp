@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <limits>
-#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -49,27 +48,26 @@ class OpenSource {
  public:
   explicit OpenSource(zip_source_t* source) : source_(source) {
     if (zip_source_open(source_) != 0) throw failure();
+    zip_stat_t status;
+    zip_stat_init(&status);
+    if (zip_source_stat(source_, &status) == 0 && (status.valid & ZIP_STAT_SIZE) != 0) {
+      size_ = status.size;
+    }
   }
   OpenSource(const OpenSource&) = delete;
   OpenSource& operator=(const OpenSource&) = delete;
   ~OpenSource() { zip_source_close(source_); }
 
-  [[nodiscard]] std::uint64_t size() const {
-    zip_stat_t status;
-    zip_stat_init(&status);
-    if (zip_source_stat(source_, &status) != 0) throw failure();
-    if ((status.valid & ZIP_STAT_SIZE) == 0) throw ArchiveError("the archive has no size");
-    return status.size;
-  }
+  [[nodiscard]] std::uint64_t size() const { return size_; }
 
   /// The bytes at `offset`, fewer than `count` where the archive ends.
   [[nodiscard]] std::vector<std::uint8_t> read(std::uint64_t offset, std::size_t count) const {
-    std::vector<std::uint8_t> bytes(count);
-    if (offset > std::numeric_limits<zip_int64_t>::max() ||
-        zip_source_seek(source_, static_cast<zip_int64_t>(offset), SEEK_SET) != 0) {
-      return {};
-    }
-    const zip_int64_t got = zip_source_read(source_, bytes.data(), count);
+    // libzip 1.7.3 falls over when it seeks to the end of a buffer that is empty.
+    if (offset >= size_) return {};
+    if (zip_source_seek(source_, static_cast<zip_int64_t>(offset), SEEK_SET) != 0) throw failure();
+    std::vector<std::uint8_t> bytes(
+        static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset)));
+    const zip_int64_t got = zip_source_read(source_, bytes.data(), bytes.size());
     if (got < 0) throw failure();
     bytes.resize(static_cast<std::size_t>(got));
     return bytes;
@@ -81,6 +79,7 @@ class OpenSource {
   }
 
   zip_source_t* source_;
+  std::uint64_t size_ = 0;
 };
 
 class Tail {
@@ -92,17 +91,20 @@ class Tail {
   }
 
   [[nodiscard]] std::uint64_t check() const {
-    std::optional<std::size_t> end;
+    std::vector<std::size_t> ends;
+    bool hasStray = false;
     for (std::size_t offset = 0; offset + kEndSize <= bytes_.size(); ++offset) {
       if (!hasMagic(bytes_, offset, kEndMagic)) continue;
-      if (reachesEnd(offset) && !end) {
-        end = offset;
-      } else if (reachesEnd(offset) || couldBeMeant(offset)) {
-        throw ArchiveError("the archive has more than one end");
+      if (reachesEnd(offset)) {
+        ends.push_back(offset);
+      } else {
+        hasStray = hasStray || couldBeMeant(offset);
       }
     }
-    if (!end) throw ArchiveError("this is no zip archive, or its end is missing");
-    checkClaims(*end);
+    if (ends.empty() && hasStray) throw ArchiveError("the archive's end is broken");
+    if (ends.empty()) throw ArchiveError("this is no zip archive, or its end is missing");
+    if (ends.size() > 1 || hasStray) throw ArchiveError("the archive has more than one end");
+    checkClaims(ends.front());
     return size_;
   }
 

@@ -1,0 +1,393 @@
+"""Archives made to do harm. Nothing outside the destination, bounded time, memory and disk."""
+
+from __future__ import annotations
+
+import os
+import re
+import struct
+import zlib
+from dataclasses import dataclass
+from pathlib import Path
+
+import pytest
+
+import craft
+from conftest import Archiver, Outcome
+from craft import Entry
+
+# The most that any of these may take; an honest small archive takes 7 MiB and 10 ms.
+PEAK_KIB = 48 * 1024
+SECONDS = 10
+SANITIZED = os.environ.get("ZANBURY_SANITIZED", "") != ""
+
+ZEROS = bytes(1_000_000)
+
+
+@dataclass(frozen=True)
+class Case:
+    """An archive, and what the archiver says of it."""
+
+    name: str
+    data: bytes
+    says: str
+    leaves: tuple[str, ...] = ()
+
+
+def entry(name: str, says: str, *entries: Entry, leaves: tuple[str, ...] = ()) -> Case:
+    """An archive of `entries`, the first of which is refused."""
+    return Case(name, craft.archive(*entries), f"cannot unpack '.*': {says}", leaves)
+
+
+def whole(name: str, says: str, data: bytes) -> Case:
+    """An archive that is refused as a whole."""
+    return Case(name, data, says)
+
+
+def bad_name(name: str, entry_name: str | bytes, says: str) -> Case:
+    """A file whose name is refused."""
+    return entry(name, says, Entry(entry_name, b"evil"))
+
+
+def link(name: str, at: str, target: str, says: str = "it is a link that leads out") -> Case:
+    """A link that is refused, after an innocent file that must not be made either."""
+    innocent = Entry("innocent", b"x")
+    return entry(name, says, innocent, Entry(at, target.encode(), mode=craft.LINK))
+
+
+def overlapping() -> bytes:
+    """Ten entries that share one compressed block."""
+    shared = Entry("0", ZEROS, method=craft.DEFLATED)
+    more = [
+        Entry(
+            str(i),
+            ZEROS,
+            method=craft.DEFLATED,
+            offset=0,
+            raw=b"",
+            compressed_size=len(shared.content()),
+        )
+        for i in range(1, 10)
+    ]
+    return craft.archive(shared, *more)
+
+
+def many(count: int) -> bytes:
+    """`count` empty files, honestly announced as Zip64 does it."""
+    local, directory = craft.body(Entry(f"{i:06}") for i in range(count))
+    end64 = craft.zip64_end(count, len(directory), len(local), len(local) + len(directory))
+    return local + directory + end64 + craft.end_record(0xFFFF, 0xFFFFFFFF, 0xFFFFFFFF)
+
+
+def many_unannounced() -> bytes:
+    """More entries than 16 bits count, announced modulo 65,536 as some programs do it."""
+    local, directory = craft.body(Entry(f"{i:05}") for i in range(65_536 + 10))
+    return local + directory + craft.end_record(10, len(directory), len(local))
+
+
+def shared_extra_fields() -> bytes:
+    """Entries that all point to one local header with 64 KiB of extra field."""
+    field = struct.pack("<HH", 0x9999, 65_000) + bytes(65_000)
+    first = Entry("a", local_extra=field)
+    return craft.archive(first, *[Entry(f"a{i}", raw=b"", offset=0) for i in range(5_000)])
+
+
+def with_end(end: bytes) -> bytes:
+    """An honest entry behind which there is this end."""
+    local, directory = craft.body([Entry("file", b"x")])
+    return local + directory + end
+
+
+def honest_end(**changes: int) -> bytes:
+    """The end of `with_end`, with some fields changed."""
+    local, directory = craft.body([Entry("file", b"x")])
+    fields = {"entries": 1, "size": len(directory), "offset": len(local)} | changes
+    return craft.end_record(**fields)
+
+
+def zip64_claim(entries: int, size: int) -> bytes:
+    """A Zip64 end that claims this much."""
+    local, directory = craft.body([Entry("file", b"x")])
+    end64 = craft.zip64_end(entries, size, len(local), len(local) + len(directory))
+    return local + directory + end64 + craft.end_record(0xFFFF, 0xFFFFFFFF, 0xFFFFFFFF)
+
+
+def two_ends() -> bytes:
+    """An archive in whose comment another archive ends that has another file."""
+    local, directory = craft.body([Entry("shown", b"x"), Entry("hidden", b"x")])
+    second = craft.end_record(1, len(Entry("shown", b"x").central(0)), len(local))
+    return local + directory + craft.end_record(2, len(directory), len(local), second)
+
+
+def thousands_of_ends() -> bytes:
+    """A tail full of ends, each with a directory that is long to read."""
+    local, directory = craft.body(Entry(f"{i:04}") for i in range(9_000))
+    data = local + directory
+    count = 2_900
+    for i in range(count, 0, -1):
+        data += craft.end_record(9_000, len(directory), len(local), announced=(i - 1) * 22)
+    return data
+
+
+DATA = b"20240229;CARD PURCHASE;-12.50\n" * 1000
+PACKED = craft.deflate(DATA)
+
+CASES = [
+    bad_name("absolute", "/tmp/evil", "its name is absolute"),
+    bad_name("two slashes", "//evil", "its name is absolute"),
+    bad_name("up", "../evil", "its name leads out of the destination"),
+    bad_name("up from below", "a/b/../../../evil", "its name leads out of the destination"),
+    bad_name("up and down again", "a/../evil", "its name leads out of the destination"),
+    bad_name("up at the end", "a/..", "its name leads out of the destination"),
+    bad_name("backslashes", "..\\..\\evil", "its name has a backslash"),
+    bad_name("drive and backslash", "C:\\evil", "its name has a backslash"),
+    bad_name("no name", "", "it has no name"),
+    bad_name("the destination", ".", "it would replace the destination"),
+    bad_name("long component", "n" * 256, "its name is too long"),
+    bad_name("long name", "n/" * 2048 + "n", "its name is too long"),
+    bad_name("deep", "d/" * 100 + "n", "its name is too deep"),
+    bad_name("line feed", "a\nZanburyArchiver: all is well/..", "its name leads out .*"),
+    bad_name("control sequence", "\u009b2J\u202e/..", "its name leads out .*"),
+    whole("escape sequence", "cannot open the archive: .*", craft.archive(Entry("\x1b[2J", b"x"))),
+    whole("invalid utf-8", "cannot open the archive: .*", craft.archive(Entry(b"\xff\xfe", b"x"))),
+    link("link to an absolute name", "top/l", "/etc/passwd", "it is a link to an absolute name"),
+    link("link up", "l", ".."),
+    link("link out of its top", "top/l", "../other"),
+    link("link up behind a link", "top/a/l", "b/../../.."),
+    link("link up too often", "top/a/l", "../../innocent"),
+    link("link to nothing", "l", "", "it is a link to no valid name"),
+    link("link to a nul", "l", "a\0b", "it is a link to no valid name"),
+    link("link to a long name", "l", "n" * 4096, "it is a link to no valid name"),
+    entry("directory link with a slash", "it is neither .*", Entry("l/", b"..", mode=craft.LINK)),
+    entry("fifo", "it is neither .*", Entry("f", mode=craft.FIFO)),
+    entry("character device", "it is neither .*", Entry("f", mode=craft.CHARACTER_DEVICE)),
+    entry("block device", "it is neither .*", Entry("f", mode=craft.BLOCK_DEVICE)),
+    entry("socket", "it is neither .*", Entry("f", mode=craft.SOCKET)),
+    entry("same name twice", "it is there twice", Entry("a", b"1"), Entry("a", b"2")),
+    entry(
+        "same name in other words", "it is there twice", Entry("a/b", b"1"), Entry("a/./b", b"2")
+    ),
+    entry("file and directory", "it is there twice", Entry("a", b"1"), Entry("a/")),
+    entry("encrypted", "it is encrypted", Entry("a", DATA, flags=craft.ENCRYPTED)),
+    entry("strongly encrypted", "it is encrypted", Entry("a", DATA, flags=craft.ENCRYPTED | 0x40)),
+    entry("bzip2", "its compression method is not supported", Entry("a", DATA, method=12)),
+    entry("unknown method", "its compression method is not supported", Entry("a", DATA, method=77)),
+    entry("directory with content", "it is a directory with content", Entry("d/", b"x")),
+    entry(
+        "four gigabytes in a kilobyte",
+        "it claims a size that it cannot have",
+        Entry("a", raw=bytes(1000), size=0xFFFFFFFE, method=craft.DEFLATED),
+    ),
+    entry(
+        "stored and larger than its bytes",
+        "it claims a size that it cannot have",
+        Entry("a", raw=bytes(1000), size=2000),
+    ),
+    entry(
+        "more compressed bytes than the archive has",
+        "the entries overlap, or the archive is cut short",
+        Entry("a", raw=PACKED, compressed_size=1 << 31, size=1 << 31, method=craft.DEFLATED),
+    ),
+    entry(
+        "more bytes than claimed",
+        "it holds more than it claims",
+        Entry("a", raw=PACKED, size=len(DATA) - 1, method=craft.DEFLATED),
+    ),
+    entry(
+        "fewer bytes than claimed",
+        "it holds less than it claims",
+        Entry("a", raw=PACKED, size=len(DATA) + 1, method=craft.DEFLATED),
+    ),
+    entry(
+        "a bomb that claims to be small",
+        "it holds more than it claims",
+        Entry("a", raw=craft.deflate(bytes(50_000_000)), size=1000, method=craft.DEFLATED),
+    ),
+    entry("wrong checksum", "it cannot be read: CRC error", Entry("a", DATA, crc=1)),
+    entry(
+        "wrong checksum, deflated",
+        "its checksum is wrong",
+        Entry("a", raw=PACKED, size=len(DATA), method=8),
+    ),
+    entry(
+        "cut data",
+        "its data ends too early",
+        Entry("a", DATA, raw=PACKED[:-3], method=craft.DEFLATED),
+    ),
+    entry("no data", "its data ends too early", Entry("a", b"", raw=b"", method=craft.DEFLATED)),
+    entry(
+        "broken data",
+        "its data is broken",
+        Entry("a", DATA, raw=b"\x07" + PACKED, method=craft.DEFLATED),
+    ),
+    entry(
+        "endless empty blocks",
+        "its data ends too early",
+        Entry("a", b"", raw=b"\0\0\0\xff\xff" * 100_000, method=craft.DEFLATED),
+    ),
+    Case("overlapping entries", overlapping(), "cannot unpack '.*': the entries overlap, .*"),
+    Case("100,000 entries", many(100_000), "the archive has too many entries"),
+    Case("entries beyond the announced", many_unannounced(), "the archive has too many entries"),
+    Case("ten thousand and one entries", many(10_001), "the archive has too many entries"),
+    whole("empty file", "this is no zip archive, .*", b""),
+    whole("text", "this is no zip archive, .*", b"<OFX>" * 1000),
+    whole("no end", "this is no zip archive, .*", with_end(b"")),
+    whole("cut end", "this is no zip archive, .*", with_end(honest_end()[:-1])),
+    whole("bytes behind the end", "the archive's end is broken", with_end(honest_end() + b"x")),
+    whole(
+        "comment beyond the end", "the archive's end is broken", with_end(honest_end(announced=1))
+    ),
+    whole("too few entries", "cannot open the archive: .*", with_end(honest_end(entries=0))),
+    whole("too many entries", "cannot open the archive: .*", with_end(honest_end(entries=2))),
+    whole("directory too long", "cannot open the archive: .*", with_end(honest_end(size=500))),
+    whole("directory too short", "cannot open the archive: .*", with_end(honest_end(size=10))),
+    whole(
+        "directory beyond the end", "cannot open the archive: .*", with_end(honest_end(offset=500))
+    ),
+    whole(
+        "directory before its place", "cannot open the archive: .*", with_end(honest_end(offset=3))
+    ),
+    whole(
+        "huge directory", "the archive's directory is too large", with_end(honest_end(size=1 << 30))
+    ),
+    whole("2^40 entries", "the archive has too many entries", zip64_claim(1 << 40, 54)),
+    whole("2^27 entries", "the archive has too many entries", zip64_claim(1 << 27, 54)),
+    whole(
+        "2^40 bytes of directory", "the archive's directory is too large", zip64_claim(1, 1 << 40)
+    ),
+    whole(
+        "zip64 end elsewhere",
+        "the archive's Zip64 end is missing",
+        with_end(craft.zip64_end(1, 54, 35, 1 << 60) + honest_end()),
+    ),
+    whole("two ends", "the archive has more than one end", two_ends()),
+    whole("thousands of ends", "the archive has more than one end", thousands_of_ends()),
+    Case(
+        "entry beyond the archive",
+        craft.archive(Entry("a", b"x", offset=1 << 30)),
+        "cannot unpack 'a': .*",
+    ),
+    Case(
+        "file through a link",
+        craft.archive(Entry("l", b"top", mode=craft.LINK), Entry("l/evil", b"x")),
+        "cannot unpack 'l': another entry has its name",
+        ("l", "l/evil"),
+    ),
+    Case(
+        "file below a file",
+        craft.archive(Entry("a", b"x"), Entry("a/b", b"x")),
+        "cannot unpack 'a/b': cannot use the directory 'a': Not a directory",
+        ("a",),
+    ),
+    Case(
+        "a good file before a bad one",
+        craft.archive(Entry("good", b"x"), Entry("bad", DATA, crc=1)),
+        "cannot unpack 'bad': it cannot be read: CRC error",
+        ("good",),
+    ),
+]
+
+
+def unpack(data: bytes, archiver: Archiver, tmp_path: Path) -> Outcome:
+    """Unpacks `data` into "in/target", beside which nothing may appear."""
+    (tmp_path / "a.zip").write_bytes(data)
+    (tmp_path / "in" / "target").mkdir(parents=True)
+    outcome = archiver.run("-x", "-k", tmp_path / "a.zip", tmp_path / "in" / "target")
+    assert os.listdir(tmp_path / "in") == ["target"]
+    assert sorted(os.listdir(tmp_path)) == ["a.zip", "in"]
+    assert outcome.seconds < SECONDS
+    assert SANITIZED or outcome.peak_kib < PEAK_KIB
+    return outcome
+
+
+def made(tmp_path: Path) -> tuple[str, ...]:
+    """The names that were made in the destination, sorted."""
+    target = tmp_path / "in" / "target"
+    return tuple(sorted(str(path.relative_to(target)) for path in target.rglob("*")))
+
+
+@pytest.mark.parametrize("case", [pytest.param(case, id=case.name) for case in CASES])
+def test_refused(case: Case, archiver: Archiver, tmp_path: Path) -> None:
+    outcome = unpack(case.data, archiver, tmp_path)
+    assert outcome.status == 1
+    assert re.fullmatch(f"ZanburyArchiver: {case.says}\n", outcome.error), outcome.error
+    assert outcome.error.isascii() and len(outcome.error) < 400
+    assert made(tmp_path) == case.leaves
+
+
+def test_ten_thousand_entries_pass(archiver: Archiver, tmp_path: Path) -> None:
+    outcome = unpack(many(10_000), archiver, tmp_path)
+    assert (outcome.status, outcome.error) == (0, "")
+    assert len(made(tmp_path)) == 10_000
+
+
+def test_extra_fields_that_entries_share_take_no_memory(archiver: Archiver, tmp_path: Path) -> None:
+    """5,000 times 64 KiB, were they read for each entry."""
+    outcome = unpack(shared_extra_fields(), archiver, tmp_path)
+    assert (outcome.status, outcome.error) == (0, "")
+
+
+def test_a_nul_in_a_name_is_a_blank(archiver: Archiver, tmp_path: Path) -> None:
+    outcome = unpack(craft.archive(Entry(b"a.txt\0.exe", b"x")), archiver, tmp_path)
+    assert outcome.status == 0
+    assert made(tmp_path) == ("a.txt .exe",)
+
+
+def test_a_ratio_that_deflate_can_reach_passes(archiver: Archiver, tmp_path: Path) -> None:
+    data = craft.archive(Entry("zeros", bytes(50_000_000), method=craft.DEFLATED))
+    assert len(data) < 50_000_000 / 1000
+    assert unpack(data, archiver, tmp_path).status == 0
+    assert (tmp_path / "in" / "target" / "zeros").stat().st_size == 50_000_000
+
+
+def test_an_archive_inside_may_end_where_this_one_ends(archiver: Archiver, tmp_path: Path) -> None:
+    inner = craft.archive(Entry("inner", DATA))
+    outcome = unpack(craft.archive(Entry("inner.zip", inner)), archiver, tmp_path)
+    assert (outcome.status, outcome.error) == (0, "")
+
+
+def test_the_local_header_is_not_believed(archiver: Archiver, tmp_path: Path) -> None:
+    outcome = unpack(
+        craft.archive(Entry("harmless", b"x", local_name=b"../evil!")), archiver, tmp_path
+    )
+    assert outcome.status == 0
+    assert made(tmp_path) == ("harmless",)
+
+
+def test_nothing_is_written_through_links_that_are_there(
+    archiver: Archiver, tmp_path: Path
+) -> None:
+    outside = tmp_path / "outside"
+    outside.mkdir()
+    (outside / "file").write_text("untouched")
+    target = tmp_path / "target"
+    target.mkdir()
+    (target / "file").symlink_to(outside / "file")
+    (target / "directory").symlink_to(outside)
+    archive = tmp_path / "a.zip"
+    archive.write_bytes(craft.archive(Entry("file", b"new")))
+    archiver.unpack(archive, target)
+    assert not (target / "file").is_symlink()
+    archive.write_bytes(craft.archive(Entry("directory/evil", b"new")))
+    outcome = archiver.run("-x", "-k", archive, target)
+    assert outcome.status == 1
+    assert "cannot use the directory 'directory': Not a directory" in outcome.error
+    assert os.listdir(outside) == ["file"]
+    assert (outside / "file").read_text() == "untouched"
+
+
+def test_every_changed_byte_ends_in_a_result_or_in_one_line(
+    archiver: Archiver, tmp_path: Path
+) -> None:
+    honest = craft.archive(Entry("top/a", DATA, method=craft.DEFLATED), Entry("top/b", b"x"))
+    crc = zlib.crc32(DATA)
+    for place in range(0, len(honest), 3):
+        data = bytearray(honest)
+        data[place] ^= 0xFF
+        target = tmp_path / str(place)
+        (tmp_path / "a.zip").write_bytes(data)
+        outcome = archiver.run("-x", "-k", tmp_path / "a.zip", target)
+        assert outcome.status in (0, 1)
+        assert outcome.error.count("\n") == outcome.status
+        if outcome.status == 0 and (target / "top" / "a").exists():
+            assert zlib.crc32((target / "top" / "a").read_bytes()) == crc
+    assert all(name == "a.zip" or name.isdigit() for name in os.listdir(tmp_path))

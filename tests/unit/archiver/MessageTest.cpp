@@ -1,0 +1,31 @@
+// What an error line shows of a name that a stranger chose.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "archiver/ArchiveError.h"
+
+namespace ztp::archiver {
+namespace {
+
+TEST(Message, showsPlainNamesAsTheyAre) {
+  EXPECT_EQ(shown("a b/c.ofx"), "'a b/c.ofx'");
+}
+
+TEST(Message, escapesWhatATerminalWouldObey) {
+  EXPECT_EQ(shown("a\x1b[2J\n"), "'a\\x1b[2J\\x0a'");
+  EXPECT_EQ(shown("it's \\ \xc3\xb6"), "'it\\x27s \\x5c \\xc3\\xb6'");
+}
+
+TEST(Message, showsAtMost120BytesOfAName) {
+  EXPECT_EQ(shown(std::string(120, 'n')), "'" + std::string(120, 'n') + "'");
+  EXPECT_EQ(shown(std::string(121, 'n')), "'" + std::string(120, 'n') + "...'");
+}
+
+TEST(Message, endsInTheSystemsReason) {
+  EXPECT_STREQ(systemError("cannot open 'x'", EACCES).what(), "cannot open 'x': Permission denied");
+}
+
+}  // namespace
+}  // namespace ztp::archiver
