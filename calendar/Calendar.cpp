@@ -84,17 +84,21 @@ std::int64_t Calendar::numberOfDays(Timestamp start, Timestamp end) const {
   const std::optional<WallClock> from = wallClockOf(start, *here.timeZone_);
   const std::optional<WallClock> to = wallClockOf(end, *here.timeZone_);
   if (!from || !to) return 0;
-  // The days between the two clock readings are at most one too many.
-  const std::int64_t days = splitSeconds(to->seconds).day - splitSeconds(from->seconds).day;
-  const std::int64_t oneLess = days > 0 ? days - 1 : days + 1;
-  if (end >= start) {
-    if (days <= 0) return 0;
+  // Between the readings lie so many midnights. It is one day more when the clock was set back past
+  // midnight on the way, and fewer when the time of the start is not reached again.
+  const std::int64_t midnights = splitSeconds(to->seconds).day - splitSeconds(from->seconds).day;
+  const auto isReached = [&](std::int64_t days) {
     const std::optional<Timestamp> reached = here.timestampByAddingDays(days, start);
-    return reached && *reached <= end ? days : oneLess;
+    return reached && (days > 0 ? *reached <= end : *reached >= end);
+  };
+  if (end >= start) {
+    std::int64_t days = std::max<std::int64_t>(midnights + 1, 0);
+    while (days > 0 && !isReached(days)) --days;
+    return days;
   }
-  if (days >= 0) return 0;
-  const std::optional<Timestamp> reached = here.timestampByAddingDays(days, start);
-  return reached && *reached >= end ? days : oneLess;
+  std::int64_t days = std::min<std::int64_t>(midnights - 1, 0);
+  while (days < 0 && !isReached(days)) ++days;
+  return days;
 }
 
 }  // namespace ztp

@@ -17,7 +17,6 @@ constexpr std::uint8_t nyse = 2;
 constexpr std::uint8_t tse = 4;
 
 constexpr std::int32_t anyWeekday = 0;
-constexpr std::int32_t sunday = 1;
 constexpr std::int32_t monday = 2;
 constexpr std::int32_t tuesday = 3;
 constexpr std::int32_t thursday = 5;

@@ -305,6 +305,20 @@ TEST(Days, BetweenInstantsAreWholeDaysOfTheLocalClock) {
   EXPECT_EQ(Z::numberOfDaysFromTimestamp(utc(2019, 6, 1), Timestamp(1e300)), 0);
 }
 
+TEST(Days, AreCountedWhereAClockLeavesOutADayOrRepeatsAMidnight) {
+  {
+    // Samoa had no 30 December 2011: from noon on the 28th to noon on the 31st are three days of
+    // the clock, and an hour less reaches the 29th only, as the 30th is read past the end.
+    const LocalZoneIs apia("Pacific/Apia");
+    EXPECT_EQ(Z::numberOfDaysFromTimestamp(utc(2011, 12, 28, 22), utc(2011, 12, 30, 22)), 3);
+    EXPECT_EQ(Z::numberOfDaysFromTimestamp(utc(2011, 12, 28, 22), utc(2011, 12, 30, 21)), 1);
+  }
+  // Newfoundland set its clocks back from 00:01 to 23:01: half a minute past midnight came before
+  // 23:30.
+  const LocalZoneIs stJohns("America/St_Johns");
+  EXPECT_EQ(Z::numberOfDaysFromTimestamp(utc(2009, 10, 31, 2, 30, 30), utc(2009, 11, 1, 3, 0)), 1);
+}
+
 TEST(Days, AddedKeepTheTimeOfTheLocalClock) {
   const LocalZoneIs newYork("America/New_York");
   struct Case {
