@@ -1,4 +1,4 @@
-"""What the terminal host's tests share: the fake program, and conversions that play a plan on it."""
+"""What the tests share: conversions that play a plan on the fake program, and a desk."""
 
 from __future__ import annotations
 

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Stands in for the program in the terminal host's own tests: does what its plan says, step by step.
+"""Stands in for the program in the terminal host's tests: does what its plan says, in order.
 
 The plan is a JSON list in EXPORT_TOOL; each step is a list of a verb and its values:
   ["section", title, maximum]  ["status", value]  one message into the output FIFO
@@ -7,13 +7,15 @@ The plan is a JSON list in EXPORT_TOOL; each step is a list of a verb and its va
   ["chunks", text, size]       the same, in pieces of that many bytes
   ["flood", count]             so many statuses
   ["stderr", text]  ["stdout", text]
-  ["read", count]              waits for so many bytes from the host, and writes them to the output FIFO
+  ["read", count]              waits for so many bytes from the host, writes them to the output FIFO
   ["environment"]              its environment as JSON into the output FIFO
   ["session"]                  "leader" or "member" of its session into the output FIFO
   ["leave", name]              a file of that name in TMPDIR
   ["copy"]                     the source file to the destination, and a log
   ["child"]                    a child that holds standard error and never ends; its pid to the FIFO
-  ["ignore", signal number]    ["wait"]  waits for ever    ["exit", status]    ["die", signal number]
+  ["ignore", signal number]
+  ["wait"]                     waits for ever
+  ["exit", status]  ["die", signal number]
 """
 
 import json

@@ -1,4 +1,4 @@
-"""A conversion from Python: what the program is given, what is recorded, and that nothing is left."""
+"""A conversion from Python: what the program is given, what is recorded, what is left."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""What ./demo does around a conversion: it shows the results, passes the status on, leaves nothing."""
+"""What ./demo does around a conversion: shows results, passes the status on, leaves nothing."""
 
 from __future__ import annotations
 

@@ -16,7 +16,7 @@ _CHUNK = 65536  # bytes; what a FIFO holds on Linux
 
 
 class Channel:
-    """Two FIFOs and a place for temporary files, seen by this user alone. `close` removes them all."""
+    """Two FIFOs and a place for temporary files, for this user alone. `close` removes them."""
 
     def __init__(self) -> None:
         self._holder = tempfile.TemporaryDirectory(
@@ -53,7 +53,7 @@ class Channel:
         return 0
 
     def close(self) -> None:
-        """Closes both FIFOs and removes the directory with all that is in it. Twice does no harm."""
+        """Closes both FIFOs and removes the directory with its content. Twice does no harm."""
         for descriptor in (self._input, self._output):
             if descriptor >= 0:
                 os.close(descriptor)

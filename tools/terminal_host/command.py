@@ -149,7 +149,7 @@ def _verdict(status: int, step: Step, delivered: bool) -> str:
 
 
 def choose_display(json: bool = False, plain: bool = False) -> Display:
-    """Live on a terminal that can move its cursor and with python3-rich at hand, else plain lines."""
+    """Live where the terminal can move its cursor and python3-rich is there, else plain lines."""
     if json:
         return JsonDisplay()
     if plain or not sys.stdout.isatty() or os.environ.get("TERM", "dumb") == "dumb":

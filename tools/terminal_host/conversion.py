@@ -1,4 +1,4 @@
-"""One conversion, run as the desktop host runs it: FIFOs, environment, program, and the tidying up."""
+"""One conversion, run as the desktop host runs it: FIFOs, environment, program, tidying up."""
 
 from __future__ import annotations
 
@@ -181,7 +181,7 @@ class Conversion:
         self._record.wait(lambda: condition(self), timeout, "the state waited for")
 
     def follow(self, tick: float | None = None) -> Iterator[Event | None]:
-        """Yields each event as it comes, Exit last; and None after every `tick` seconds without one."""
+        """Yields each event as it comes, Exit last; and None after each `tick` seconds without."""
         number = 0
         while True:
             event = self._record.next_event(number, tick)

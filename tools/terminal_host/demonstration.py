@@ -129,7 +129,7 @@ def _settings(
 
 
 def _script(statement: Path) -> dict:
-    """Normal service; slowed down a little when somebody watches, so that there is something to see."""
+    """Normal service; a little slower when somebody watches, so that there is something to see."""
     if not sys.stdout.isatty():
         return {}
     transactions = statement.read_bytes().upper().count(b"<STMTTRN>")

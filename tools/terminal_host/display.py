@@ -1,4 +1,4 @@
-"""Shows a running conversion without a live terminal: as plain lines, or as JSON, one event a line."""
+"""Shows a running conversion without a live terminal: as plain lines or as JSON lines."""
 
 from __future__ import annotations
 

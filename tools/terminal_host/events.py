@@ -54,7 +54,7 @@ class StderrLine:
 
 @dataclass(frozen=True)
 class Exit:
-    """The end of the program, always the last event. A negative status is the number of a signal."""
+    """The end of the program, always the last event. A negative status is a signal's number."""
 
     status: int
     at: float = field(default=0.0, compare=False, repr=False)

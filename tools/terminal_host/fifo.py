@@ -84,7 +84,7 @@ class FifoParser:
 
 
 def _event_of(content: dict) -> FifoEvent:
-    """The event that a message's dictionary stands for; Message when its keys or types are others."""
+    """The event that a message's dictionary stands for; Message when keys or types are others."""
     title, value = content.get("progressTitle"), content.get("progressValue", 0)
     if isinstance(value, int) and not isinstance(value, bool) and value >= 0:
         keys = content.keys() - {"messageType"}

@@ -80,7 +80,7 @@ class Listener:
         self._thread.join()
 
     def hurry(self) -> None:
-        """Waits no longer than a moment for the end of standard error once the program has ended."""
+        """Waits only a moment for the end of standard error once the program has ended."""
         self._grace = min(self._grace, 0.2)
         self.wake()
 

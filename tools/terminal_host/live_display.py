@@ -1,4 +1,4 @@
-"""Shows a running conversion on a terminal: the present section moves, finished ones stay above it."""
+"""Shows a running conversion on a terminal: the present section moves, earlier ones stay."""
 
 from __future__ import annotations
 
@@ -15,7 +15,7 @@ from .shown import shown
 
 
 class _Bar(BarColumn):
-    """A bar for a section that told its maximum; nothing for one that did not (it has the spinner)."""
+    """A bar for a section that told its maximum; others have the spinner alone."""
 
     def render(self, task: Task) -> ProgressBar | Text:  # type: ignore[override]
         return super().render(task) if task.total else Text("")

@@ -1,4 +1,4 @@
-"""The options of the command: one table for the command line, the help and the configuration file."""
+"""The options of the command: one table for command line, help and configuration file."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""All that a conversion has reported so far. The listener's thread writes it, any other reads it."""
+"""All that a conversion has reported so far. The listener's thread writes it, others read."""
 
 from __future__ import annotations
 

@@ -86,7 +86,7 @@ def _request(values: dict[str, Any], source: Path, output: Path, logs: Path) -> 
 
 
 def _read_configuration(path: Path | None) -> dict[str, Any]:
-    """The values of the file, checked; nothing when no file is named and the default one is not there."""
+    """The file's values, checked; none when no file is named and the default one is not there."""
     file = (path or DEFAULT_CONFIGURATION).expanduser().absolute()
     if path is None and not file.exists():
         return {}
