@@ -10,6 +10,7 @@
 #include "archiver/EntryName.h"
 #include "archiver/Inflater.h"
 #include "archiver/LibzipHandle.h"
+#include "archiver/UnpackedItems.h"
 #include "archiver/ZipDirectory.h"
 
 namespace ztp::archiver {
@@ -21,7 +22,7 @@ constexpr std::uint64_t kLongestTarget = 4095;
 class Extractor {
  public:
   Extractor(ZipDirectory archive, const std::filesystem::path& destination)
-      : archive_(std::move(archive)), tree_(destination) {
+      : archive_(std::move(archive)), tree_(destination), unpacked_(archive_, destination) {
     const std::optional<std::uint64_t> free = tree_.freeBytes();
     if (free && archive_.totalSize() > *free) {
       throw ArchiveError("the archive expands to more than the disk has room for");
@@ -38,6 +39,7 @@ class Extractor {
       tree_.makeLink(entry.name, readTarget(entry), entry.modificationTime);
     });
     tree_.setDirectoryTimes();
+    unpacked_.keep();
   }
 
  private:
@@ -73,6 +75,7 @@ class Extractor {
 
   ZipDirectory archive_;
   DestinationTree tree_;
+  UnpackedItems unpacked_;
   Inflater inflater_;
 };
 

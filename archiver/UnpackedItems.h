@@ -1,0 +1,30 @@
+// What an extraction adds to the top of its destination, so that a failed one can be taken back.
+#pragma once
+
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "archiver/ZipDirectory.h"
+
+namespace ztp::archiver {
+
+/// The archive's top-level names of which there is nothing in the destination yet. Unless `keep` is
+/// called they are removed again with all that is in them: who finds such a directory may trust
+/// that the whole archive was unpacked.
+class UnpackedItems {
+ public:
+  UnpackedItems(const ZipDirectory& archive, std::filesystem::path destination);
+  UnpackedItems(const UnpackedItems&) = delete;
+  UnpackedItems& operator=(const UnpackedItems&) = delete;
+  ~UnpackedItems();
+
+  /// The extraction is whole.
+  void keep() noexcept { names_.clear(); }
+
+ private:
+  std::filesystem::path destination_;
+  std::set<std::string> names_;
+};
+
+}  // namespace ztp::archiver
