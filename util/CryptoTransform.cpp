@@ -20,7 +20,7 @@ constexpr std::array<std::uint8_t, aesBlockSize> zeroVector{};
 // buffer goes in pieces, between which a cancel can act.
 bool updateInPlace(EVP_CIPHER_CTX* context, std::span<std::uint8_t> blocks) {
   while (!blocks.empty()) {
-    const auto piece = blocks.first(std::min(blocks.size(), CryptoUtilities::attendedPieceSize));
+    const auto piece = blocks.first(std::min(blocks.size(), attendedPieceSize));
     int written = 0;
     if (EVP_CipherUpdate(context, piece.data(), &written, piece.data(),
                          static_cast<int>(piece.size())) != 1) {

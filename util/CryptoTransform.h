@@ -7,14 +7,15 @@
 
 #include "platform/Data.h"
 #include "platform/Error.h"
-#include "util/CryptoUtilities.h"
 #include "util/OpenSsl.h"
+#include "util/TransformAttributes.h"
 
 namespace ztp {
 
 /// Borrows the key.
 class CryptoTransform {
  public:
+  /// Its direction.
   enum class Kind { encrypt, decrypt };
 
   /// The error of a key that is not for this direction: a public one to decrypt, a private one to

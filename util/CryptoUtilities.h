@@ -9,43 +9,20 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <variant>
-#include <vector>
 
 #include "platform/Data.h"
 #include "platform/Error.h"
 #include "util/CryptoKey.h"
+#include "util/TransformAttributes.h"
 
 namespace ztp {
 
-/// How the blocks of a cipher are chained (NIST SP 800-38A).
-enum class EncryptionMode { cbc };
-
-/// How data is filled up: PKCS#7 (RFC 5652, section 6.3) for AES, PKCS#1 v1.5 (RFC 8017,
-/// section 7.2) for RSA.
-enum class Padding { pkcs7, pkcs1 };
-
-/// The first chaining block of an AES transform: 16 bytes. Borrowed.
-struct InitializationVector {
-  DataView bytes;
-};
-
-/// One thing that a transform is told before it runs; the type is the attribute's name.
-using TransformAttribute = std::variant<EncryptionMode, Padding, InitializationVector>;
-
-/// Applied in order. What is not among them has its default: CBC, PKCS#7 and an initialization
-/// vector of zeros for AES; PKCS#1 v1.5 for RSA.
-using TransformAttributes = std::vector<TransformAttribute>;
-
-/// Stateless operations; callable from any thread as long as the data is at most
-/// `attendedPieceSize` bytes.
+/// Stateless operations. An AES transform of more than 2 MiB lets the main thread's attendant act
+/// every 2 MiB (see BlockingWait), so that a cancel ends a long encryption: such data belongs to
+/// the main thread. All else may be called from any.
 class CryptoUtilities {
  public:
   CryptoUtilities() = delete;
-
-  /// AES transforms of more than this many bytes let the main thread's attendant act after every
-  /// piece of this size (see BlockingWait), so that a cancel ends a long encryption.
-  static constexpr std::size_t attendedPieceSize = std::size_t{2} << 20U;
 
   // Random bytes
 
@@ -75,11 +52,12 @@ class CryptoUtilities {
                                                                        RSAKeyClass keyClass,
                                                                        std::optional<Error>* error);
 
-  // Transforms with a key object. `error` becomes absent on success and the cause on failure: a key
-  // that is not for this direction, an attribute that is not for this key, data that does not fit.
-  // The overloads that take over a buffer work within it: encrypting with AES allocates nothing
-  // when 16 bytes of capacity are free, decrypting never does.
+  // Transforms
 
+  /// With a key object. `error` becomes absent on success and the cause on failure: a key that is
+  /// not for this direction, an attribute that is not for this key, data that does not fit.
+  /// The overloads that take over a buffer work within it: encrypting with AES allocates nothing
+  /// when 16 bytes of capacity are free, decrypting never does.
   [[nodiscard]] static std::optional<Data> encryptData(DataView data, const CryptoKey& key,
                                                        const TransformAttributes& attributes,
                                                        std::optional<Error>& error);
@@ -93,10 +71,9 @@ class CryptoUtilities {
                                                        const TransformAttributes& attributes,
                                                        std::optional<Error>& error);
 
-  // AES-256-CBC with PKCS#7 padding. An absent vector is 16 bytes of zeros; one of any other length
-  // than 16 is refused. Failures are logged with their cause; an empty key logs "(null)". A wrong
-  // key or vector is noticed only when it spoils the padding.
-
+  /// AES-256-CBC with PKCS#7 padding. An absent vector is 16 bytes of zeros; one of any other
+  /// length than 16 is refused. Failures are logged with their cause; an empty key logs "(null)".
+  /// A wrong key or vector is noticed only when it spoils the padding.
   [[nodiscard]] static std::optional<Data> encryptData(
       DataView data, AESKeyBytes key, std::optional<DataView> initializationVector);
   [[nodiscard]] static std::optional<Data> encryptData(
@@ -106,10 +83,9 @@ class CryptoUtilities {
   [[nodiscard]] static std::optional<Data> decryptData(
       Data&& data, AESKeyBytes key, std::optional<DataView> initializationVector);
 
-  // RSA with PKCS#1 v1.5 padding, of at most the modulus' length less 11 bytes. A key that cannot
-  // be read is logged with its cause. A transform that fails is logged as "(null)": the line names
-  // the error of making the key, of which there is none then; readers of the log know it so.
-
+  /// RSA with PKCS#1 v1.5 padding, of at most the modulus' length less 11 bytes. A key that cannot
+  /// be read is logged with its cause. A transform that fails is logged as "(null)": the line names
+  /// the error of making the key, of which there is none then; readers of the log know it so.
   [[nodiscard]] static std::optional<Data> encryptData(DataView data, RSAPublicKeyText key);
   [[nodiscard]] static std::optional<Data> decryptData(DataView data, RSAPrivateKeyText key);
 

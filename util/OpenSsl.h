@@ -32,6 +32,7 @@ Error openSslError(std::string_view what);
 
 /// An AES key is its bytes; an RSA key is the library's object.
 struct CryptoKey::Material {
+  /// What the key is good for: both directions, encryption, decryption.
   enum class Kind { aes, rsaPublic, rsaPrivate };
 
   Kind kind;

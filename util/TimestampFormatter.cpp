@@ -120,11 +120,11 @@ std::optional<Instant> TimestampFormatter::dateFromString(std::string_view text)
   reader.mark('-');
   date.day = reader.number(2);
   reader.mark('T');
-  const int hour = reader.number(2);
+  const std::int64_t hour = reader.number(2);
   reader.mark(':');
-  const int minute = reader.number(2);
+  const std::int64_t minute = reader.number(2);
   reader.mark(':');
-  const int second = reader.number(2);
+  const std::int64_t second = reader.number(2);
   reader.mark('Z');
   if (!reader.fitsToTheEnd() || hour > 23 || minute > 59 || second > 59) return std::nullopt;
   const auto days = dayNumber(date);

@@ -8,6 +8,7 @@
 #include "platform/BlockingWait.h"
 #include "tests/unit/util/Bytes.h"
 #include "tests/unit/util/CapturedLog.h"
+#include "util/CryptoSizes.h"
 #include "util/CryptoUtilities.h"
 
 namespace ztp::test {
@@ -156,7 +157,7 @@ TEST(Aes, ABufferThatIsGivenIsTransformedWhereItLies) {
 }
 
 TEST(Aes, InPlaceEqualsCopyingAroundTheBordersOfAPiece) {
-  constexpr std::size_t piece = CryptoUtilities::attendedPieceSize;
+  constexpr std::size_t piece = attendedPieceSize;
   for (const std::size_t size : {piece - 1, piece, piece + 1, piece + 16, 2 * piece + 5}) {
     const Data data = pattern(size);
     const auto copied = encrypted(data);
@@ -202,7 +203,7 @@ class CountingAttendant : public Attendant {
 };
 
 TEST(Aes, ACancelIsSeenBetweenThePiecesOfALongBuffer) {
-  auto cipher = encrypted(pattern(3 * CryptoUtilities::attendedPieceSize));
+  auto cipher = encrypted(pattern(3 * attendedPieceSize));
   CountingAttendant attendant;
   EXPECT_TRUE(CryptoUtilities::decryptData(std::move(*cipher), key, nistVector).has_value());
   EXPECT_EQ(attendant.count, 2);
@@ -210,7 +211,7 @@ TEST(Aes, ACancelIsSeenBetweenThePiecesOfALongBuffer) {
 
 TEST(Aes, AShortBufferIsNeverInterrupted) {
   const CountingAttendant attendant;
-  EXPECT_TRUE(encrypted(pattern(CryptoUtilities::attendedPieceSize)).has_value());
+  EXPECT_TRUE(encrypted(pattern(attendedPieceSize)).has_value());
   EXPECT_EQ(attendant.count, 0);
 }
 

@@ -13,15 +13,17 @@ namespace {
 // While it lives, the library's random source fails.
 class FailingRandomSource {
  public:
-  FailingRandomSource() { RAND_set_rand_method(&failing); }
+  FailingRandomSource() : usual_(RAND_get_rand_method()) { RAND_set_rand_method(&failing); }
   FailingRandomSource(const FailingRandomSource&) = delete;
   FailingRandomSource& operator=(const FailingRandomSource&) = delete;
-  ~FailingRandomSource() { RAND_set_rand_method(nullptr); }
+  ~FailingRandomSource() { RAND_set_rand_method(usual_); }
 
  private:
   static int fail(unsigned char* /*buffer*/, int /*length*/) { return 0; }
   static int ready() { return 1; }
   static constexpr RAND_METHOD failing{nullptr, fail, nullptr, nullptr, fail, ready};
+
+  const RAND_METHOD* usual_;
 };
 
 TEST(RandomData, OfNoLengthIsNothingAndNotEmpty) {
