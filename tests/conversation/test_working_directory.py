@@ -1,0 +1,157 @@
+"""The private working directory: where it is made, who removes it, and when it cannot be made."""
+
+from __future__ import annotations
+
+import fcntl
+import os
+import re
+import signal
+from pathlib import Path
+
+import pytest
+from dead_ends import SilentListener
+from desk import PATIENCE, Desk
+from host_view import log_lines
+from observed_process import working_directory
+from wrapped_program import after
+
+HELLO_WAITS = {"ServerHello": {"instead": {"await": "never"}}}
+HELLO_WAITS_FOR_ALL = {"ServerHello": {"before": {"await": "all are there"}}}
+
+
+def _no_place(tmp_path: Path, kind: str) -> str:
+    (tmp_path / "file").touch()
+    return {
+        "nonexistent": str(tmp_path / "nonexistent"),
+        "a file": str(tmp_path / "file"),
+        "not writable": "/proc",
+    }[kind]
+
+
+@pytest.mark.parametrize("kind", ["nonexistent", "a file", "not writable"])
+def test_without_a_working_directory_there_is_no_place_for_the_key(
+    desk: Desk, tmp_path: Path, kind: str
+) -> None:
+    outcome = desk.convert(overrides={"TMPDIR": _no_place(tmp_path, kind)})
+    assert outcome.status == 1, outcome.report()
+    first, second = outcome.stderr_text.splitlines()
+    assert first == "Could not write identity to a file" and second.startswith("Error: ")
+    assert outcome.sections == () and desk.server.connections == []
+
+
+@pytest.mark.parametrize("value", [None, "", "relative/place"], ids=["unset", "empty", "relative"])
+def test_without_a_usable_tmpdir_it_is_made_in_tmp(desk: Desk, value: str | None) -> None:
+    with SilentListener() as silent:
+        conversion = desk.begin(server_destinations=silent.destination, overrides={"TMPDIR": value})
+        directory = working_directory(conversion)
+        assert re.fullmatch(r"/tmp/ZanburyToolProxy\.[A-Za-z0-9]{6}", str(directory))
+        conversion.signal(signal.SIGTERM)
+        assert conversion.wait(PATIENCE).status == 1
+        assert not directory.exists()
+
+
+def test_it_goes_with_all_that_is_in_it(desk: Desk, tmp_path: Path) -> None:
+    keepsake = tmp_path / "keepsake"
+    keepsake.mkdir()
+    (keepsake / "file").touch()
+    conversion = desk.begin(HELLO_WAITS)
+    desk.server.begun(1)
+    directory = working_directory(conversion)
+    (directory / "a" / "b").mkdir(parents=True)
+    (directory / "a" / "b" / "c").touch()
+    (directory / "a" / "link").symlink_to(keepsake)
+    conversion.signal(signal.SIGTERM)
+    outcome = conversion.wait(PATIENCE)
+    assert (outcome.status, outcome.leftovers) == (1, ())
+    assert log_lines(outcome) == ["Terminated by signal SIGTERM"]
+    assert (keepsake / "file").exists()
+
+
+def test_what_a_killed_program_left_is_removed_by_the_next_one(desk: Desk, tmp_path: Path) -> None:
+    place = tmp_path / "place"
+    place.mkdir()
+    killed = desk.begin(HELLO_WAITS, temporary_directory=place)
+    desk.server.begun(1)
+    directory = working_directory(killed)
+    killed.signal(signal.SIGKILL)
+    assert killed.wait(PATIENCE).leftovers == (directory.name,)
+    assert (directory / "identity").exists()
+    outcome = desk.convert({}, temporary_directory=place)
+    assert (outcome.status, outcome.leftovers) == (0, ()), outcome.report()
+
+
+@pytest.mark.parametrize(
+    ("name", "survives"),
+    [
+        pytest.param("ZanburyToolProxy.aB3xYz", False, id="an abandoned one goes"),
+        pytest.param("ZanburyToolProxy.aB3xY", True, id="too short a name"),
+        pytest.param("ZanburyToolProxy.aB3xYzz", True, id="too long a name"),
+        pytest.param("ZanburyToolProxy.aB3x.z", True, id="a character that is never drawn"),
+        pytest.param("zanburyToolProxy.aB3xYz", True, id="another name"),
+        pytest.param("ZanburyToolProxy", True, id="no ending"),
+    ],
+)
+def test_abandoned_directories_are_known_by_their_name(
+    desk: Desk, tmp_path: Path, name: str, survives: bool
+) -> None:
+    abandoned = tmp_path / "place" / name
+    (abandoned / "InputArchive").mkdir(parents=True)
+    (abandoned / "InputArchive" / "statement.ofx").touch()
+    outcome = desk.convert(arguments=[], temporary_directory=tmp_path / "place")
+    assert outcome.status == 0, outcome.report()
+    assert outcome.leftovers == ((name,) if survives else ())
+    assert (abandoned / "InputArchive" / "statement.ofx").exists() == survives
+
+
+def test_a_directory_that_somebody_holds_is_kept(desk: Desk, tmp_path: Path) -> None:
+    held = tmp_path / "place" / "ZanburyToolProxy.aB3xYz"
+    (held / "folder").mkdir(parents=True)
+    lock = os.open(held, os.O_RDONLY | os.O_DIRECTORY)
+    fcntl.flock(lock, fcntl.LOCK_EX)
+    outcome = desk.convert(temporary_directory=tmp_path / "place")
+    assert outcome.leftovers == (held.name,) and (held / "folder").is_dir()
+    os.close(lock)
+    outcome = desk.convert(temporary_directory=tmp_path / "place")
+    assert outcome.leftovers == ()
+
+
+def test_only_directories_of_the_own_user_are_removed(desk: Desk, tmp_path: Path) -> None:
+    place = tmp_path / "place"
+    elsewhere = tmp_path / "elsewhere"
+    (elsewhere / "folder").mkdir(parents=True)
+    place.mkdir()
+    (place / "ZanburyToolProxy.linked").symlink_to(elsewhere)
+    (place / "ZanburyToolProxy.a00000").touch()
+    kept = ["ZanburyToolProxy.a00000", "ZanburyToolProxy.linked"]
+    if os.getuid() == 0:
+        (place / "ZanburyToolProxy.others").mkdir()
+        os.chown(place / "ZanburyToolProxy.others", 65534, 65534)
+        kept.append("ZanburyToolProxy.others")
+    outcome = desk.convert(temporary_directory=place)
+    assert (outcome.status, outcome.leftovers) == (0, tuple(kept)), outcome.report()
+    assert (elsewhere / "folder").is_dir()
+
+
+def test_eight_programs_that_start_at_once_do_not_disturb_each_other(
+    desk: Desk, tmp_path: Path
+) -> None:
+    place = tmp_path / "place"
+    place.mkdir()
+    (place / "ZanburyToolProxy.aB3xYz").mkdir()
+    desk.server.play(HELLO_WAITS_FOR_ALL)
+    gate = tmp_path / "gate"
+    waiting = f"while [ ! -e '{gate}' ]; do :; done"
+    program = after(desk.program, tmp_path, waiting)
+    results = [tmp_path / f"result{number}.csv" for number in range(8)]
+    conversions = [
+        desk.begin(program=program, temporary_directory=place, dest_path=result)
+        for result in results
+    ]
+    gate.touch()
+    desk.server.begun(8)
+    directories = {working_directory(conversion) for conversion in conversions}
+    assert len(directories) == 8 and set(place.iterdir()) == directories
+    desk.server.file("all are there").touch()
+    outcomes = [conversion.wait(PATIENCE) for conversion in conversions]
+    assert [outcome.status for outcome in outcomes] == [0] * 8
+    assert all(result.exists() for result in results) and list(place.iterdir()) == []
