@@ -46,13 +46,20 @@ std::optional<WallClock> wallClockOf(Timestamp instant, TimeZone zone) {
 }  // namespace
 
 std::optional<DateComponents> Calendar::componentsFromTimestamp(Timestamp instant) const {
+  std::optional<DateComponents> fields;  // the one result, filled in where the caller wants it
   const std::optional<std::int64_t> seconds = wholeSeconds(instant);
-  if (!seconds) return std::nullopt;
+  if (!seconds) return fields;
   const DayAndSecond at = splitSeconds(*seconds + timeZone().secondsFromGMT(instant));
-  if (!isCalendarDay(at.day)) return std::nullopt;
+  if (!isCalendarDay(at.day)) return fields;
   const CivilDate date = civilDateFromDayNumber(static_cast<DayNumber>(at.day));
-  return DateComponents{date.year,           date.month,     date.day,    at.second / 3600,
-                        at.second / 60 % 60, at.second % 60, std::nullopt};
+  fields.emplace();
+  fields->year = date.year;
+  fields->month = date.month;
+  fields->day = date.day;
+  fields->hour = at.second / 3600;
+  fields->minute = at.second / 60 % 60;
+  fields->second = at.second % 60;
+  return fields;
 }
 
 std::optional<Timestamp> Calendar::timestampFromComponents(const DateComponents& fields) const {

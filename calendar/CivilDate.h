@@ -34,40 +34,7 @@ constexpr bool isCalendarDay(std::int64_t number) {
   return number >= firstCalendarDay && number <= lastCalendarDay;
 }
 
-/// The name of a day of the calendar.
-///   civilDateFromDayNumber(0)         // 2001-01-01
-///   civilDateFromDayNumber(-152751)   // 1582-10-04, the day before 1582-10-15
-constexpr CivilDate civilDateFromDayNumber(DayNumber number);
-
-/// The number of a day of the calendar; the reverse of civilDateFromDayNumber. The ten days that
-/// October 1582 does not have are read as Julian days, ten days later.
-///   dayNumberFromCivilDate({2001, 1, 1})     // 0
-///   dayNumberFromCivilDate({1582, 10, 10})   // that of 1582-10-20
-constexpr DayNumber dayNumberFromCivilDate(const CivilDate& date);
-
-/// The number of a day given by numbers of any size: months and days beyond their month or year
-/// roll over, as do those at or below 0. Absent beyond the calendar's range; nothing overflows.
-///   dayNumberRollingOver(2020, 13, 1)   // that of 2021-01-01
-///   dayNumberRollingOver(2020, 2, 30)   // that of 2020-03-01
-constexpr std::optional<DayNumber> dayNumberRollingOver(std::int64_t year, std::int64_t month,
-                                                        std::int64_t day);
-
-/// 1 (Sunday) to 7 (Saturday) for any day of the calendar.
-///   weekdayFromDayNumber(0)   // 2: 2001-01-01 was a Monday
-constexpr int weekdayFromDayNumber(DayNumber number);
-
-/// Whether the year has a 29 February: by Julian count before 1582, by Gregorian count after.
-constexpr bool isLeapYear(std::int32_t year);
-
-/// The last day of a month [1:12], 28 to 31. October 1582 ends with the 31st like every October.
-constexpr int lastDayOfMonth(std::int32_t year, std::int32_t month);
-
-/// Whether the calendar has the day: all numbers in range, and not one of the ten days that
-/// October 1582 lacks.
-///   isExistingDay({2019, 2, 29})   // false
-constexpr bool isExistingDay(const CivilDate& date);
-
-// How it is done ------------------------------------------------------------------------------
+// How it is done: the parts of one calendar each, for the functions below.
 //
 // Years are counted from 1 March, so that the leap day is the last of a year; days from 1 March of
 // the year 0. Within such a year 153 days make five months, which the integer lines
@@ -80,21 +47,25 @@ namespace civil_detail {
 inline constexpr std::int32_t daysFromGregorianMarchZero = 730'791;
 inline constexpr std::int32_t daysFromJulianMarchZero = 730'793;
 
+/// A month of a year that begins in March.
 struct MarchYear {
   std::uint32_t year;
   std::uint32_t month;  // [3:14]
 };
 
+/// January and February count as the months 13 and 14 of the year before.
 constexpr MarchYear marchYear(std::int32_t year, std::int32_t month) {
   const bool early = month <= 2;
   return {static_cast<std::uint32_t>(year) - (early ? 1U : 0U),
           static_cast<std::uint32_t>(month) + (early ? 12U : 0U)};
 }
 
+/// Days from 1 March to the first of a month [3:14].
 constexpr std::int32_t daysBeforeMonth(std::uint32_t month) {
   return static_cast<std::int32_t>((979U * month - 2919U) / 32U);
 }
 
+/// The number of a day that is named by the Gregorian calendar.
 constexpr DayNumber gregorianDayNumber(const CivilDate& date) {
   const MarchYear from = marchYear(date.year, date.month);
   const std::uint32_t century = from.year / 100U;
@@ -103,12 +74,14 @@ constexpr DayNumber gregorianDayNumber(const CivilDate& date) {
          daysFromGregorianMarchZero;
 }
 
+/// The number of a day that is named by the Julian calendar.
 constexpr DayNumber julianDayNumber(const CivilDate& date) {
   const MarchYear from = marchYear(date.year, date.month);
   return static_cast<std::int32_t>(365U * from.year + from.year / 4U) +
          daysBeforeMonth(from.month) + date.day - 1 - daysFromJulianMarchZero;
 }
 
+/// The name of the day [0:365] after 1 March of a year.
 constexpr CivilDate fromMarchYear(std::uint32_t year, std::uint32_t dayOfYear) {
   const std::uint32_t line = 2141U * dayOfYear + 197913U;
   const bool early = dayOfYear >= 306U;
@@ -117,6 +90,7 @@ constexpr CivilDate fromMarchYear(std::uint32_t year, std::uint32_t dayOfYear) {
           static_cast<std::int32_t>((line & 0xFFFFU) / 2141U) + 1};
 }
 
+/// What the Gregorian calendar calls a day.
 constexpr CivilDate gregorianDate(DayNumber number) {
   const auto days = static_cast<std::uint64_t>(std::int64_t{number} + daysFromGregorianMarchZero);
   const std::uint64_t quarters = 4U * days + 3U;
@@ -128,6 +102,7 @@ constexpr CivilDate gregorianDate(DayNumber number) {
   return fromMarchYear(100U * century + yearOfCentury, dayOfYear);
 }
 
+/// What the Julian calendar calls a day.
 constexpr CivilDate julianDate(DayNumber number) {
   const auto quarters = 4U * static_cast<std::uint32_t>(number + daysFromJulianMarchZero) + 3U;
   return fromMarchYear(quarters / 1461U, quarters % 1461U / 4U);
@@ -135,38 +110,27 @@ constexpr CivilDate julianDate(DayNumber number) {
 
 }  // namespace civil_detail
 
+/// The name of a day of the calendar.
+///   civilDateFromDayNumber(0)         // 2001-01-01
+///   civilDateFromDayNumber(-152751)   // 1582-10-04, the day before 1582-10-15
 constexpr CivilDate civilDateFromDayNumber(DayNumber number) {
   return number >= firstGregorianDay ? civil_detail::gregorianDate(number)
                                      : civil_detail::julianDate(number);
 }
 
+/// The number of a day of the calendar; the reverse of civilDateFromDayNumber. The ten days that
+/// October 1582 does not have are read as Julian days, ten days later.
+///   dayNumberFromCivilDate({2001, 1, 1})     // 0
+///   dayNumberFromCivilDate({1582, 10, 10})   // that of 1582-10-20
 constexpr DayNumber dayNumberFromCivilDate(const CivilDate& date) {
   const DayNumber gregorian = civil_detail::gregorianDayNumber(date);
   return gregorian >= firstGregorianDay ? gregorian : civil_detail::julianDayNumber(date);
 }
 
-constexpr int weekdayFromDayNumber(DayNumber number) {
-  constexpr std::uint32_t daysFromEarlierSunday = 730'493;
-  return static_cast<int>((static_cast<std::uint32_t>(number) + daysFromEarlierSunday) % 7U) + 1;
-}
-
-constexpr bool isLeapYear(std::int32_t year) {
-  if (year % 4 != 0) return false;
-  return year < 1582 || year % 100 != 0 || year % 400 == 0;
-}
-
-constexpr int lastDayOfMonth(std::int32_t year, std::int32_t month) {
-  if (month == 2) return isLeapYear(year) ? 29 : 28;
-  return 30 + ((month + month / 8) & 1);
-}
-
-constexpr bool isExistingDay(const CivilDate& date) {
-  if (date.year < 1 || date.year > lastCalendarYear) return false;
-  if (date.month < 1 || date.month > 12 || date.day < 1) return false;
-  if (date.day > 28 && date.day > lastDayOfMonth(date.year, date.month)) return false;
-  return date.year != 1582 || date.month != 10 || date.day < 5 || date.day > 14;
-}
-
+/// The number of a day given by numbers of any size: months and days beyond their month or year
+/// roll over, as do those at or below 0. Absent beyond the calendar's range; nothing overflows.
+///   dayNumberRollingOver(2020, 13, 1)   // that of 2021-01-01
+///   dayNumberRollingOver(2020, 2, 30)   // that of 2020-03-01
 constexpr std::optional<DayNumber> dayNumberRollingOver(std::int64_t year, std::int64_t month,
                                                         std::int64_t day) {
   if (year < 1 || year > lastCalendarYear) return std::nullopt;
@@ -191,6 +155,35 @@ constexpr std::optional<DayNumber> dayNumberRollingOver(std::int64_t year, std::
   const std::int64_t number = tried >= firstGregorianDay ? gregorian : julian;
   if (!isCalendarDay(number)) return std::nullopt;
   return static_cast<DayNumber>(number);
+}
+
+/// 1 (Sunday) to 7 (Saturday) for any day of the calendar.
+///   weekdayFromDayNumber(0)   // 2: 2001-01-01 was a Monday
+constexpr int weekdayFromDayNumber(DayNumber number) {
+  constexpr std::uint32_t daysFromEarlierSunday = 730'493;
+  return static_cast<int>((static_cast<std::uint32_t>(number) + daysFromEarlierSunday) % 7U) + 1;
+}
+
+/// Whether the year has a 29 February: by Julian count before 1582, by Gregorian count after.
+constexpr bool isLeapYear(std::int32_t year) {
+  if (year % 4 != 0) return false;
+  return year < 1582 || year % 100 != 0 || year % 400 == 0;
+}
+
+/// The last day of a month [1:12], 28 to 31. October 1582 ends with the 31st like every October.
+constexpr int lastDayOfMonth(std::int32_t year, std::int32_t month) {
+  if (month == 2) return isLeapYear(year) ? 29 : 28;
+  return 30 + ((month + month / 8) & 1);
+}
+
+/// Whether the calendar has the day: all numbers in range, and not one of the ten days that
+/// October 1582 lacks.
+///   isExistingDay({2019, 2, 29})   // false
+constexpr bool isExistingDay(const CivilDate& date) {
+  if (date.year < 1 || date.year > lastCalendarYear) return false;
+  if (date.month < 1 || date.month > 12 || date.day < 1) return false;
+  if (date.day > 28 && date.day > lastDayOfMonth(date.year, date.month)) return false;
+  return date.year != 1582 || date.month != 10 || date.day < 5 || date.day > 14;
 }
 
 }  // namespace ztp

@@ -47,6 +47,7 @@ class DateFormatter {
   /// and for an apostrophe without its second.
   explicit DateFormatter(std::string_view pattern, std::optional<TimeZone> timeZone = std::nullopt);
 
+  /// The pattern as it was given.
   [[nodiscard]] const std::string& pattern() const;
   /// The zone given, else the local one as of now.
   [[nodiscard]] TimeZone timeZone() const { return timeZone_ ? *timeZone_ : TimeZone::local(); }

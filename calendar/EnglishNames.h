@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <span>
 #include <string_view>
 
 namespace ztp {
@@ -22,6 +21,7 @@ inline constexpr std::array<std::string_view, 7> weekdayNames = {
 /// All abbreviations are the first three letters of the name.
 inline constexpr std::size_t abbreviationLength = 3;
 
+/// The letter in lower case; any other character as it is.
 constexpr char asciiLowerCase(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }

@@ -130,6 +130,7 @@ bool endsPeriod(const AskedDay& day) {
 /// A Sunday's holiday moves to the Monday; a Saturday's to the Friday, on the exchange alone. The
 /// exchange stays open on the last day of a month or year.
 HolidayAnswer observedInUnitedStates(const AskedDay& day, ZHolidayType type) {
+  if (day.isDate && day.weekday != friday && day.weekday != monday) return {};
   const bool isBank = type == ZHolidayType::ZHolidayTypeUSBank;
   const bool isPeriodEnd = endsPeriod(day);
   if (day.weekday == friday && !isBank && !isPeriodEnd) {

@@ -17,9 +17,11 @@ struct AskedDay {
   Timestamp instant;
   bool isDate = true;
 
+  /// The date of that day, asked about as one.
   static AskedDay ofNumber(DayNumber number);
 };
 
+/// What the rules say of a day.
 struct HolidayAnswer {
   bool isHoliday = false;
   /// What is told of the day besides: that it is observed in lieu of the official day.

@@ -16,6 +16,7 @@ class ParameterAssertion : public std::logic_error {
 
   /// "ZDateUtilities" or "ZTimestampUtilities".
   [[nodiscard]] const std::string& fileName() const { return fileName_; }
+  /// The line that is stated with the method's declaration.
   [[nodiscard]] int line() const { return line_; }
   /// "Invalid parameter not satisfying: " and the condition; the same as what().
   [[nodiscard]] std::string description() const { return what(); }

@@ -7,7 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "calendar/DatePattern.h"
+#include "calendar/ClockReading.h"
+#include "calendar/PatternField.h"
 
 namespace ztp {
 
@@ -15,6 +16,7 @@ namespace ztp {
 std::optional<ClockReading> readByFields(std::span<const PatternField> fields,
                                          std::string_view text);
 
+/// The text of a clock's face, field by field.
 std::string printByFields(std::span<const PatternField> fields, const ClockFace& face);
 
 }  // namespace ztp

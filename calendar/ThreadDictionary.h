@@ -30,6 +30,7 @@ class ThreadDictionary {
   /// The formatter under the key, which `make` makes when there is none.
   const DateFormatter& findOrMake(std::string_view key, const std::function<DateFormatter()>& make);
 
+  /// How many formatters the thread has made.
   [[nodiscard]] std::size_t size() const { return formatters_.size(); }
 
  private:

@@ -26,11 +26,17 @@ class Timestamp {
   /// This moment, by the system's clock.
   [[nodiscard]] static Timestamp now();
 
+  /// Seconds from 2001-01-01 00:00:00 UTC, negative before.
   [[nodiscard]] constexpr double secondsSinceReference() const { return seconds_; }
+  /// Seconds from 1970-01-01 00:00:00 UTC, negative before.
   [[nodiscard]] constexpr double unixSeconds() const { return seconds_ + unixSecondsOfReference; }
 
-  /// Earlier is less; equal means equal to the last bit.
-  friend constexpr auto operator<=>(Timestamp, Timestamp) = default;
+  /// Earlier is less; equal means the same number of seconds, exactly. What is no number is
+  /// neither.
+  friend constexpr bool operator==(Timestamp, Timestamp) = default;
+  friend constexpr std::partial_ordering operator<=>(Timestamp left, Timestamp right) {
+    return left.seconds_ <=> right.seconds_;
+  }
   /// The instant `seconds` later (earlier when negative).
   friend constexpr Timestamp operator+(Timestamp instant, double seconds) {
     return Timestamp(instant.seconds_ + seconds);

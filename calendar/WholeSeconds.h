@@ -42,9 +42,12 @@ constexpr DayAndSecond splitSeconds(std::int64_t seconds) {
           static_cast<std::int32_t>(positive % secondsPerDay)};
 }
 
+/// The second of the day at which a date stands.
+inline constexpr std::int64_t noonSecond = 43'200;
+
 /// Noon UTC of a day: the date of that day.
 constexpr Date dateOfDay(DayNumber day) {
-  return Date(static_cast<double>(day * secondsPerDay + secondsPerDay / 2));
+  return Date(static_cast<double>(day * secondsPerDay + noonSecond));
 }
 
 /// The day in UTC on which an instant falls; absent beyond the calendar's range.

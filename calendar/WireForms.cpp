@@ -35,7 +35,8 @@ class DigitReader {
   std::uint32_t outside_ = 0;
 };
 
-std::int64_t secondsOf(DayNumber day, std::int32_t hour, std::int32_t minute, std::int32_t second) {
+std::int64_t secondsOf(std::int64_t day, std::int64_t hour, std::int64_t minute,
+                       std::int64_t second) {
   return day * secondsPerDay + hour * 3600 + minute * 60 + second;
 }
 
@@ -154,16 +155,16 @@ bool isOfFourDigitYear(const ClockFace& face) {
 std::string printISO8601(const ClockFace& face) {
   const DayAndSecond at = splitSeconds(face.seconds);
   const CivilDate date = civilDateFromDayNumber(static_cast<DayNumber>(at.day));
-  std::array<char, 20> text{'0', '0', '0', '0', '-', '0', '0', '-', '0', '0',
-                            'T', '0', '0', ':', '0', '0', ':', '0', '0', 'Z'};
-  putTwo(text.data(), date.year / 100);
-  putTwo(text.data() + 2, date.year % 100);
-  putTwo(text.data() + 5, date.month);
-  putTwo(text.data() + 8, date.day);
-  putTwo(text.data() + 11, at.second / 3600);
-  putTwo(text.data() + 14, at.second / 60 % 60);
-  putTwo(text.data() + 17, at.second % 60);
-  return {text.data(), text.size()};
+  std::string text("0000-00-00T00:00:00Z");
+  char* const to = text.data();
+  putTwo(to, date.year / 100);
+  putTwo(to + 2, date.year % 100);
+  putTwo(to + 5, date.month);
+  putTwo(to + 8, date.day);
+  putTwo(to + 11, at.second / 3600);
+  putTwo(to + 14, at.second / 60 % 60);
+  putTwo(to + 17, at.second % 60);
+  return text;
 }
 
 }  // namespace ztp

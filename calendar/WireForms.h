@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "calendar/DatePattern.h"
+#include "calendar/ClockReading.h"
 
 namespace ztp {
 

@@ -107,14 +107,13 @@ bool ZDateUtilities::isValidDay(std::int64_t day, std::int64_t forMonth, std::in
 
 bool ZDateUtilities::isObjectValidDate(std::optional<Timestamp> object) {
   if (!object) return false;
-  constexpr double noon = 43'200.0;
   // Within the calendar the integers say it faster; fmod is right for any double.
   if (const std::optional<std::int64_t> seconds = wholeSeconds(*object)) {
-    return splitSeconds(*seconds).second == noon &&
+    return splitSeconds(*seconds).second == noonSecond &&
            static_cast<double>(*seconds) == object->secondsSinceReference();
   }
   return std::abs(std::fmod(object->secondsSinceReference(), static_cast<double>(secondsPerDay))) ==
-         noon;
+         static_cast<double>(noonSecond);
 }
 
 std::optional<Date> ZDateUtilities::dateWithTimestamp(std::optional<Timestamp> timestamp,

@@ -22,11 +22,15 @@ class ZoneRules {
   /// One offset at all times.
   ZoneRules(std::string name, std::int32_t offset);
 
+  /// The name that the rules were asked for by.
   [[nodiscard]] const std::string& name() const { return name_; }
+  /// The offset at an instant.
   [[nodiscard]] std::int32_t offsetAt(std::int64_t instant) const;
+  /// The offset of a reading of the zone's clocks: that before a gap, the first of two.
   [[nodiscard]] std::int32_t offsetAtWallClock(std::int64_t wallClock) const;
 
  private:
+  /// A time with one offset, which lasts until the next one begins.
   struct Period {
     std::int64_t begin;
     std::int32_t offset;
