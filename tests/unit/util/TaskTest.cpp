@@ -65,7 +65,8 @@ TEST(RunTask, HandsDownTheEnvironmentWithoutTheHostsVariables) {
   ::setenv("EXPORTED", "not private", 1);
   CapturedLog log;
   ASSERT_TRUE(runShell("env >&2"));
-  const std::string text = "\n" + log.text();
+  std::string text("\n");
+  text += log.text();
   EXPECT_EQ(text.find("\nEXPORT_"), std::string::npos);
   EXPECT_NE(text.find("\nEXPORTED=not private\n"), std::string::npos);
   EXPECT_NE(text.find("\nPATH="), std::string::npos);
