@@ -31,3 +31,7 @@ endif()
 # Where the installed program finds its archiver, seen from the folder of the program.
 file(RELATIVE_PATH ZTP_ARCHIVER_FROM_BINDIR "${CMAKE_INSTALL_FULL_BINDIR}"
      "${CMAKE_INSTALL_FULL_LIBEXECDIR}/ZanburyToolProxy/ZanburyArchiver")
+
+if(ZTP_BUILD_FUZZERS)
+  target_compile_options(ztp_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()

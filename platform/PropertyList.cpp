@@ -2,7 +2,7 @@
 #include "platform/PropertyList.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstring>
 #include <limits>
 
 #include <plist/plist.h>
@@ -31,11 +31,12 @@ plist_t nodeFor(std::uint64_t number) {
   return plist_new_uint(number);
 }
 
+// Up to the first NUL, which a binary list may hold: the library's copying getter asserts that
+// there is none, and so would let a server end this process.
 std::string stringValue(plist_t node) {
-  char* text = nullptr;
-  plist_get_string_val(node, &text);
-  const std::unique_ptr<char, decltype(&std::free)> owned(text, &std::free);
-  return owned ? owned.get() : "";
+  std::uint64_t length = 0;
+  const char* text = plist_get_string_ptr(node, &length);
+  return text ? std::string(text, ::strnlen(text, length)) : "";
 }
 
 std::int64_t realAsInteger(plist_t node) {

@@ -1,0 +1,37 @@
+// Fuzzes the date and timestamp strings: what is read can be written, and reads the same again.
+#include <stdexcept>
+#include <string>
+
+#include "calendar/ZDateUtilities.h"
+#include "calendar/ZTimestampUtilities.h"
+#include "tests/fuzz/Fuzzing.h"
+
+namespace {
+
+void readOfx(const std::string& text) {
+  try {
+    static_cast<void>(ztp::ZDateUtilities::dateFromOFXString(text));
+    static_cast<void>(ztp::ZDateUtilities::timeZoneOffsetFromOFXTimeString(text));
+  } catch (const std::out_of_range&) {
+    // A zone part that cannot be cut out: that is how it is said.
+  }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  using namespace ztp;
+  const std::string text(bytes, bytes + size);
+  readOfx(text);
+  static_cast<void>(ZDateUtilities::dateFromMonthDayYearString(text));
+  static_cast<void>(ZTimestampUtilities::timestampFromRFC1123String(text));
+  if (const auto date = ZDateUtilities::dateFromISO8601String(text)) {
+    const auto written = ZDateUtilities::ISO8601StringFromDate(date);
+    mustHold(written && ZDateUtilities::dateFromISO8601String(*written) == date);
+  }
+  if (const auto timestamp = ZTimestampUtilities::timestampFromISO8601String(text)) {
+    const auto written = ZTimestampUtilities::ISO8601StringFromTimestamp(timestamp);
+    mustHold(written && ZTimestampUtilities::timestampFromISO8601String(*written) == timestamp);
+  }
+  return 0;
+}
