@@ -24,6 +24,15 @@ bool canBeWritten(const std::string& text) {
   return isUtf8(text) && std::all_of(text.begin(), text.end(), isAllowedInXml);
 }
 
+// Beyond that the library writes a negative number.
+bool canBeWritten(std::uint64_t number) {
+  return number <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+}
+
+bool canBeWritten(const PropertyListValue& value) {
+  return std::visit([](const auto& item) { return canBeWritten(item); }, value);
+}
+
 plist_t nodeFor(const std::string& text) {
   return plist_new_string(text.c_str());
 }
@@ -57,9 +66,8 @@ std::int64_t realAsInteger(plist_t node) {
 std::variant<std::string, Error> xmlPropertyList(const PropertyListDictionary& dictionary) {
   const Plist root(plist_new_dict(), &plist_free);
   for (const auto& [key, value] : dictionary) {
-    const auto* text = std::get_if<std::string>(&value);
-    if (!canBeWritten(key) || (text && !canBeWritten(*text))) {
-      return Error{"The text under " + toValidUtf8(key) + " cannot be written as XML"};
+    if (!canBeWritten(key) || !canBeWritten(value)) {
+      return Error{"The value under " + toValidUtf8(key) + " cannot be written as XML"};
     }
     plist_dict_set_item(root.get(), key.c_str(),
                         std::visit([](const auto& item) { return nodeFor(item); }, value));
