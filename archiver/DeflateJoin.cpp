@@ -13,7 +13,7 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr uInt kDiscardedSize = 256 * 1024;
+constexpr uInt kDiscardedSize = uInt{256} << 10U;
 constexpr int kRawDeflate = -15;
 
 // What zlib says in `data_type` after Z_BLOCK.

@@ -29,6 +29,7 @@ class DeflateJoin {
                                  std::size_t inflatedSize);
 
  private:
+  /// Where a stream's last block begins and ends, in bits.
   struct LastBlock {
     std::size_t firstBit = 0;
     std::size_t endBit = 0;

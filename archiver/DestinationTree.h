@@ -45,6 +45,7 @@ class DestinationTree {
 
  private:
   using Inode = std::pair<dev_t, ino_t>;
+  /// A time that is set when the directory is complete.
   struct DirectoryTime {
     EntryName name;
     std::int64_t seconds;

@@ -13,7 +13,7 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{256} << 10U;
 
 /// Passes bytes on as long as the entry has room for them.
 class Meter {

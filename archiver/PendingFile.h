@@ -34,6 +34,7 @@ class PendingFile {
   /// ArchiveError.
   void putInPlace();
 
+  /// Where it is: the open directory, the name to be, the name until then.
   [[nodiscard]] int directory() const { return directory_.get(); }
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] const std::string& temporaryName() const { return temporary_; }

@@ -24,7 +24,7 @@ std::string ownName(const fs::path& directory) {
   const fs::path plain = directory.lexically_normal();
   const fs::path last = plain.has_filename() ? plain.filename() : plain.parent_path().filename();
   const bool isSpelled = !last.empty() && last != "." && last != "..";
-  const std::string name = isSpelled ? last.string() : whole.filename().string();
+  std::string name = isSpelled ? last.string() : whole.filename().string();
   if (name.empty()) throw ArchiveError("the root directory has no name to keep");
   return name;
 }
@@ -60,7 +60,7 @@ class Walk {
     }
     if (error) throw systemError(cannotRead(path), error.value());
     std::sort(names.begin(), names.end());
-    for (const std::string& child : names) add(path / child, name + "/" + child, depth + 1);
+    for (const std::string& child : names) add(path / child, fs::path(name) / child, depth + 1);
   }
 
   std::vector<TreeItem> items_;

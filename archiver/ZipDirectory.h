@@ -37,6 +37,7 @@ class ZipDirectory {
   /// of its name, badly named, or larger than its compressed bytes can expand to.
   ZipDirectory(ZipSourceHandle source, const ExtractionLimits& limits);
 
+  /// All entries, in the order of the archive.
   [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
 
   /// What all entries together claim to expand to, in bytes.

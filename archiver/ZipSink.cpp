@@ -17,7 +17,7 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{256} << 10U;
 
 /// The status of a file that is empty: libzip begins a new archive on it.
 zip_int64_t describeEmpty(std::span<std::uint8_t> into) {
