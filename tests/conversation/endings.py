@@ -37,7 +37,7 @@ def assert_aborted(
 
 
 def assert_lost(outcome: Outcome, state: str, *, before: tuple[str, ...] = ()) -> None:
-    """The stream ended in that state: one line says so, and the status is the tool's, which is 0."""
+    """The stream ended in that state: one line says so; the status is the tool's, 0."""
     lost = f"ERROR: The connection to the server was lost in state {state}"
     assert log_lines(outcome) == [*before, lost], outcome.report()
     assert outcome.status == 0, outcome.report()

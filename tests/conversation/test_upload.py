@@ -1,0 +1,233 @@
+"""The upload: what is in the archive, how it is shown, and what can stop it."""
+
+from __future__ import annotations
+
+import base64
+import hashlib
+import io
+import random
+import shutil
+import stat
+import zipfile
+from pathlib import Path
+from typing import Any
+
+import pytest
+from desk import PATIENCE, Desk
+from endings import assert_aborted, assert_clean, assert_lost
+from host_view import log_lines
+from observed_process import working_directory
+from standin import crypto
+from standin.record import wait_until
+from stations import SENDING, WAITING_FOR_HANDSHAKE, handshake, in_state
+from terminal_host import Conversion, Outcome, Section, Status
+
+UPLOADED = handshake()
+UNPACKED_BY_NOBODY = in_state(
+    WAITING_FOR_HANDSHAKE, "ServerHandshake", {"receive": "InputArchive"}, {"exit": 0}
+)
+COULD_NOT_COPY = "Could not copy the source file to the InputArchive directory"
+TITLE = "Uploading encrypted file..."
+
+
+def incompressible_text(size: int) -> bytes:
+    """That much text that hardly becomes smaller in a zip; always the same."""
+    return base64.encodebytes(random.Random(size).randbytes(size * 3 // 4))[:size]
+
+
+def shown_progress(outcome: Outcome) -> list[Any]:
+    """Sections and statuses of the upload, as the host saw them."""
+    own = [event for event in outcome.events if isinstance(event, (Section, Status))]
+    return [e for e in own if isinstance(e, Status) or e.title == TITLE]
+
+
+@pytest.mark.parametrize(
+    "name",
+    ["statement.ofx", "my statement of May.ofx", "Kontoauszug für Zoë – 明細.ofx", "-k", ".hidden"],
+)
+def test_the_archive_holds_the_source_under_its_own_name(desk: Desk, name: str) -> None:
+    source = desk.directory / name
+    source.write_bytes(b"some content\n")
+    assert_lost(desk.convert(UPLOADED, file_path=source), SENDING)
+    with zipfile.ZipFile(io.BytesIO(desk.connection().input_archive)) as archive:
+        assert archive.namelist() == ["InputArchive/", f"InputArchive/{name}"]
+        assert archive.testzip() is None
+        assert archive.read(f"InputArchive/{name}") == b"some content\n"
+    assert source.read_bytes() == b"some content\n"
+
+
+@pytest.mark.parametrize("mode", [0o644, 0o600, 0o755, 0o400], ids=oct)
+def test_the_archive_keeps_the_mode_of_the_source(desk: Desk, mode: int) -> None:
+    desk.source.chmod(mode)
+    assert_lost(desk.convert(UPLOADED), SENDING)
+    with zipfile.ZipFile(io.BytesIO(desk.connection().input_archive)) as archive:
+        attributes = archive.infolist()[1].external_attr >> 16
+    assert (stat.S_IFMT(attributes), stat.S_IMODE(attributes)) == (stat.S_IFREG, mode)
+
+
+def test_an_empty_source_is_uploaded_as_well(desk: Desk) -> None:
+    desk.source.write_bytes(b"")
+    assert_lost(desk.convert(UPLOADED), SENDING)
+    with zipfile.ZipFile(io.BytesIO(desk.connection().input_archive)) as archive:
+        assert archive.read("InputArchive/statement.ofx") == b""
+
+
+def test_the_archive_is_encrypted_with_the_keys_of_the_handshake(desk: Desk) -> None:
+    assert_lost(desk.convert(UPLOADED), SENDING)
+    record = desk.connection()
+    secrets, body = record.secrets, record.input_archive_encrypted
+    zipped = crypto.decrypt(body, secrets["symmetricKey"], secrets["inputArchiveIV"])
+    assert zipped.startswith(b"PK\x03\x04") and not body.startswith(b"PK")
+    assert len(body) == len(zipped) + 16 - len(zipped) % 16
+
+
+@pytest.mark.parametrize("kind", ["link to a file", "directory"])
+def test_links_are_followed_and_directories_taken_whole(desk: Desk, kind: str) -> None:
+    folder = desk.directory / "folder"
+    folder.mkdir()
+    (folder / "inside").write_bytes(b"x")
+    link = desk.directory / "link"
+    link.symlink_to(folder / "inside")
+    path, expected = (link, "link") if "link" in kind else (folder, "folder/inside")
+    assert_lost(desk.convert(UNPACKED_BY_NOBODY, file_path=path), SENDING)
+    body = desk.connection().received[-1].body
+    secrets = desk.connection().secrets
+    assert body is not None
+    zipped = crypto.decrypt(body, secrets["symmetricKey"], secrets["inputArchiveIV"])
+    with zipfile.ZipFile(io.BytesIO(zipped)) as archive:
+        assert archive.read(f"InputArchive/{expected}") == b"x"
+
+
+def test_progress_is_a_section_and_a_status_for_each_step(desk: Desk) -> None:
+    desk.source.write_bytes(incompressible_text(1_000_000))
+    outcome = desk.convert(UPLOADED)
+    assert_lost(outcome, SENDING)
+    length = len(desk.connection().input_archive_encrypted)
+    shown = shown_progress(outcome)
+    values = [event.value for event in shown if isinstance(event, Status)]
+    assert shown[0::2] == [Section(TITLE, length)] * len(values)
+    assert shown[1::2] == [Status(value) for value in values]
+    assert values == sorted(values) and len(values) >= 1 + length / 256_000
+    # The step that finds the end of the file asks once more.
+    assert values[-2:] == [length, length] and values[-3] < length
+
+
+def begin_stalled(desk: Desk, *then: Any, size: int = 8_000_000) -> Conversion:
+    """An upload of more than all buffers on the way hold, and of which the server reads nothing."""
+    desk.source.write_bytes(incompressible_text(size))
+    halted = [{"stop reading after": "ClientHandshake"}, "ServerHello", "ClientHandshake"]
+    conversion = desk.begin({"steps": [*halted, "ServerHandshake", *then, "End"]})
+    conversion.wait_for(lambda event: isinstance(event, Status), PATIENCE)
+    return conversion
+
+
+def test_a_large_file_arrives_intact_though_the_server_pauses(desk: Desk) -> None:
+    go_on = [{"await": "go"}, {"read on": True}, "InputArchive", {"exit": 0}]
+    conversion = begin_stalled(desk, *go_on, size=20_000_000)
+    desk.server.file("go").touch()
+    outcome = conversion.wait(PATIENCE)
+    assert_lost(outcome, SENDING)
+    with zipfile.ZipFile(io.BytesIO(desk.connection().input_archive)) as archive:
+        received = archive.read("InputArchive/statement.ofx")
+    expected = desk.source.read_bytes()
+    assert hashlib.sha256(received).digest() == hashlib.sha256(expected).digest()
+    assert outcome.statuses[-1] == len(desk.connection().input_archive_encrypted)
+
+
+def test_the_user_can_cancel_an_upload_that_is_stuck(desk: Desk) -> None:
+    conversion = begin_stalled(desk, {"stall": True})
+    conversion.cancel()
+    outcome = conversion.wait(PATIENCE)
+    assert outcome.status == 1, outcome.report()
+    assert log_lines(outcome)[0] == "User canceled"
+    assert outcome.titles[-1] == "Canceling..."
+    assert outcome.statuses[-1] < outcome.sections[-2].maximum
+    assert_clean(outcome)
+
+
+def test_an_error_message_stops_an_upload_that_is_stuck(desk: Desk) -> None:
+    conversion = begin_stalled(desk, {"await": "go"}, {"error": "Enough"})
+    desk.server.file("go").touch()
+    outcome = conversion.wait(PATIENCE)
+    assert outcome.status == 1, outcome.report()
+    assert log_lines(outcome)[0] == "Enough"
+    assert outcome.statuses[-1] < outcome.sections[-1].maximum
+    assert_clean(outcome)
+
+
+def test_the_end_of_the_server_ends_an_upload_that_is_stuck(desk: Desk) -> None:
+    conversion = begin_stalled(desk, {"await": "go"}, {"kill": "SIGKILL"})
+    desk.server.file("go").touch()
+    outcome = conversion.wait(PATIENCE)
+    assert outcome.status == 0, outcome.report()
+    lost = f"ERROR: The connection to the server was lost in state {SENDING}"
+    assert log_lines(outcome)[-1] == lost
+    assert_clean(outcome)
+
+
+@pytest.mark.parametrize(
+    ("path", "error"),
+    [
+        (None, "EXPORT_FILE_PATH is not set"),
+        ("", "EXPORT_FILE_PATH is not set"),
+        ("/no/such/file", "stat /no/such/file: No such file or directory"),
+        ("/proc/self/mem", "Input/output error"),
+        ("/dev/null", "Neither a file nor a directory: /dev/null"),
+    ],
+    ids=["unset", "empty", "missing", "unreadable", "a device"],
+)
+def test_a_source_that_cannot_be_copied_aborts(desk: Desk, path: str | None, error: str) -> None:
+    outcome = desk.convert(UPLOADED, file_path=path)
+    reported = desk.connection().error["error"]
+    assert error in reported
+    assert_aborted(desk, outcome, COULD_NOT_COPY, error=reported)
+
+
+def begin_prepared(desk: Desk) -> tuple[Conversion, Path]:
+    """A conversion that waits for the server's answer, and its working directory."""
+    answer = [{"create": "asked"}, {"await": "go"}, "ServerHandshake", "InputArchive"]
+    conversion = desk.begin(in_state(WAITING_FOR_HANDSHAKE, *answer))
+    wait_until(desk.server.file("asked").exists, PATIENCE, "the handshake")
+    return conversion, working_directory(conversion)
+
+
+def test_a_directory_that_cannot_be_made_aborts(desk: Desk) -> None:
+    conversion, directory = begin_prepared(desk)
+    (directory / "InputArchive").write_bytes(b"in the way")
+    desk.server.file("go").touch()
+    outcome = conversion.wait(PATIENCE)
+    reported = desk.connection().error["error"]
+    assert str(directory / "InputArchive") in reported
+    reason = "Could not create InputArchive directory"
+    assert_aborted(desk, outcome, reason, error=reported)
+
+
+@pytest.mark.parametrize("name", ["InputArchive.zip", "InputArchive.zip-encrypted"])
+def test_an_archive_that_cannot_be_encrypted_aborts(desk: Desk, name: str) -> None:
+    conversion, directory = begin_prepared(desk)
+    (directory / name / "in the way").mkdir(parents=True)
+    desk.server.file("go").touch()
+    outcome = conversion.wait(PATIENCE)
+    assert outcome.status == 1, outcome.report()
+    assert log_lines(outcome)[-1] == "Could not encrypt InputArchive.zip"
+    assert desk.connection().error == {"reason": "Could not encrypt InputArchive.zip"}
+    assert_clean(outcome)
+
+
+def test_without_an_archiver_the_upload_aborts(desk: Desk, tmp_path: Path) -> None:
+    alone = tmp_path / "alone" / "ZanburyToolProxy"
+    alone.parent.mkdir()
+    shutil.copy2(desk.program, alone)
+    outcome = desk.convert(UPLOADED, program=alone)
+    assert_aborted(desk, outcome, "Could not create InputArchive.zip")
+
+
+def test_an_archiver_that_fails_aborts_the_upload(desk: Desk, tmp_path: Path) -> None:
+    alone = tmp_path / "alone" / "ZanburyToolProxy"
+    alone.parent.mkdir()
+    shutil.copy2(desk.program, alone)
+    archiver = alone.with_name("ZanburyArchiver")
+    archiver.write_text("#!/bin/sh\necho disk full >&2\nexit 1\n", "ascii")
+    archiver.chmod(0o755)
+    outcome = desk.convert(UPLOADED, program=alone)
+    assert_aborted(desk, outcome, "Could not create InputArchive.zip", before=("disk full",))
