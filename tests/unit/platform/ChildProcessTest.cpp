@@ -1,0 +1,110 @@
+// Children: what they inherit, how they start and fail to start, how they end.
+#include "platform/ChildProcess.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <fstream>
+
+#include "platform/BlockingWait.h"
+#include "platform/Error.h"
+#include "platform/Pipe.h"
+#include "platform/Signals.h"
+
+namespace ztp {
+namespace {
+
+// Runs a shell script with the given environment and gives what it printed.
+std::string printedBy(const std::string& script, std::vector<std::string> environment = {}) {
+  Pipe pipe = Pipe::create();
+  FileHandle null(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  auto child = ChildProcess::launch(
+      {"/bin/sh", {"-c", script}, std::move(environment)},
+      {null.fileDescriptor(), pipe.writingEnd.fileDescriptor(), STDERR_FILENO});
+  pipe.writingEnd.close();
+  const Data printed = pipe.readingEnd.readDataOfLength(65'536);
+  child.waitUntilExit();
+  return std::string(textOf(printed));
+}
+
+ChildProcess launchIdle() {
+  return ChildProcess::launch({"/bin/sleep", {"1000"}, {}}, {0, 1, 2});
+}
+
+bool isGone(pid_t pid) {
+  return ::kill(pid, 0) != 0 && errno == ESRCH;
+}
+
+TEST(ChildProcess, GetsExactlyTheGivenEnvironment) {
+  EXPECT_EQ(printedBy("tr '\\0' '\\n' </proc/self/environ", {"A=1", "B=two words"}),
+            "A=1\nB=two words\n");
+}
+
+TEST(ChildProcess, InheritsThreeDescriptors) {
+  const FileHandle inheritable(::open("/dev/null", O_RDONLY));  // not close-on-exec
+  // The fourth is the listing's own look into the directory.
+  EXPECT_EQ(printedBy("/bin/ls /proc/self/fd"), "0\n1\n2\n3\n");
+}
+
+// What was caught has its default again after exec in any case.
+TEST(ChildProcess, StartsWithNoSignalBlockedOrIgnored) {
+  Signals::catchTermination();  // ignores SIGPIPE in this process
+  const std::string status = printedBy("/bin/grep -E '^Sig(Blk|Ign)' /proc/self/status");
+  EXPECT_EQ(status, "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+}
+
+TEST(ChildProcess, SaysWhyItCannotStart) {
+  try {
+    ChildProcess::launch({"/nonexistent/program", {}, {}}, {0, 1, 2});
+    FAIL() << "it started";
+  } catch (const PlatformException& exception) {
+    EXPECT_STREQ(exception.what(),
+                 "Could not launch /nonexistent/program: No such file or directory");
+  }
+}
+
+TEST(ChildProcess, IsCollectedWhenItEndsAfterItWasForgotten) {
+  pid_t pid = -1;
+  {
+    auto child = launchIdle();
+    pid = child.processIdentifier();
+    child.terminate();
+  }
+  while (!isGone(pid)) {
+    static_cast<void>(BlockingWait::untilReadable(Signals::childEndDescriptor()));
+    Signals::forgetChildEnds();
+    ChildProcess::reapForgotten();
+  }
+  EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
+}
+
+TEST(ChildProcess, IsKilledWhenItsParentIsGone) {
+  Pipe pipe = Pipe::create();
+  const pid_t middle = ::fork();
+  if (middle == 0) {
+    const pid_t pid = launchIdle().processIdentifier();
+    static_cast<void>(!::write(pipe.writingEnd.fileDescriptor(), &pid, sizeof pid));
+    ::raise(SIGKILL);
+  }
+  const Data bytes = pipe.readingEnd.readDataOfLength(sizeof(pid_t));
+  pid_t pid = -1;
+  std::memcpy(&pid, bytes.data(), sizeof pid);
+  ::waitpid(middle, nullptr, 0);
+  // The end of a grandchild cannot be awaited: it is looked for until the test's own time is up.
+  const auto status = "/proc/" + std::to_string(pid) + "/stat";
+  const auto ended = [&] {
+    std::string number;
+    std::string name;
+    std::string state = "Z";
+    std::ifstream(status) >> number >> name >> state;
+    return state == "Z";
+  };
+  while (!ended()) ::sched_yield();
+}
+
+}  // namespace
+}  // namespace ztp
