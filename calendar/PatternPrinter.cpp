@@ -1,4 +1,5 @@
 // PatternPrinter: printing by fields, each appended to the text so far.
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -97,7 +98,9 @@ std::string printByFields(std::span<const PatternField> fields, const ClockFace&
   const auto day = static_cast<DayNumber>(at.day);
   const auto weekday = static_cast<std::size_t>(weekdayFromDayNumber(day)) - 1;
   const PrintedFields printed{civilDateFromDayNumber(day), weekdayNames.at(weekday), at.second};
+  constexpr std::size_t longEnoughForMost = 40;
   std::string text;
+  text.reserve(longEnoughForMost);
   for (const PatternField& field : fields) putField(text, field, face, printed);
   return text;
 }

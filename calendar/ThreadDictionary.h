@@ -14,7 +14,8 @@
 namespace ztp {
 
 /// The dictionary of one thread. Entries are added and never replaced or removed, so a reference
-/// to a formatter in it holds until its thread ends. Not for destructors of thread-local objects.
+/// to a formatter in it holds until its thread ends. It is gone when the
+/// destructors of thread-local and static objects run: not for use by them.
 class ThreadDictionary {
  public:
   ThreadDictionary() = default;
