@@ -15,7 +15,7 @@ import pytest
 from dead_ends import SilentListener
 from desk import PATIENCE, Desk
 from host_view import CONNECTING, log_lines
-from observed_process import ObservedProcess, ssh_of, working_directory
+from observed_process import ObservedProcess, children_of, ssh_of, working_directory
 from standin.record import wait_until
 from wrapped_program import in_shell, sharing_stderr
 
@@ -135,6 +135,16 @@ def test_standard_streams_that_are_closed_are_no_trouble(
     assert desk.result.exists() and outcome.raw == b""
 
 
+@pytest.mark.skipif(os.getuid() != 0, reason="the descriptors are hidden from others")
+def test_closed_standard_streams_are_taken_by_nothing_else(desk: Desk, tmp_path: Path) -> None:
+    program = in_shell(desk.program, tmp_path, behind="<&- >&- 2>&-")
+    with SilentListener() as silent:
+        conversion = desk.begin(program=program, server_destinations=silent.destination)
+        ssh_of(conversion)
+        descriptors = ObservedProcess(conversion.pid).descriptors
+        assert [descriptors[number] for number in range(3)] == ["/dev/null"] * 3
+
+
 def test_log_lines_go_nowhere_else_when_standard_error_is_closed(
     desk: Desk, tmp_path: Path
 ) -> None:
@@ -160,14 +170,28 @@ def test_standard_error_is_given_back_as_it_was(
     assert int(report.read_text()) & os.O_NONBLOCK == flags
 
 
-def test_ssh_does_not_outlive_a_killed_program(desk: Desk) -> None:
-    conversion = desk.begin(HANDSHAKE_WAITS)
+def test_standard_error_is_given_back_when_a_killed_ssh_could_not(
+    desk: Desk, tmp_path: Path
+) -> None:
+    report = tmp_path / "flags"
+    program = sharing_stderr(desk.program, tmp_path, 0, report)
+    conversion = desk.begin(HANDSHAKE_WAITS, program=program)
     desk.server.begun(1).wait_for_frame("ClientHandshake")
-    ssh = ssh_of(conversion)
-    conversion.signal(signal.SIGKILL)
-    assert conversion.wait(PATIENCE).status == -signal.SIGKILL
-    ssh.wait_for_end()
-    assert desk.connection().end["how"] == "client closed"
+    [started] = children_of(conversion.pid)
+    [ssh] = children_of(started.pid)
+    os.kill(ssh.pid, signal.SIGKILL)
+    conversion.wait(PATIENCE)
+    assert int(report.read_text()) & os.O_NONBLOCK == 0
+
+
+def test_ssh_does_not_outlive_a_killed_program(desk: Desk) -> None:
+    # This ssh waits for a server that never speaks: nothing but the program's end can end it.
+    with SilentListener() as silent:
+        conversion = desk.begin(server_destinations=silent.destination)
+        ssh = ssh_of(conversion)
+        conversion.signal(signal.SIGKILL)
+        assert conversion.wait(PATIENCE).status == -signal.SIGKILL
+        ssh.wait_for_end()
 
 
 def test_ssh_is_ended_with_the_session(desk: Desk) -> None:

@@ -103,6 +103,20 @@ def test_ssh_inherits_its_three_descriptors_and_no_other(
     assert [target for target in descriptors.values() if not target.startswith(own)] == []
 
 
+def test_other_children_inherit_three_descriptors_too(desk: Desk, tmp_path: Path) -> None:
+    # ssh closes what it inherits by itself, so another child has to show it: an archiver that
+    # writes down what is open. Descriptors from 10 on are the shell's own.
+    program = Path(shutil.copy(desk.program, tmp_path))
+    archiver, found = tmp_path / "ZanburyArchiver", tmp_path / "found"
+    archiver.write_text(f"#!/bin/sh\n/bin/ls /proc/$$/fd > '{found}'\n")
+    archiver.chmod(0o755)
+    leaky = after(program, tmp_path, f"exec 7<'{desk.source}' 8>>'{desk.source}'")
+    outcome = desk.convert(program=leaky)
+    assert outcome.status == 1, outcome.report()
+    numbers = {int(name) for name in found.read_text().split()}
+    assert {number for number in numbers if number < 10} == {0, 1, 2}
+
+
 def test_what_ssh_says_goes_to_the_standard_error_of_the_program(desk: Desk) -> None:
     conversion = desk.begin(server_destinations="ssh://ann@127.0.0.1:70001", retry_delay=60)
     conversion.wait_until(lambda now: "Bad port '70001'" in now.stderr_text)
