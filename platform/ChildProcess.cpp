@@ -175,7 +175,10 @@ void ChildProcess::terminate() noexcept {
 void ChildProcess::waitUntilExit() {
   awaitedChildren.push_back(pid_);
   while (!hasEnded(pid_)) {
-    static_cast<void>(BlockingWait::untilReadable(Signals::childEndDescriptor()));
+    if (BlockingWait::untilReadable(Signals::childEndDescriptor()) ==
+        BlockingWait::Outcome::expired) {
+      waitBlockingly(pid_);  // nothing else is attended to any more
+    }
     Signals::forgetChildEnds();
   }
   std::erase(awaitedChildren, std::exchange(pid_, -1));

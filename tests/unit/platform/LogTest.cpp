@@ -1,0 +1,107 @@
+// Log lines, what is done to text from strangers, and wiped memory.
+#include "platform/Log.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <thread>
+
+#include "platform/Data.h"
+#include "platform/Pipe.h"
+
+namespace ztp {
+namespace {
+
+using std::literals::operator""sv;
+
+// Standard error goes into a pipe while this lives.
+class Captured {
+ public:
+  Captured() : saved_(::dup(STDERR_FILENO)) {
+    ::dup2(pipe_.writingEnd.fileDescriptor(), STDERR_FILENO);
+  }
+  ~Captured() { restore(); }
+  Captured(const Captured&) = delete;
+  Captured& operator=(const Captured&) = delete;
+
+  void restore() {
+    if (saved_ == -1) return;
+    ::dup2(saved_, STDERR_FILENO);
+    ::close(saved_);
+    saved_ = -1;
+    pipe_.writingEnd.close();
+  }
+  Pipe& pipe() { return pipe_; }
+  std::string text() { return std::string(textOf(pipe_.readingEnd.availableData())); }
+
+ private:
+  Pipe pipe_ = Pipe::create();
+  int saved_;
+};
+
+TEST(Log, WritesOneLine) {
+  Captured captured;
+  log("ERROR: Only wrote {} of {} bytes", 3, 5);
+  EXPECT_EQ(captured.text(), "ERROR: Only wrote 3 of 5 bytes\n");
+}
+
+TEST(Log, ReportsSystemCallsLikePerrorAndKeepsErrno) {
+  Captured captured;
+  errno = ENOENT;
+  logErrno("open(readFifoPath)");
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(captured.text(), "open(readFifoPath): No such file or directory\n");
+}
+
+TEST(Log, WaitsForRoomInANonBlockingPipe) {
+  Captured captured;
+  ::fcntl(STDERR_FILENO, F_SETFL, O_NONBLOCK);
+  std::string received;
+  std::thread reader([&] {
+    const Data data = captured.pipe().readingEnd.readDataOfLength(2'000'001);
+    received = textOf(data);
+  });
+  logLine(std::string(2'000'000, 'x'));
+  captured.restore();
+  reader.join();
+  EXPECT_EQ(received, std::string(2'000'000, 'x') + "\n");
+}
+
+struct PrintableCase {
+  std::string_view text;
+  std::string_view expected;
+};
+
+constexpr PrintableCase printables[] = {
+    {"plain text"sv, "plain text"sv},         {"two\nlines"sv, "two\\x0alines"sv},
+    {"\x1b[31mred"sv, "\\x1b[31mred"sv},      {"a\0b\x7f"sv, "a\\x00b\\x7f"sv},
+    {"gr\u00fc\u00df"sv, "gr\u00fc\u00df"sv}, {"\xff\xc3"sv, "\\xff\\xc3"sv}};
+
+TEST(Log, EscapesWhatCouldForgeALineOrDriveATerminal) {
+  for (const auto& [text, expected] : printables) EXPECT_EQ(printable(text), expected);
+}
+
+TEST(Log, CutsLongTextAndSaysSo) {
+  EXPECT_EQ(printable("abcdef", 3), "abc...");
+}
+
+TEST(Data, IsWipedBeforeItsMemoryIsLetGo) {
+  std::vector<std::uint8_t> memory(64, 0xaa);
+  wipe(memory.data(), memory.size());
+  EXPECT_TRUE(std::all_of(memory.begin(), memory.end(), [](auto byte) { return byte == 0; }));
+}
+
+TEST(Data, HoldsWhatItIsGiven) {
+  const Data data{1, 2, 3};
+  EXPECT_EQ(copyOf(DataView(data)), data);
+  EXPECT_EQ(textOf(bytesOf("text")), "text");
+  Data grown(data);
+  grown.resize(1000);
+  EXPECT_TRUE(std::equal(data.begin(), data.end(), grown.begin()));
+}
+
+}  // namespace
+}  // namespace ztp
