@@ -23,7 +23,7 @@ from stations import (
 )
 from standin import crypto
 from standin.record import wait_until
-from terminal_host import Section, Status
+from terminal_host import Raw, Section, Status
 
 TYPES = [
     "None",
@@ -105,13 +105,17 @@ def test_what_follows_an_abort_is_ignored(desk: Desk) -> None:
 
 
 @pytest.mark.parametrize("state", STATES[1:])
-@pytest.mark.parametrize("end", [{"exit": 0}, {"kill": "SIGKILL"}], ids=["exits", "dies"])
 def test_the_end_of_the_stream_ends_the_session_with_the_tools_status(
-    desk: Desk, state: str, end: dict[str, Any]
+    desk: Desk, state: str
 ) -> None:
-    outcome = desk.convert(in_state(state, end))
+    outcome = desk.convert(in_state(state, {"exit": 0}))
     assert_lost(outcome, state)
     assert desk.connection().error is None
+
+
+def test_a_server_that_dies_is_no_more_than_the_end_of_its_stream(desk: Desk) -> None:
+    outcome = desk.convert(in_state(FORWARDING, {"kill": "SIGKILL"}))
+    assert_lost(outcome, FORWARDING)
 
 
 def test_the_end_of_the_stream_before_the_hello_leads_to_the_next_destination(desk: Desk) -> None:
@@ -188,7 +192,7 @@ def test_the_download_is_shown_even_where_an_archive_is_out_of_place(desk: Desk)
 def test_a_write_to_an_ssh_that_has_died_aborts(desk: Desk) -> None:
     """The Error message cannot be written either: the second abort does no more than log."""
     conversion = desk.begin(in_state(FORWARDING, {"forward": "x"}))
-    conversion.wait_until(lambda running: running.fifo_bytes.endswith(b"x"), PATIENCE)
+    conversion.wait_for(lambda event: isinstance(event, Raw), PATIENCE)
     ssh = ssh_of(conversion)
     # The host's byte is ready before the end of ssh's stream, and so is dealt with first.
     conversion.signal(signal.SIGSTOP)
