@@ -9,16 +9,15 @@
 #include "platform/System.h"
 
 int main(int argumentCount, char** arguments) {
-  using namespace ztp;
-  StandardStreams::prepare();
-  system::refuseCoreDumps();
-  Signals::catchTermination();
+  ztp::StandardStreams::prepare();
+  ztp::system::refuseCoreDumps();
+  ztp::Signals::catchTermination();
 
   const bool isServer =
       std::any_of(arguments + std::min(argumentCount, 1), arguments + argumentCount,
                   [](std::string_view argument) { return argument == "server"; });
-  RunLoop& runLoop = RunLoop::main();
-  const auto session = ZanburyToolProxy::initServerProxy(isServer);
+  ztp::RunLoop& runLoop = ztp::RunLoop::main();
+  const auto session = ztp::ZanburyToolProxy::initServerProxy(isServer);
   session->startProxy();
   runLoop.run();
   return 0;
