@@ -73,6 +73,13 @@ void ZanburyToolProxy::transitionToStateSendingInputArchive() {
   }
 }
 
+void ZanburyToolProxy::finishUploadProgress() {
+  if (pendingOutputMessage &&
+      pendingOutputMessage->bodyBytesWritten == pendingOutputMessage->length) {
+    pendingOutputMessage->continueWritingAsynchronously();
+  }
+}
+
 bool ZanburyToolProxy::messageShouldContinueWritingWithTotalBytesWritten(
     ZanburyToolProxyMessage& message, std::uint64_t total) {
   if (state == State::Aborted) return false;

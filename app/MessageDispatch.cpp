@@ -153,6 +153,7 @@ bool ZanburyToolProxy::handleServerHandshake(const Message& message) {
 }
 
 bool ZanburyToolProxy::handleInputArchiveAcknowledgement() {
+  finishUploadProgress();
   sendProgressSectionWithTitle("This may take several minutes, please be patient.", 0);
   transitionToStateWaitingForServerDidStartForwarding();
   return true;

@@ -154,6 +154,9 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   [[nodiscard]] bool copySourceFile(const std::filesystem::path& directory);
   [[nodiscard]] bool zipAndEncrypt(const std::filesystem::path& directory);
   void transitionToStateSendingInputArchive();
+  /// The server's acknowledgement can overtake the last step of the upload, the one that finds the
+  /// end of the file. Does that step now: its progress must not come amid what the tool sends.
+  void finishUploadProgress();
   [[nodiscard]] bool messageShouldContinueWritingWithTotalBytesWritten(
       ZanburyToolProxyMessage& message, std::uint64_t total) override;
   void messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) override;
