@@ -18,7 +18,6 @@ from standin import ConnectionRecord, crypto
 from standin.record import wait_until
 from stations import FORWARDING, in_state
 from terminal_host import Conversion, Outcome
-from told_upload import begin, convert
 from unread_fifo import unread_fifo
 from wrapped_program import in_shell
 
@@ -37,7 +36,7 @@ def _instead(*actions: Any) -> dict[str, Any]:
 def _in_forwarding(desk: Desk, *actions: Any, **options: Any) -> Conversion:
     """A conversation that has come to forwarding; the server goes on with the actions."""
     ready = {"forward": READY.decode()}
-    conversion = begin(desk, _instead(ready, *actions), **options)
+    conversion = desk.begin(_instead(ready, *actions), **options)
     conversion.wait_until(lambda now: READY in now.fifo_bytes, PATIENCE)
     return conversion
 
@@ -56,7 +55,7 @@ def test_messages_of_every_size_reach_the_host_unchanged(desk: Desk, tool: str) 
     for size in SIZES:
         desk.server.file(f"{size} bytes").write_bytes(_bytes(size))
     messages = [{"forward": {"file": f"{size} bytes"}} for size in SIZES]
-    outcome = convert(desk, _instead(*messages), tool=tool)
+    outcome = desk.convert(_instead(*messages), tool=tool)
     assert outcome.status == 0, outcome.report()
     assert _relayed(outcome, desk.connection()) == b"".join(map(_bytes, SIZES))
     assert_clean(outcome)
@@ -81,7 +80,7 @@ def test_bytes_of_the_host_reach_the_tool_and_their_echo_the_host(desk: Desk, to
 def test_all_byte_values_pass_and_nothing_is_added(desk: Desk) -> None:
     # Half a message for the host, its end in another Forward message: framing is the tool's affair.
     all_bytes = {"hex": bytes(range(256)).hex()}
-    outcome = convert(desk, _instead({"forward": "345\n<?x"}, {"forward": all_bytes}))
+    outcome = desk.convert(_instead({"forward": "345\n<?x"}, {"forward": all_bytes}))
     assert _relayed(outcome, desk.connection()) == b"345\n<?x" + bytes(range(256))
     assert outcome.status == 0, outcome.report()
 
@@ -94,7 +93,7 @@ def test_all_byte_values_pass_and_nothing_is_added(desk: Desk) -> None:
     ],
 )
 def test_an_empty_forward_message_writes_nothing(desk: Desk, nothing: dict) -> None:
-    outcome = convert(desk, _instead({"forward": "a"}, nothing, nothing, {"forward": "b"}))
+    outcome = desk.convert(_instead({"forward": "a"}, nothing, nothing, {"forward": "b"}))
     assert _relayed(outcome, desk.connection()) == b"ab"
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
 

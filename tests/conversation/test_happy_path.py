@@ -15,7 +15,6 @@ from host_view import log_lines
 from observed_process import ssh_of
 from standin import crypto
 from terminal_host import Conversion, Outcome, Section
-from told_upload import begin
 
 CSV = (
     b"Date,Amount,Currency,Type,Payee,Memo,Id,Account\r\n"
@@ -29,7 +28,7 @@ class Told:
     """A conversation with bytes forwarded in both directions, and all that it left."""
 
     def __init__(self, desk: Desk) -> None:
-        conversion = begin(desk, {"Conversion": {"before": TELLING}})
+        conversion = desk.begin({"Conversion": {"before": TELLING}})
         conversion.wait_until(lambda now: b"go on\n" in now.fifo_bytes, PATIENCE)
         self.ssh = ssh_of(conversion)
         conversion.send(ASKED)

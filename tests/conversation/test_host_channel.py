@@ -8,7 +8,6 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-import told_upload
 from dead_ends import beyond
 from desk import PATIENCE, Desk
 from endings import assert_aborted, assert_clean
@@ -60,7 +59,7 @@ def test_each_chunk_of_the_download_is_told(desk: Desk) -> None:
         {"await": "7 bytes were told"},
         {"raw": {"fill": 993}},
     ]
-    conversion = told_upload.begin(desk, {**NOTHING, "OutputArchive": {"instead": steps}})
+    conversion = desk.begin({**NOTHING, "OutputArchive": {"instead": steps}})
     conversion.wait_until(lambda now: now.fifo_bytes.endswith(downloading(1000, 0)), PATIENCE)
     desk.server.file("the header was told").touch()
     conversion.wait_until(lambda now: now.fifo_bytes.endswith(downloading(1000, 0, 7)), PATIENCE)
