@@ -83,6 +83,8 @@ std::optional<FileHandle> FileHandle::forWritingAtPath(const std::filesystem::pa
 }
 
 void FileHandle::writeData(DataView bytes) {
+  // A wait for a closed descriptor would never end.
+  if (fileDescriptor_ == -1) throw PlatformException(Error::fromErrorNumber("write", EBADF));
   if (isRegularFile_) {
     writeToFile(bytes);
   } else {

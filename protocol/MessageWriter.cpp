@@ -1,26 +1,16 @@
 // The synchronous writer: small messages, written whole before the call returns.
 #include "protocol/ZanburyToolProxyMessage.h"
 
-#include <cerrno>
 #include <exception>
 
 #include <nlohmann/json.hpp>
 
-#include "platform/Error.h"
 #include "platform/Log.h"
 #include "protocol/FileChunk.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp {
 namespace {
-
-// A closed stream would be waited for without end: it never has room.
-void send(DataView bytes, FileHandle& stream) {
-  if (stream.fileDescriptor() == -1) {
-    throw PlatformException(Error::fromErrorNumber("write", EBADF));
-  }
-  stream.writeData(bytes);
-}
 
 // Sends the file to its end, whatever `length` was announced: one that grew makes a frame longer
 // than its header says, one that shrank a shorter one and false.
@@ -30,7 +20,7 @@ bool sendFile(const FileHandle& source, std::uint64_t length, FileHandle& stream
   for (;;) {
     const DataView chunk = readFileChunk(source, buffer);
     if (chunk.empty()) break;
-    send(chunk, stream);
+    stream.writeData(chunk);
     total += chunk.size();
   }
   if (total >= length) return true;
@@ -75,18 +65,18 @@ bool ZanburyToolProxyMessage::writeToFileHandle(FileHandle& fileHandle) {
     const auto header = headerDataWithType(type, length);
     if (!header) return false;
     if (length == 0) {
-      send(*header, fileHandle);
+      fileHandle.writeData(*header);
       return true;
     }
     if (bodyData) {
-      send(*header, fileHandle);
-      send(*bodyData, fileHandle);
+      fileHandle.writeData(*header);
+      fileHandle.writeData(*bodyData);
       return true;
     }
     if (!bodyFilePath) return true;
     const auto source = FileHandle::forReadingAtPath(*bodyFilePath);
     if (!source) return false;
-    send(*header, fileHandle);
+    fileHandle.writeData(*header);
     return sendFile(*source, length, fileHandle);
   } catch (const std::exception& exception) {
     logLine(exception.what());
