@@ -41,7 +41,7 @@ Date date(std::int64_t day) {
 template <typename Sample, typename Convert>
 void run(benchmark::State& state, const Sample& sample, Convert&& convert) {
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     auto input = sample[turn.next()];
     benchmark::DoNotOptimize(input);
     auto result = convert(input);

@@ -12,7 +12,7 @@ template <typename Ask>
 void overDates(benchmark::State& state, Ask&& ask) {
   const auto days = randomDays();
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(ask(Date::fromUnixSeconds(noonOf(days[turn.next()]))));
   }
 }

@@ -23,7 +23,7 @@ void overDates(benchmark::State& state, Ask&& ask) {
     dates[i] = QuantLib::Date(serialOf1970 + static_cast<QuantLib::Date::serial_type>(days[i]));
   }
   Turn turn;
-  for (auto _ : state) benchmark::DoNotOptimize(ask(dates[turn.next()]));
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(ask(dates[turn.next()]));
 }
 
 void bankHoliday(benchmark::State& state) {

@@ -47,7 +47,7 @@ std::unique_ptr<icu::SimpleDateFormat> icuFormat(const char* pattern) {
 void isoParseOurs(benchmark::State& state) {
   const auto sample = texts(isoFormat);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(ZTimestampUtilities::timestampFromISO8601String(sample[turn.next()]));
   }
 }
@@ -55,7 +55,7 @@ void isoParseOurs(benchmark::State& state) {
 void rfcParseOurs(benchmark::State& state) {
   const auto sample = texts(rfcFormat);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(ZTimestampUtilities::timestampFromRFC1123String(sample[turn.next()]));
   }
 }
@@ -67,7 +67,7 @@ void parseIcu(benchmark::State& state, const char* format, const char* pattern) 
     unicode[i] = icu::UnicodeString::fromUTF8(sample[i]);
   const auto icu = icuFormat(pattern);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     UErrorCode status = U_ZERO_ERROR;
     benchmark::DoNotOptimize(icu->parse(unicode[turn.next()], status));
   }
@@ -77,7 +77,7 @@ void parseAbseil(benchmark::State& state, const char* format) {
   const auto sample = texts(format);
   Turn turn;
   absl::Time instant;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(absl::ParseTime(format, sample[turn.next()], &instant, nullptr));
     benchmark::DoNotOptimize(instant);
   }
@@ -86,7 +86,7 @@ void parseAbseil(benchmark::State& state, const char* format) {
 void parseLibc(benchmark::State& state, const char* format) {
   const auto sample = texts(format);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     std::tm fields{};
     benchmark::DoNotOptimize(strptime(sample[turn.next()].c_str(), format, &fields));
     benchmark::DoNotOptimize(timegm(&fields));
@@ -96,7 +96,7 @@ void parseLibc(benchmark::State& state, const char* format) {
 void isoPrintOurs(benchmark::State& state) {
   const auto instants = scatteredInstants();
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const auto instant = Timestamp::fromUnixSeconds(static_cast<double>(instants[turn.next()]));
     benchmark::DoNotOptimize(ZTimestampUtilities::ISO8601StringFromTimestamp(instant));
   }
@@ -106,7 +106,7 @@ void isoPrintIcu(benchmark::State& state) {
   const auto instants = scatteredInstants();
   const auto icu = icuFormat(isoPattern);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     icu::UnicodeString text;
     benchmark::DoNotOptimize(
         icu->format(static_cast<double>(instants[turn.next()]) * 1000.0, text));
@@ -117,7 +117,7 @@ void isoPrintAbseil(benchmark::State& state) {
   const auto instants = scatteredInstants();
   const auto utc = absl::UTCTimeZone();
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const auto instant = absl::FromUnixSeconds(instants[turn.next()]);
     benchmark::DoNotOptimize(absl::FormatTime(isoFormat, instant, utc));
   }
@@ -126,7 +126,7 @@ void isoPrintAbseil(benchmark::State& state) {
 void isoPrintLibc(benchmark::State& state) {
   const auto instants = scatteredInstants();
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const std::time_t instant = instants[turn.next()];
     std::tm fields{};
     gmtime_r(&instant, &fields);

@@ -28,7 +28,7 @@ absl::TimeZone abseilZone() {
 void fieldsOurs(benchmark::State& state, const Instants& instants) {
   const auto zone = TimeZone::named(newYork);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const auto instant = Timestamp::fromUnixSeconds(static_cast<double>(instants[turn.next()]));
     benchmark::DoNotOptimize(ZTimestampUtilities::componentsForTimestamp(instant, zone));
   }
@@ -37,7 +37,7 @@ void fieldsOurs(benchmark::State& state, const Instants& instants) {
 void fieldsAbseil(benchmark::State& state, const Instants& instants) {
   const auto zone = abseilZone();
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(zone.At(absl::FromUnixSeconds(instants[turn.next()])).cs);
   }
 }
@@ -45,7 +45,7 @@ void fieldsAbseil(benchmark::State& state, const Instants& instants) {
 void fieldsDate(benchmark::State& state, const Instants& instants) {
   const auto* zone = date::locate_zone(newYork);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const date::sys_seconds instant{std::chrono::seconds{instants[turn.next()]}};
     const auto local = zone->to_local(instant);
     const auto day = date::floor<date::days>(local);
@@ -78,7 +78,7 @@ void instantOurs(benchmark::State& state, const Instants& instants) {
   const auto zone = TimeZone::named(newYork);
   const auto clocks = wallClocks(instants);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const auto& clock = clocks[turn.next()];
     benchmark::DoNotOptimize(ZTimestampUtilities::timestampWithDate(
         clock.date, zone, clock.civil.hour(), clock.civil.minute(), clock.civil.second()));
@@ -89,14 +89,15 @@ void instantAbseil(benchmark::State& state, const Instants& instants) {
   const auto zone = abseilZone();
   const auto clocks = wallClocks(instants);
   Turn turn;
-  for (auto _ : state) benchmark::DoNotOptimize(zone.At(clocks[turn.next()].civil).pre);
+  for ([[maybe_unused]] auto _ : state)
+    benchmark::DoNotOptimize(zone.At(clocks[turn.next()].civil).pre);
 }
 
 void instantDate(benchmark::State& state, const Instants& instants) {
   const auto* zone = date::locate_zone(newYork);
   const auto clocks = wallClocks(instants);
   Turn turn;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(zone->to_sys(clocks[turn.next()].local, date::choose::earliest));
   }
 }
