@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import signal
+from pathlib import Path
 from typing import Any
 
 import pytest
@@ -194,10 +195,13 @@ def test_a_write_to_an_ssh_that_has_died_aborts(desk: Desk) -> None:
     conversion = desk.begin(in_state(FORWARDING, {"forward": "x"}))
     conversion.wait_for(lambda event: isinstance(event, Raw), PATIENCE)
     ssh = ssh_of(conversion)
-    # The host's byte is ready before the end of ssh's stream, and so is dealt with first.
+    # The host's byte is ready before the end of ssh's stream, and so is dealt with first: if the
+    # program is halted while it waits for both.
+    status = Path(f"/proc/{conversion.pid}/status")
+    wait_until(lambda: "State:\tS" in status.read_text("utf-8"), PATIENCE, "the run loop at rest")
     conversion.signal(signal.SIGSTOP)
-    conversion.send(b"y")
-    wait_until(lambda: conversion.pending_input == 0, PATIENCE, "the byte in the FIFO")
+    wait_until(lambda: "State:\tT" in status.read_text("utf-8"), PATIENCE, "the halt")
+    conversion.input_fifo.write_bytes(b"y")
     os.kill(ssh.pid, signal.SIGKILL)
     ssh.wait_for_end()
     conversion.signal(signal.SIGCONT)
