@@ -45,12 +45,16 @@ int openOrFail(const fs::path& path, int flags, mode_t mode = 0) {
   }
 }
 
-void copyThroughBuffer(FileHandle& source, FileHandle& destination) {
-  for (;;) {
-    const Data piece = source.readDataOfLength(bufferSize);
-    if (piece.empty()) return;
-    destination.writeData(piece);
-    BlockingWait::glance();
+void copyThroughBuffer(FileHandle& source, FileHandle& destination, const fs::path& path) {
+  try {
+    for (;;) {
+      const Data piece = source.readDataOfLength(bufferSize);
+      if (piece.empty()) return;
+      destination.writeData(piece);
+      BlockingWait::glance();
+    }
+  } catch (const PlatformException& exception) {
+    throw PlatformException(std::string(exception.what()) + " (" + path.string() + ")");
   }
 }
 
@@ -66,7 +70,9 @@ void copyContent(FileHandle& source, FileHandle& destination, const fs::path& pa
         system::copyInKernel(source.fileDescriptor(), destination.fileDescriptor(), pieceSize);
     if (!copied && !isUnsupported(errno)) fail("copy to", path);
     // Some file systems answer 0 to everything: the end is believed only after some bytes.
-    if (!copied || (*copied == 0 && !copiedAny)) return copyThroughBuffer(source, destination);
+    if (!copied || (*copied == 0 && !copiedAny)) {
+      return copyThroughBuffer(source, destination, path);
+    }
     if (*copied == 0) return;
     copiedAny = true;
     BlockingWait::glance();

@@ -76,7 +76,7 @@ std::optional<std::string> productVersion() {
 std::filesystem::path archiverPath() {
   std::error_code error;
   const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-  const auto beside = folder / "ZanburyArchiver";
+  auto beside = folder / "ZanburyArchiver";
   if (std::filesystem::exists(beside, error)) return beside;
   return (folder / ZTP_ARCHIVER_FROM_BINDIR).lexically_normal();
 }

@@ -8,14 +8,11 @@
 namespace ztp {
 namespace {
 
-using std::literals::operator""sv;
-
 // White space and newlines: tab to carriage return, NEL, and Unicode's separators (category Z).
-constexpr std::array whiteSpace = {"\t"sv,     "\n"sv,     "\v"sv,     "\f"sv,     "\r"sv,
-                                   " "sv,      "\u0085"sv, "\u00a0"sv, "\u1680"sv, "\u2000"sv,
-                                   "\u2001"sv, "\u2002"sv, "\u2003"sv, "\u2004"sv, "\u2005"sv,
-                                   "\u2006"sv, "\u2007"sv, "\u2008"sv, "\u2009"sv, "\u200a"sv,
-                                   "\u2028"sv, "\u2029"sv, "\u202f"sv, "\u205f"sv, "\u3000"sv};
+constexpr std::array<std::string_view, 25> whiteSpace = {
+    "\t",     "\n",     "\v",     "\f",     "\r",     " ",      "\u0085", "\u00a0", "\u1680",
+    "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
+    "\u2009", "\u200a", "\u2028", "\u2029", "\u202f", "\u205f", "\u3000"};
 
 std::size_t leadingWhiteSpace(std::string_view text) {
   const auto* found = std::find_if(whiteSpace.begin(), whiteSpace.end(),
