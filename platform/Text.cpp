@@ -102,7 +102,7 @@ std::string toValidUtf8(std::string_view text) {
   std::string result;
   while (!text.empty()) {
     const std::size_t length = utf8SequenceLength(text);
-    result += length == 0 ? "\ufffd"sv : text.substr(0, length);
+    result += length == 0 ? std::string_view("\ufffd") : text.substr(0, length);
     text.remove_prefix(length == 0 ? 1 : length);
   }
   return result;
