@@ -20,8 +20,8 @@ class DatePattern;
 ///
 /// The letters, each with its widths:
 ///
-///   y      year: "yyyy" four digits, "yy" the last two (read as the year from 80 before this one
-///          to 19 after it that ends so), other widths at least so many digits
+///   y      year: "yy" the last two digits (read as the year from 80 before this one to 19 after
+///          it that ends so), other widths printed with at least so many digits
 ///   M      month: M, MM digits; MMM "Mar"; MMMM "March"
 ///   d      day of the month: d, dd
 ///   E      weekday: E to EEE "Fri"; EEEE "Friday". Read, it must be a weekday's name, of any day

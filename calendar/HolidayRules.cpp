@@ -144,17 +144,35 @@ HolidayAnswer observedInUnitedStates(const AskedDay& day, ZHolidayType type) {
   return {};
 }
 
+/// Whether a holiday of the weekend may have moved to this weekday: only one on a fixed day falls
+/// on a weekend, and it moves by three days at most.
+bool mayStandForWeekend(const AskedDay& day, std::uint8_t calendar) {
+  constexpr std::int32_t farthest = 3;
+  if (day.civil.day <= farthest) return true;  // from the month before
+  const auto month = static_cast<std::size_t>(day.civil.month);
+  for (std::size_t at = firstRuleOfMonth[month]; at < firstRuleOfMonth[month + 1]; ++at) {
+    const HolidayRule& rule = rules[at];
+    if (rule.weekday == anyWeekday && (rule.calendars & calendar) != 0 &&
+        day.civil.day > rule.firstDay && day.civil.day <= rule.firstDay + farthest) {
+      return true;
+    }
+  }
+  return false;
+}
+
 /// A weekend's holiday moves to the Monday, and on to the Tuesday when the Monday is taken.
 HolidayAnswer observedInToronto(const AskedDay& day) {
   if (day.weekday != monday && day.weekday != tuesday) return {};
+  if (!mayStandForWeekend(day, tse)) return {false, day.weekday == monday};
   constexpr ZHolidayType type = ZHolidayType::ZHolidayTypeTSE;
+  const bool twoBefore = answerOfNeighbour(day, -2, type).isHoliday;
+  if (day.weekday == monday) {
+    return {twoBefore || answerOfNeighbour(day, -1, type).isHoliday, true};
+  }
+  if (!twoBefore) return {};
   const HolidayAnswer dayBefore = answerOfNeighbour(day, -1, type);
-  const HolidayAnswer twoBefore = answerOfNeighbour(day, -2, type);
-  if (day.weekday == monday) return {dayBefore.isHoliday || twoBefore.isHoliday, true};
-  const HolidayAnswer saturday = answerOfNeighbour(day, -3, type);
-  const bool wholeWeekend = saturday.isHoliday && twoBefore.isHoliday;
   const bool mondayIsOfficial = dayBefore.isHoliday && !dayBefore.inLieuOfOfficial;
-  const bool observed = wholeWeekend || (twoBefore.isHoliday && mondayIsOfficial);
+  const bool observed = mondayIsOfficial || answerOfNeighbour(day, -3, type).isHoliday;
   return {observed, observed};
 }
 

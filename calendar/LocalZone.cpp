@@ -73,7 +73,9 @@ const ZoneRules* rulesOfSetting(std::string_view setting) {
     const ZoneRules* byName = name == setting ? nullptr : zoneRulesOfFile(std::string(name));
     return byName ? byName : zoneRulesOfFile(std::string(setting));
   }
-  const ZoneRules* file = zoneRulesOfFile(std::string(setting));
+  // No file's name has these, but what Abseil and the registry call zones of their own does.
+  const bool canBeFile = setting.find_first_of(": ") == std::string_view::npos;
+  const ZoneRules* file = canBeFile ? zoneRulesOfFile(std::string(setting)) : nullptr;
   return file ? file : posixZoneRules(setting);
 }
 

@@ -10,15 +10,13 @@ namespace {
 
 constexpr std::string_view dateCondition = "inDate != nil";
 
-enum class Met { no, yes };
-
-void assertParameter(Met met, int line, std::string_view condition) {
-  if (met == Met::no) throw ParameterAssertion(ZDateUtilities::className, line, condition);
+[[noreturn]] void failAssertion(int line, std::string_view condition) {
+  throw ParameterAssertion(ZDateUtilities::className, line, condition);
 }
 
 /// The date of a query, asserted and coerced, as a day of the calendar; absent beyond its range.
 std::optional<DayNumber> queriedDay(std::optional<Date> date, int line) {
-  assertParameter(date ? Met::yes : Met::no, line, dateCondition);
+  if (!date) failAssertion(line, dateCondition);
   const std::optional<Date> coerced = ZDateUtilities::_dateByCoercingObjectToValidDate(date);
   return coerced ? dayOfTimestamp(*coerced) : std::nullopt;
 }
@@ -39,8 +37,7 @@ int weekSince(DayNumber firstOfPeriod, DayNumber day) {
 
 std::int64_t ZDateUtilities::numberOfDaysFromDate(std::optional<Date> startDate,
                                                   std::optional<Date> toDate) {
-  assertParameter(startDate && toDate ? Met::yes : Met::no, 1026,
-                  "inStartDate != nil && inEndDate != nil");
+  if (!startDate || !toDate) failAssertion(1026, "inStartDate != nil && inEndDate != nil");
   const std::optional<Date> start = _dateByCoercingObjectToValidDate(startDate);
   const std::optional<Date> end = _dateByCoercingObjectToValidDate(toDate);
   const std::optional<DayNumber> from = start ? dayOfTimestamp(*start) : std::nullopt;
@@ -54,7 +51,7 @@ int ZDateUtilities::dayOfWeekForDate(std::optional<Date> date) {
 }
 
 int ZDateUtilities::nthWeekdayOfMonthForDate(std::optional<Date> date) {
-  assertParameter(date ? Met::yes : Met::no, 1065, dateCondition);
+  if (!date) failAssertion(1065, dateCondition);
   const int weekday = dayOfWeekForDate(date);
   const std::optional<CivilDate> fields = componentsFromDate(date);
   if (weekday == 0 || !fields) return 0;
@@ -109,8 +106,7 @@ int ZDateUtilities::weekOfYearForDate(std::optional<Date> date) {
 bool ZDateUtilities::dateContainsTimestamp(std::optional<Date> date,
                                            std::optional<Timestamp> timestamp,
                                            std::optional<TimeZone> timeZone) {
-  assertParameter(date && timestamp ? Met::yes : Met::no, 1216,
-                  "inDate != nil && inTimestamp != nil");
+  if (!date || !timestamp) failAssertion(1216, "inDate != nil && inTimestamp != nil");
   const std::optional<CivilDate> day = componentsFromDate(_dateByCoercingObjectToValidDate(date));
   const std::optional<DateComponents> at =
       ZTimestampUtilities::componentsForTimestamp(timestamp, timeZone);

@@ -80,7 +80,7 @@ std::optional<Date> dateFromCharacters(std::string_view string, const FieldPlace
   return dateFromPlaces(head, places);
 }
 
-/// "%04ld%s%02ld%s%02ld"
+/// The year in four digits or more, month and day in two, the separator between them.
 std::string printDate(const CivilDate& date, const char* separator) {
   std::array<char, 32> text{};
   const int length = std::snprintf(text.data(), text.size(), "%04d%s%02d%s%02d", date.year,

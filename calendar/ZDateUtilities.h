@@ -33,7 +33,8 @@ concept DatePicker = requires(const Control& control) {
 ///
 /// Unless a declaration says otherwise, a method first coerces its dates (see
 /// _dateByCoercingObjectToValidDate), and an absent date gives an absent result. Queries assert:
-/// without their date they throw ParameterAssertion with the file name "ZDateUtilities".
+/// without their date they throw ParameterAssertion (ParameterAssertion.h) with the file name
+/// "ZDateUtilities".
 ///
 /// All may be called from any thread; setCurrentDateOverride and refreshCurrentDate change what all
 /// threads see and are meant for the main thread and for tests.
@@ -132,7 +133,8 @@ class ZDateUtilities {
   /// Makes a year of two or three digits a full one, seen from the current year: two digits give
   /// the year of this century that ends so, but that of the last one when it is more than 30 years
   /// ahead, or ahead at all and future years are not allowed. A year ahead that is not allowed is
-  /// cut to its last two digits first. With currentYear 2026:
+  /// cut to its last two digits first. Three digits give the year of this millennium that ends so,
+  /// ahead or not; four and more stay as they are. With currentYear 2026:
   ///   19 -> 2019;  57 -> 1957;  126 -> 2126;  0 -> 2000
   ///   56 -> 2056, 2030 -> 2030 with future years;  1956 and 1930 without
   [[nodiscard]] static std::int64_t yearByAdjustingYearIfNecessary(std::int64_t year,
@@ -205,12 +207,18 @@ class ZDateUtilities {
   // Holidays (ZDateHolidays.cpp); dates are not coerced -----------------------------------------
 
   /// Whether the date is a holiday of that calendar: an official one, or a weekday on which one
-  /// that fell on the weekend is observed. The flag tells: it is set to true for an observed one
-  /// (and for every TSE Monday that is no official holiday, whatever the answer), else to false.
-  /// Without a date or a flag the answer is false and nothing is written.
+  /// that fell on the weekend is observed: a Sunday's on the Monday after; a Saturday's on the
+  /// Friday before (NYSE), on the Monday after (TSE) or not at all (US bank); a TSE one on the
+  /// Tuesday when the Monday is taken. The rules are today's for every year, but that Juneteenth
+  /// begins in 2022; closings for an event are not known.
+  ///
+  /// The flag tells: it is set to true for an observed one (and for every TSE Monday that is no
+  /// official holiday, whatever the answer), else to false. Without a date or a flag the answer is
+  /// false and nothing is written.
   ///   2020-07-03, NYSE      // true, in lieu: 4 July was the Saturday after
   ///   2020-07-03, US bank   // false: Saturdays are not observed on Fridays
-  ///   2021-12-31, NYSE      // false: the last day of a month or year is never taken off in lieu
+  ///   2021-12-31, NYSE      // false: it takes no last day of a month or year off in lieu
+  ///   2022-12-27, TSE       // true, in lieu: Sunday the 25th, as Monday was Boxing Day
   static bool isDateHoliday(std::optional<Date> date, ZHolidayType forHolidayType,
                             bool* inLieuOfOfficial);
   /// The same for each calendar, without the flag.

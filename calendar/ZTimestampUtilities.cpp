@@ -44,8 +44,8 @@ const DateFormatter& threadLocalFormatter(const WireFormatter& kind,
 }
 
 Calendar currentCalendarIn(std::optional<TimeZone> timeZone) {
-  const Calendar current = ZTimestampUtilities::_currentCalendar();
-  return timeZone ? current.withTimeZone(*timeZone) : current;
+  if (timeZone) return Calendar(*timeZone);
+  return ZTimestampUtilities::_currentCalendar();
 }
 
 }  // namespace

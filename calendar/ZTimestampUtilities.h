@@ -44,7 +44,7 @@ class ZTimestampUtilities {
                                                                   std::int64_t minute,
                                                                   std::int64_t second);
 
-  /// The beginning of the day in the zone.
+  /// 0 o'clock of the day in the zone, its beginning; where the clocks skip it, as above.
   ///   timestampAtMidnightOnDate(2019-03-10, New York)   // 2019-03-10 05:00:00 UTC
   [[nodiscard]] static std::optional<Timestamp> timestampAtMidnightOnDate(
       std::optional<Date> date, std::optional<TimeZone> timeZone);
@@ -84,7 +84,8 @@ class ZTimestampUtilities {
 
   /// Whole days from start to end by the user's wall clock, negative when the end is the earlier:
   /// 1 for 47 hours, -1 for -47. Without an end it is 0.
-  /// Throws ParameterAssertion without a start ("ZTimestampUtilities", line 206).
+  /// Throws ParameterAssertion (ParameterAssertion.h) without a start ("ZTimestampUtilities", line
+  /// 206).
   [[nodiscard]] static std::int64_t numberOfDaysFromTimestamp(std::optional<Timestamp> start,
                                                               std::optional<Timestamp> end);
 
@@ -99,7 +100,7 @@ class ZTimestampUtilities {
   [[nodiscard]] static Calendar _currentCalendar();
 
   /// The calling thread's formatters of the three wire forms: made on a thread's first use, kept in
-  /// its ThreadDictionary under "<receiving class>:<suffix>", all in UTC. A class that derives its
+  /// its ThreadDictionary (ThreadDictionary.h) under "<receiving class>:<suffix>", all in UTC. A class that derives its
   /// own forms hands in its name and gets formatters of its own.
   ///   suffix "ISO8601DateFormatter",                 pattern "yyyy-MM-dd'T'HH:mm:ss'Z'"
   ///   suffix "RCF1123DateFormatter",                 pattern "EEE, dd MMM yyyy HH':'mm':'ss Z"

@@ -1,11 +1,14 @@
 // business-year: prints the holidays of a year under the three business calendars, and its months'
-// processing days, Saturdays and Sundays off.  Usage: business-year [YEAR], the current one if
-// absent
+// processing days, Saturdays and Sundays off. Usage: business-year [YEAR]; without one it is the
+// current year.
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
+#include <system_error>
 
 #include "calendar/ZDateUtilities.h"
 
