@@ -11,8 +11,8 @@
 
 namespace ztp {
 
-/// A calendar with a time zone of its own, or one that follows the system's local zone. A value that
-/// never changes; safe to share between threads.
+/// A calendar with a time zone of its own, or one that follows the system's local zone. A value
+/// that never changes; safe to share between threads.
 class Calendar {
  public:
   /// The calendar in one zone.

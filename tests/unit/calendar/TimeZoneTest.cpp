@@ -193,8 +193,9 @@ TEST(LocalZone, IsTheOneThatTZNames) {
 }
 
 TEST(LocalZone, ThatSaysNoZoneIsReportedOnceAndReadAsUTC) {
-  for (const char* setting : {"Nowhere/Land", "XYZ", "AB1", "EST5EDT,M3.2.0,M11.1.0,", "EST25",
-                              "<+05>", "EST5:60", "EST5:", "/no/such/file"}) {
+  for (const char* setting :
+       {"Nowhere/Land", "XYZ", "AB1", "EST5EDT,M3.2.0,M11.1.0,", "EST25", "<+05>", "EST5:60",
+        "EST5:", "/no/such/file", "fixed UTC", "libc:localtime", "Fixed/UTC+05:00:00"}) {
     const LocalZoneIs local(setting);
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(TimeZone::local().name(), "UTC");

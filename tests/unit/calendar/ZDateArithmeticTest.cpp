@@ -69,9 +69,15 @@ TEST(DateArithmetic, CoercesItsDate) {
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(text(ZDateUtilities::dateByAddingDays(0, testing::utc(2019, 3, 15, 20))), "2019-03-16");
   EXPECT_EQ(text(ZDateUtilities::dateByAddingDays(1, testing::utc(2019, 3, 15, 20))), "2019-03-17");
+  EXPECT_EQ(text(ZDateUtilities::dateByAddingMonths(1, testing::utc(2019, 1, 30, 20))),
+            "2019-02-28");
+  EXPECT_EQ(text(ZDateUtilities::dateByAddingYears(1, testing::utc(2020, 2, 28, 20))),
+            "2021-02-28");
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "ERROR: Timestamp is not a valid date: 2019-03-15 20:00:00 +0000\n"
-            "ERROR: Timestamp is not a valid date: 2019-03-15 20:00:00 +0000\n");
+            "ERROR: Timestamp is not a valid date: 2019-03-15 20:00:00 +0000\n"
+            "ERROR: Timestamp is not a valid date: 2019-01-30 20:00:00 +0000\n"
+            "ERROR: Timestamp is not a valid date: 2020-02-28 20:00:00 +0000\n");
 }
 
 TEST(DateArithmetic, ADayHas86400Seconds) {
@@ -137,6 +143,30 @@ TEST(Periods, HaveNoBoundaryWithoutADate) {
         Z::firstDayOfMonthContainingDate, Z::lastDayOfMonthContainingDate,
         Z::firstDayOfYearContainingDate, Z::lastDayOfYearContainingDate}) {
     EXPECT_EQ(text(boundary(std::nullopt)), "none");
+  }
+}
+
+TEST(Periods, AreThoseOfTheLocalDayOfAnInstantThatIsNoDate) {
+  using Z = ZDateUtilities;
+  const testing::LocalZoneIs tokyo("Asia/Tokyo");
+  const Timestamp eve = testing::utc(2018, 12, 31, 20);  // Tuesday, 1 January in Tokyo
+  const BoundaryCase cases[] = {
+      {Z::firstDayOfWeekContainingDate, eve, "2018-12-30"},
+      {Z::lastDayOfWeekContainingDate, eve, "2019-01-05"},
+      {Z::firstDayOfQuarterContainingDate, eve, "2019-01-01"},
+      {Z::lastDayOfQuarterContainingDate, eve, "2019-03-31"},
+      {Z::firstDayOfTaxQuarterContainingDate, eve, "2019-01-01"},
+      {Z::lastDayOfTaxQuarterContainingDate, eve, "2019-03-31"},
+      {Z::firstDayOfMonthContainingDate, eve, "2019-01-01"},
+      {Z::lastDayOfMonthContainingDate, eve, "2019-01-31"},
+      {Z::firstDayOfYearContainingDate, eve, "2019-01-01"},
+      {Z::lastDayOfYearContainingDate, eve, "2019-12-31"},
+  };
+  for (const BoundaryCase& at : cases) {
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(text(at.boundary(at.of)), at.result);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "ERROR: Timestamp is not a valid date: 2018-12-31 20:00:00 +0000\n");
   }
 }
 

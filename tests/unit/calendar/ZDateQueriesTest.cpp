@@ -91,8 +91,9 @@ TEST(DateQueries, CoerceAnInstantThatIsNoDate) {
   EXPECT_EQ(ZDateUtilities::dayOfMonthForDate(evening), 16);
   EXPECT_EQ(ZDateUtilities::dayOfWeekForDate(evening), 7);
   EXPECT_EQ(ZDateUtilities::numberOfDaysFromDate(evening, day(2019, 3, 17)), 1);
+  EXPECT_TRUE(ZDateUtilities::dateContainsTimestamp(evening, day(2019, 3, 16), TimeZone::utc()));
   const std::string line = "ERROR: Timestamp is not a valid date: 2019-03-15 20:00:00 +0000\n";
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), line + line + line);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), line + line + line + line);
 }
 
 TEST(DateQueries, AreZeroBeyondTheCalendar) {

@@ -1,5 +1,6 @@
-// The closing days of three calendars from 1990 to 2030 as they were published: literal lists, not
-// made by any rule, for the holiday sweep to hold the rules against.
+// The closing days of three calendars from 1990 to 2030 as their institutions announce them:
+// literal lists, not made by any rule, for the holiday sweep to hold the rules against.
+// ClosingDays.cpp says where they come from and how far they were checked.
 #pragma once
 
 #include <chrono>
