@@ -26,7 +26,7 @@ std::vector<int> ZanburyToolProxy::descriptorsToWatch() const {
   if (lastWordsDeadline_) return {};
   std::vector<int> descriptors{Signals::terminationDescriptor()};
   // While forwarding, bytes of the host are no cancel and wait for their turn.
-  if (inputFifoFileHandle && !isConverterTool() && state != State::ForwardingMessages) {
+  if (inputFifoFileHandle && state != State::ForwardingMessages) {
     descriptors.push_back(inputFifoFileHandle->fileDescriptor());
   }
   return descriptors;

@@ -2,18 +2,12 @@
 //
 // Each Forward message is encrypted by itself under the session key and one IV that serves both
 // directions; what is inside belongs to the tool and the host and passes unchanged.
+#include <utility>
+
 #include "app/ZanburyToolProxy.h"
 #include "util/CryptoUtilities.h"
 
 namespace ztp {
-namespace {
-
-DataView viewOf(const std::optional<Data>& data) {
-  return data ? DataView(*data) : DataView();
-}
-
-}  // namespace
-
 void ZanburyToolProxy::transitionToStateWaitingForServerDidStartForwarding() {
   state = State::WaitingForServerDidStartForwarding;
 }

@@ -26,10 +26,6 @@ void addIfNonEmpty(Dictionary& dictionary, const char* key,
   if (value && !value->empty()) dictionary[key] = *value;
 }
 
-DataView viewOf(const std::optional<Data>& data) {
-  return data ? DataView(*data) : DataView();
-}
-
 std::string encoded(const std::optional<Data>& data) {
   return Utilities::stringWithEncodedData(viewOf(data));
 }
@@ -80,7 +76,7 @@ void ZanburyToolProxy::addClientDescription(Dictionary& dictionary) const {
 }
 
 void ZanburyToolProxy::addHostDescription(Dictionary& dictionary) const {
-  if (!hostPath) return;
+  if (!hostPath || hostPath->empty()) return;
   const ApplicationBundle bundle(*hostPath);
   const std::string identifier = bundle.bundleIdentifier();
   addIfNonEmpty(dictionary, "hostIdentifier", identifier);
@@ -120,6 +116,7 @@ bool ZanburyToolProxy::consumeServerHandshake(const std::optional<Dictionary>& d
   }
   if (const auto destinations = redirectDestinations(*dictionary)) {
     pushServerDestinations(*destinations);
+    endServerTask();
     cleanUpServerTask();
     transitionToStateWaitingForServerHello();
     launchServerTask();

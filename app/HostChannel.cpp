@@ -3,9 +3,11 @@
 // A FIFO message is the length in bytes of a property list in decimal, a line feed, and the
 // property list in its XML form. Nothing is read back in this form: what the host sends are raw
 // bytes.
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -35,7 +37,7 @@ bool tryToOpen(const std::optional<std::string>& path, int& fileDescriptor, std:
   return fileDescriptor != -1;
 }
 
-// "%lu\n" in a buffer of eleven bytes with its terminating NUL.
+// The length line, made in eleven bytes with a terminating NUL.
 std::optional<std::string> header(std::size_t length) {
   std::array<char, headerSize> buffer{};
   const int formatted = std::snprintf(buffer.data(), buffer.size(), "%zu\n", length);
@@ -123,7 +125,7 @@ bool ZanburyToolProxy::consumeInputFifoData(DataView data) {
     }
     abortWithReason("User canceled", std::nullopt, nullptr, true);
   } catch (const PlatformException&) {
-    // What goes wrong while the host speaks does not end the session.
+    // What must end the session has aborted it already.
   }
   return false;
 }

@@ -8,10 +8,6 @@ namespace {
 
 using Utilities = ZanburyToolProxyUtilities;
 
-DataView viewOf(const std::optional<Data>& data) {
-  return data ? DataView(*data) : DataView();
-}
-
 // The last component of a path; a slash at its end does not count.
 std::filesystem::path lastComponent(std::filesystem::path path) {
   if (!path.has_filename()) path = path.parent_path();
@@ -92,9 +88,11 @@ bool ZanburyToolProxy::messageShouldContinueWritingWithTotalBytesWritten(
 
 void ZanburyToolProxy::messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) {
   if (state == State::Aborted) return;
-  if (message.shouldAbort()) {
-    abortWithReason("Could not write message asynchronously", std::nullopt, nullptr);
-  }
+  perform([&] {
+    if (message.shouldAbort()) {
+      abortWithReason("Could not write message asynchronously", std::nullopt, nullptr);
+    }
+  });
   pendingOutputMessage.reset();
 }
 

@@ -55,6 +55,7 @@ void ZanburyToolProxy::inputFileHandleDidRead(DataView data) {
 
 void ZanburyToolProxy::serverStreamDidEnd() {
   if (state == State::WaitingForServerHello) {
+    endServerTask();
     cleanUpServerTask();
     launchServerTask();
     return;

@@ -16,10 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 using Utilities = ZanburyToolProxyUtilities;
 
-DataView viewOf(const std::optional<Data>& data) {
-  return data ? DataView(*data) : DataView();
-}
-
 // The path with `name` below it, an absolute name included.
 fs::path itemBelow(const fs::path& directory, const std::string& name) {
   return directory.string() + "/" + name;

@@ -1,12 +1,13 @@
 // The connection to a server: ssh as a child, one destination after the other, and the countdown
 // before the whole list is tried again.
+#include <fmt/format.h>
+#include <unistd.h>
+
 #include "app/ZanburyToolProxy.h"
+#include "platform/Error.h"
 #include "platform/FileManager.h"
 #include "platform/Pipe.h"
 #include "util/ServerDestination.h"
-
-#include <fmt/format.h>
-#include <unistd.h>
 
 namespace ztp {
 namespace {
@@ -85,6 +86,10 @@ std::vector<std::string> ZanburyToolProxy::sshArguments(const std::string& user,
           "-p",    portText,
           host,    *serverCommandPath,
           "server"};
+}
+
+void ZanburyToolProxy::endServerTask() {
+  if (serverTask) serverTask->terminate();
 }
 
 void ZanburyToolProxy::cleanUpServerTask() {

@@ -53,30 +53,6 @@ struct Causes {
 
 }  // namespace
 
-std::string_view stringForState(ZanburyToolProxyState state) {
-  switch (state) {
-    case ZanburyToolProxyState::None:
-      return "None";
-    case ZanburyToolProxyState::Aborted:
-      return "Aborted";
-    case ZanburyToolProxyState::ForwardingMessages:
-      return "ForwardingMessages";
-    case ZanburyToolProxyState::Retry:
-      return "Retry";
-    case ZanburyToolProxyState::WaitingForServerHello:
-      return "WaitingForServerHello";
-    case ZanburyToolProxyState::WaitingForServerHandshake:
-      return "WaitingForServerHandshake";
-    case ZanburyToolProxyState::SendingInputArchive:
-      return "SendingInputArchive";
-    case ZanburyToolProxyState::WaitingForServerDidStartForwarding:
-      return "WaitingForServerDidStartForwarding";
-    case ZanburyToolProxyState::WaitingForOutputArchive:
-      return "WaitingForOutputArchive";
-  }
-  return "None";
-}
-
 std::unique_ptr<ZanburyToolProxy> ZanburyToolProxy::initServerProxy(bool isServer) {
   auto session = std::make_unique<ZanburyToolProxy>();
   if (isServer) session->abortWithReason("Not a server", std::nullopt, nullptr);
@@ -102,7 +78,7 @@ void ZanburyToolProxy::createTemporaryDirectory() {
 void ZanburyToolProxy::removeItemAtPath(const std::filesystem::path& path) {
   if (path.empty() || !FileManager::itemExists(path)) return;
   if (const auto error = FileManager::removeItem(path)) {
-    log("ERROR: Could not remove file, error = {}", error->description);
+    log("ERROR: Could not remove file, error = {}", printable(error->description));
     static_cast<void>(ZanburyToolProxyUtilities::runTaskWithLaunchPath(
         "/bin/rm", std::vector<std::string>{"-rf", path.string()}));
   }
@@ -116,10 +92,27 @@ void ZanburyToolProxy::perform(const std::function<void()>& callback) {
       abortWithReason(std::nullopt, std::nullopt, &exception);
     }
   } catch (...) {
-    // Not even the abort worked (memory is short): what remains to be done is to leave nothing.
+    leaveNothing();
+  }
+}
+
+void ZanburyToolProxy::leaveNothing() noexcept {
+  try {
     transitionToStateAborted();
     stopProxy();
+  } catch (...) {
+    std::error_code ignored;
+    std::filesystem::remove_all(temporaryDirectoryPath, ignored);
+    std::_Exit(1);
   }
+}
+
+void ZanburyToolProxy::wipeSecrets() noexcept {
+  for (auto* secret :
+       {&symmetricKey, &forwardingIV, &inputArchiveIV, &outputArchiveIV, &handshakeSalt}) {
+    secret->reset();
+  }
+  serverIdentity.reset();
 }
 
 void ZanburyToolProxy::transitionToStateAborted() {
@@ -138,6 +131,8 @@ void ZanburyToolProxy::abortWithReason(std::optional<std::string_view> reason,
   const Causes causes{nonEmpty(reason), error ? nonEmpty(error->description) : std::nullopt,
                       exception ? nonEmpty(exception->what()) : std::nullopt};
   abortStrings = causes.lines();
+  // From here on every wait has an end, the one for a full standard error included.
+  if (!lastWordsDeadline_) lastWordsDeadline_ = Clock::now() + lastWordsTime;
   log("{}", fmt::join(abortStrings, "\n"));
   if (state == State::Aborted) return;
   transitionToStateAborted();
@@ -173,6 +168,7 @@ void ZanburyToolProxy::stopProxy() {
   ChildProcess::killAwaited();
   removeItemAtPath(temporaryDirectoryPath);
   temporaryDirectoryPath.clear();
+  wipeSecrets();
   StandardStreams::restore();
   std::exit(state == State::Aborted ? 1 : static_cast<int>(toolExitCode));
 }

@@ -70,6 +70,10 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   void transitionToStateAborted();
   /// Runs a callback of the run loop; whatever it raises aborts the session.
   void perform(const std::function<void()>& callback);
+  /// The last resort when not even an abort works, because memory is short: removes the working
+  /// directory and ends the process with status 1.
+  [[noreturn]] void leaveNothing() noexcept;
+  void wipeSecrets() noexcept;
   /// Waits, 100 ms at most, until ssh has taken the last message out of the pipe: what comes next
   /// is its end.
   void giveLastMessageItsChance();
@@ -98,6 +102,9 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   [[nodiscard]] std::vector<std::string> sshArguments(const std::string& user,
                                                       const std::string& portText,
                                                       const std::string& host) const;
+  /// Tells ssh to end. Its output may have ended while it has not: a server can close one stream
+  /// and keep the other, and ssh processes must not pile up.
+  void endServerTask();
   /// Forgets the child and closes its pipes; half a message of it is dropped with them.
   void cleanUpServerTask();
   void transitionToStateRetry();

@@ -6,6 +6,8 @@
 
 #include <poll.h>
 
+#include <thread>
+
 namespace ztp {
 namespace {
 
@@ -48,6 +50,7 @@ Event pollOnce(int fileDescriptor, short events, milliseconds timeout) {
   auto descriptors = descriptorsFor(fileDescriptor, events);
   const int count =
       ::poll(descriptors.data(), descriptors.size(), static_cast<int>(timeout.count()));
+  if (count < 0 && errno != EINTR) std::this_thread::sleep_for(timeout);  // memory is short
   if (count < 0) return errno == EINTR ? Event::nothing : Event::attendance;
   if (descriptors[0].revents != 0) return Event::ready;
   return count > 0 || timeout == attendanceInterval ? Event::attendance : Event::nothing;

@@ -1,9 +1,10 @@
 // What the main thread still attends to while it is blocked.
 //
-// Two things block the one thread there is: a write into a pipe that nobody empties, and a child
-// that is run to its end. The run loop does not turn then, but a signal, a cancel from the host and
-// the host's death must still end the program. Every blocking wait therefore goes through here, and
-// the session registers itself as the attendant who is called while a wait lasts.
+// Two things block the one thread there is: a write into a pipe that nobody empties (ssh's, the
+// host's, the log's), and a child that is run to its end. The run loop does not turn then, but a
+// signal, a cancel from the host and the host's death must still end the program. Every blocking
+// wait therefore goes through here, and the session registers itself as the attendant who is called
+// while a wait lasts.
 #pragma once
 
 #include <chrono>

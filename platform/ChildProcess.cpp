@@ -1,5 +1,5 @@
 // Children by fork and exec: between the two they get their three descriptors, default signals and
-// the promise to die with their parent, none of which posix_spawn offers everywhere.
+// the promise to die with their parent, which posix_spawn does not offer.
 #include "platform/ChildProcess.h"
 
 #include <algorithm>

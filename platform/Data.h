@@ -5,9 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ztp {
@@ -60,6 +62,11 @@ inline DataView bytesOf(std::string_view text) noexcept {
 /// The same bytes seen as text; nothing is checked or copied.
 inline std::string_view textOf(DataView bytes) noexcept {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+/// The bytes that there are; an empty view for none.
+inline DataView viewOf(const std::optional<Data>& data) noexcept {
+  return data ? DataView(*data) : DataView();
 }
 
 /// A copy of the bytes that a view shows.

@@ -29,8 +29,9 @@ void log(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
 /// Reports the failure that errno holds as "call: reason"; leaves errno as it was.
 void logErrno(std::string_view call);
 
-/// A text from outside, fit for a log line: control characters and invalid UTF-8 are escaped as
-/// \xNN, and what exceeds `limit` bytes is cut and marked with "...".
+/// A text from outside, fit for a log line: control characters, what changes the direction of
+/// writing or ends a line, and invalid UTF-8 are escaped as \xNN for each byte; what exceeds
+/// `limit` bytes is cut and marked with "...".
 std::string printable(std::string_view text, std::size_t limit = 4096);
 
 }  // namespace ztp

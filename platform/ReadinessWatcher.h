@@ -6,9 +6,9 @@
 
 namespace ztp {
 
-/// Calls back in every turn of the loop in which the descriptor is ready (or broken), until it is
-/// destroyed; destroying it within its own callback is allowed. One watcher for a descriptor at a
-/// time. Leaves the descriptor's flags as they are. A plain file is always ready.
+/// Calls back in every turn of the loop in which the descriptor is ready, once when it is broken,
+/// until it is destroyed; destroying it within its own callback is allowed. One watcher for a
+/// descriptor at a time. Leaves the descriptor's flags as they are. A plain file is always ready.
 class ReadinessWatcher {
  public:
   enum class Interest { readable, writable };

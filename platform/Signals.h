@@ -12,7 +12,7 @@ class Signals {
   Signals() = delete;
 
   /// SIGTERM, SIGINT and SIGHUP no longer end the process: they are kept for `takeTermination`.
-  /// SIGPIPE is ignored. All of them are unblocked, whatever mask was inherited.
+  /// The three are unblocked, whatever mask was inherited. SIGPIPE is ignored.
   static void catchTermination();
   /// Readable while a termination signal waits to be taken.
   static int terminationDescriptor();

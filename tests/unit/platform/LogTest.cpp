@@ -75,10 +75,15 @@ struct PrintableCase {
   std::string_view expected;
 };
 
-constexpr PrintableCase printables[] = {
-    {"plain text"sv, "plain text"sv},         {"two\nlines"sv, "two\\x0alines"sv},
-    {"\x1b[31mred"sv, "\\x1b[31mred"sv},      {"a\0b\x7f"sv, "a\\x00b\\x7f"sv},
-    {"gr\u00fc\u00df"sv, "gr\u00fc\u00df"sv}, {"\xff\xc3"sv, "\\xff\\xc3"sv}};
+constexpr PrintableCase printables[] = {{"plain text"sv, "plain text"sv},
+                                        {"two\nlines"sv, "two\\x0alines"sv},
+                                        {"\x1b[31mred"sv, "\\x1b[31mred"sv},
+                                        {"a\0b\x7f"sv, "a\\x00b\\x7f"sv},
+                                        {"gr\u00fc\u00df"sv, "gr\u00fc\u00df"sv},
+                                        {"\u009b2J"sv, "\\xc2\\x9b2J"sv},
+                                        {"\u202etxt"sv, "\\xe2\\x80\\xaetxt"sv},
+                                        {"\u2028"sv, "\\xe2\\x80\\xa8"sv},
+                                        {"\xff\xc3"sv, "\\xff\\xc3"sv}};
 
 TEST(Log, EscapesWhatCouldForgeALineOrDriveATerminal) {
   for (const auto& [text, expected] : printables) EXPECT_EQ(printable(text), expected);
