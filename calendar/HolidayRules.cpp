@@ -1,6 +1,7 @@
 // HolidayRules: the table, and the ways in which a holiday on a weekend moves to a weekday.
 #include "calendar/HolidayRules.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -143,6 +144,12 @@ HolidayAnswer observedInUnitedStates(const AskedDay& day, ZHolidayType type) {
   }
   return {};
 }
+
+constexpr bool isOnWeekdayOrFixed(const HolidayRule& rule) {
+  return rule.weekday == anyWeekday || (rule.weekday >= monday && rule.weekday <= friday);
+}
+// What the shortcut below relies on: a holiday on a weekday of its own never falls on a weekend.
+static_assert(std::all_of(rules.begin(), rules.end(), isOnWeekdayOrFixed));
 
 /// Whether a holiday of the weekend may have moved to this weekday: only one on a fixed day falls
 /// on a weekend, and it moves by three days at most.

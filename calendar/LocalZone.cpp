@@ -31,9 +31,10 @@ std::string_view nameBelowZoneFolder(std::string_view path) {
 /// Takes "hh", ":mm" or ":ss" off the front of a POSIX offset.
 std::optional<int> takeNumber(std::string_view& text) {
   int value = 0;
+  if (text.starts_with('-')) return std::nullopt;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   const auto length = static_cast<std::size_t>(end - text.data());
-  if (error != std::errc() || length > 2 || value < 0) return std::nullopt;
+  if (error != std::errc() || length > 2) return std::nullopt;
   text.remove_prefix(length);
   return value;
 }

@@ -1,9 +1,10 @@
 // ZDateUtilities: adding years, months and days to a date, and completing short years.
+#include "calendar/ZDateUtilities.h"
+
 #include <algorithm>
 #include <limits>
 
 #include "calendar/WholeSeconds.h"
-#include "calendar/ZDateUtilities.h"
 
 namespace ztp {
 

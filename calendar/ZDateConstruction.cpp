@@ -1,11 +1,12 @@
 // ZDateUtilities: well-known dates, the current day, validity, construction, coercion.
+#include "calendar/ZDateUtilities.h"
+
 #include <atomic>
 #include <cmath>
 #include <limits>
 
 #include "calendar/ErrorLog.h"
 #include "calendar/WholeSeconds.h"
-#include "calendar/ZDateUtilities.h"
 #include "calendar/ZTimestampUtilities.h"
 
 namespace ztp {

@@ -1,7 +1,8 @@
 // ZDateUtilities: holidays, as asked by date. The rules are in HolidayRules.
+#include "calendar/ZDateUtilities.h"
+
 #include "calendar/HolidayRules.h"
 #include "calendar/WholeSeconds.h"
-#include "calendar/ZDateUtilities.h"
 
 namespace ztp {
 

@@ -1,8 +1,9 @@
 // ZDateUtilities: the first and last days of the weeks, months, quarters and years around a date.
+#include "calendar/ZDateUtilities.h"
+
 #include <array>
 
 #include "calendar/WholeSeconds.h"
-#include "calendar/ZDateUtilities.h"
 
 namespace ztp {
 

@@ -1,11 +1,12 @@
 // ZDateUtilities: weekdays by name, weekends, processing days, and stepping over them.
+#include "calendar/ZDateUtilities.h"
+
 #include <array>
 #include <vector>
 
 #include "calendar/EnglishNames.h"
 #include "calendar/HolidayRules.h"
 #include "calendar/WholeSeconds.h"
-#include "calendar/ZDateUtilities.h"
 
 namespace ztp {
 

@@ -1,7 +1,8 @@
 // ZDateUtilities: questions about one date. Each asserts that it was given one, then coerces it.
+#include "calendar/ZDateUtilities.h"
+
 #include "calendar/ParameterAssertion.h"
 #include "calendar/WholeSeconds.h"
-#include "calendar/ZDateUtilities.h"
 #include "calendar/ZTimestampUtilities.h"
 
 namespace ztp {

@@ -1,11 +1,11 @@
 // ZDateUtilities: the text forms of dates. Fields are cut out by position and read digit by digit;
 // the calendar then says whether they make a date.
+#include "calendar/ZDateUtilities.h"
+
 #include <array>
 #include <cstdio>
 #include <limits>
 #include <stdexcept>
-
-#include "calendar/ZDateUtilities.h"
 
 namespace ztp {
 

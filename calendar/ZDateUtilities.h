@@ -231,7 +231,7 @@ class ZDateUtilities {
 
   // Processing days (ZDateProcessingDays.cpp); dates are not coerced ----------------------------
 
-  /// 1 (Sunday) to 7 (Saturday) for an English weekday name in any case, all blanks ignored; 0 for
+  /// 1 (Sunday) to 7 (Saturday) for an English weekday name in any case, spaces ignored; 0 for
   /// any other text, abbreviations included.
   [[nodiscard]] static int dayOfWeekForName(std::string_view name);
   /// Saturday or Sunday; false without a date.
