@@ -30,6 +30,7 @@ class BlockingWait {
  public:
   BlockingWait() = delete;
 
+  /// How a wait ended: as it should, or because the attendant's deadline has passed.
   enum class Outcome { ready, expired };
 
   /// Who is called during waits from now on; a null pointer for nobody. Not owned.

@@ -20,6 +20,7 @@ class ChildProcess {
     int standardOutput;
     int standardError;
   };
+  /// What is started, and with what.
   struct Command {
     std::filesystem::path launchPath;
     std::vector<std::string> arguments;    // without the program's name

@@ -12,6 +12,7 @@ namespace ztp {
 /// `close` is the same, at once. Move-only. Methods that can fail raise PlatformException.
 class FileHandle {
  public:
+  /// Whether the descriptor is closed with the handle.
   enum class Ownership { owns, borrows };
 
   /// Wraps an open descriptor.

@@ -14,6 +14,8 @@ namespace ztp {
 
 using MaybeError = std::optional<Error>;
 
+/// Stateless operations; callable from any thread, but copies and whole files let the main thread's
+/// attendant act between pieces.
 class FileManager {
  public:
   FileManager() = delete;

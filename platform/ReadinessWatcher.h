@@ -11,6 +11,7 @@ namespace ztp {
 /// descriptor at a time. Leaves the descriptor's flags as they are. A plain file is always ready.
 class ReadinessWatcher {
  public:
+  /// What the descriptor must be ready for.
   enum class Interest { readable, writable };
   using Callback = std::function<void()>;
 
@@ -22,6 +23,7 @@ class ReadinessWatcher {
 
  private:
   struct State;
+  /// Unregisters from the loop, which lets go of the state in a later turn.
   struct Closer {
     void operator()(State* state) const noexcept;
   };

@@ -3,6 +3,7 @@
 
 namespace ztp {
 
+/// Stateless but for the flags it remembers; for the main thread.
 class StandardStreams {
  public:
   StandardStreams() = delete;
