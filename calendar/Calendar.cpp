@@ -45,11 +45,12 @@ std::optional<WallClock> wallClockOf(Timestamp instant, TimeZone zone) {
 
 }  // namespace
 
-std::optional<DateComponents> Calendar::componentsFromTimestamp(Timestamp instant) const {
+std::optional<DateComponents> Calendar::componentsFromTimestamp(Timestamp instant,
+                                                                TimeZone timeZone) {
   std::optional<DateComponents> fields;  // the one result, filled in where the caller wants it
   const std::optional<std::int64_t> seconds = wholeSeconds(instant);
   if (!seconds) return fields;
-  const DayAndSecond at = splitSeconds(*seconds + timeZone().secondsFromGMT(instant));
+  const DayAndSecond at = splitSeconds(*seconds + timeZone.secondsFromGMT(instant));
   if (!isCalendarDay(at.day)) return fields;
   const CivilDate date = civilDateFromDayNumber(static_cast<DayNumber>(at.day));
   fields.emplace();

@@ -29,7 +29,12 @@ class Calendar {
 
   /// Year to second of the instant on this calendar's wall clock, without a zone; absent when the
   /// day lies beyond the calendar's range.
-  [[nodiscard]] std::optional<DateComponents> componentsFromTimestamp(Timestamp instant) const;
+  [[nodiscard]] std::optional<DateComponents> componentsFromTimestamp(Timestamp instant) const {
+    return componentsFromTimestamp(instant, timeZone());
+  }
+  /// The same on the wall clock of any zone, without a calendar.
+  [[nodiscard]] static std::optional<DateComponents> componentsFromTimestamp(Timestamp instant,
+                                                                             TimeZone timeZone);
 
   /// The instant of the fields, which may be out of range and are then normalised; read in their
   /// own zone when they have one. Absent beyond the calendar's range.

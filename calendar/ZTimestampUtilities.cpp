@@ -113,7 +113,8 @@ std::optional<Timestamp> ZTimestampUtilities::timestampFromZanburyTestCaseString
 std::optional<DateComponents> ZTimestampUtilities::componentsForTimestamp(
     std::optional<Timestamp> timestamp, std::optional<TimeZone> timeZone) {
   if (!timestamp) return std::nullopt;
-  return currentCalendarIn(timeZone).componentsFromTimestamp(*timestamp);
+  if (timeZone) return Calendar::componentsFromTimestamp(*timestamp, *timeZone);
+  return _currentCalendar().componentsFromTimestamp(*timestamp);
 }
 
 std::int64_t ZTimestampUtilities::numberOfDaysFromTimestamp(std::optional<Timestamp> start,
