@@ -144,7 +144,12 @@ def test_eight_programs_that_start_at_once_do_not_disturb_each_other(
     program = after(desk.program, tmp_path, waiting)
     results = [tmp_path / f"result{number}.csv" for number in range(8)]
     conversions = [
-        desk.begin(program=program, temporary_directory=place, dest_path=result)
+        desk.begin(
+            program=program,
+            temporary_directory=place,
+            dest_path=result,
+            logs_dir_path=result.with_suffix(".logs"),
+        )
         for result in results
     ]
     gate.touch()
@@ -153,5 +158,6 @@ def test_eight_programs_that_start_at_once_do_not_disturb_each_other(
     assert len(directories) == 8 and set(place.iterdir()) == directories
     desk.server.file("all are there").touch()
     outcomes = [conversion.wait(PATIENCE) for conversion in conversions]
-    assert [outcome.status for outcome in outcomes] == [0] * 8
+    for outcome in outcomes:
+        assert outcome.status == 0, outcome.report()
     assert all(result.exists() for result in results) and list(place.iterdir()) == []
