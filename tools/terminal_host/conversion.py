@@ -20,6 +20,7 @@ from .outcome import Outcome
 from .program import find_program
 from .record import Record
 from .request import Request
+from .streams import SharedStreams
 
 CANCEL = b"\x18"  # any byte outside the forwarding phase cancels; this one says so in ASCII
 
@@ -57,12 +58,15 @@ class Conversion:
         program = find_program(self._program)
         channel = Channel()
         place = Path(self._given_temporary_directory or channel.temporary_directory)
+        streams = SharedStreams()
         try:
-            process = self._spawn(program, self._environment(channel, place))
+            process = self._spawn(program, self._environment(channel, place), streams)
         except (OSError, ValueError) as error:
+            streams.let_go()
+            streams.close()
             channel.close()
             raise HostError(f"cannot start {program}: {_reason(error)}") from error
-        listener = Listener(process, channel, self._record, place, self._stderr_grace)
+        listener = Listener(process, streams, channel, self._record, place, self._stderr_grace)
         end = weakref.finalize(self, _let_go, process, channel, listener, self._record)
         self._run = _Run(channel, place, process, listener, end)
         listener.start()
@@ -85,14 +89,15 @@ class Conversion:
         variables.update(self._overrides)
         return {name: value for name, value in variables.items() if value is not None}
 
-    def _spawn(self, program: Path, environment: Mapping[str, str]) -> subprocess.Popen:
+    def _spawn(
+        self, program: Path, environment: Mapping[str, str], streams: SharedStreams
+    ) -> subprocess.Popen:
         return subprocess.Popen(
             [str(program), *self._arguments],
             env=environment,
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            bufsize=0,
+            stdin=streams.input,
+            stdout=streams.output,
+            stderr=streams.error,
             start_new_session=True,
         )
 

@@ -15,6 +15,7 @@ from .channel import Channel
 from .events import StderrLine
 from .fifo import FifoParser
 from .record import Record
+from .streams import SharedStreams
 
 _CHUNK = 65536  # bytes
 
@@ -29,15 +30,15 @@ class Listener:
     def __init__(
         self,
         process: subprocess.Popen,
+        streams: SharedStreams,
         channel: Channel,
         record: Record,
         leftover_place: Path,
         grace: float,
     ):
-        assert process.stdout is not None and process.stderr is not None, "started with pipes"
         self._process = process
-        self._stdout = process.stdout
-        self._stderr = process.stderr
+        self._streams = streams
+        self._flags_after: tuple[int, ...] = ()
         self._channel = channel
         self._record = record
         self._leftover_place = leftover_place
@@ -58,8 +59,8 @@ class Listener:
         """Begins to listen."""
         self._watch(self._wake_in, self._wake_up)
         self._watch(self._channel.output_descriptor, self._read_fifo)
-        self._watch(self._stderr.fileno(), self._read_stderr)
-        self._watch(self._stdout.fileno(), self._read_stdout)
+        self._watch(self._streams.error_reader, self._read_stderr)
+        self._watch(self._streams.output_reader, self._read_stdout)
         self._thread.start()
         self._reaper.start()
 
@@ -99,6 +100,7 @@ class Listener:
 
     def _reap(self) -> None:
         status = self._process.wait()
+        self._flags_after = self._streams.let_go()
         self._ended = (status, self._record.now())
         self.wake()
 
@@ -113,7 +115,8 @@ class Listener:
 
     def _output_is_closed(self) -> bool:
         watched = self._selector.get_map()
-        return not any(p.fileno() in watched for p in (self._stderr, self._stdout))
+        readers = (self._streams.error_reader, self._streams.output_reader)
+        return not any(reader in watched for reader in readers)
 
     def _watch(
         self, descriptor: int, action: Callable[[], object], event: int = selectors.EVENT_READ
@@ -143,12 +146,12 @@ class Listener:
         return bool(chunk)
 
     def _read_stderr(self) -> None:
-        chunk = self._read_pipe(self._stderr.fileno())
+        chunk = self._read_pipe(self._streams.error_reader)
         *lines, self._line = (self._line + chunk).split(b"\n")
         self._record.add([_stderr_line(line) for line in lines], stderr=chunk)
 
     def _read_stdout(self) -> None:
-        self._record.add([], stdout=self._read_pipe(self._stdout.fileno()))
+        self._record.add([], stdout=self._read_pipe(self._streams.output_reader))
 
     def _read_pipe(self, descriptor: int) -> bytes:
         chunk = os.read(descriptor, _CHUNK)
@@ -163,12 +166,18 @@ class Listener:
         self._record.add([_stderr_line(self._line)] if self._line else [])
         stderr_closed = self._output_is_closed()
         self._close()
-        self._record.finish(status, duration, stderr_closed, _names_in(self._leftover_place))
+        self._record.finish(
+            status=status,
+            duration=duration,
+            stderr_closed=stderr_closed,
+            leftovers=_names_in(self._leftover_place),
+            pid=self._process.pid,
+            flags=(self._streams.flags_before, self._flags_after),
+        )
 
     def _close(self) -> None:
         self._selector.close()
-        self._stderr.close()
-        self._stdout.close()
+        self._streams.close()
         with self._wake_lock:
             os.close(self._wake_in)
             os.close(self._wake_out)

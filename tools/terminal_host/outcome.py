@@ -20,6 +20,9 @@ class Outcome:
     duration: float  # seconds from start to end of the program
     stderr_closed: bool  # False: another process still held standard error after the grace
     leftovers: tuple[str, ...]  # names found in TMPDIR after the end, sorted
+    pid: int  # which it had
+    flags_before: tuple[int, ...]  # status flags of standard input, output and error; the host
+    flags_after: tuple[int, ...]  # shares them with the program, which must leave them as they were
 
     @property
     def stderr_text(self) -> str:

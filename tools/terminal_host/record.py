@@ -45,7 +45,14 @@ class Record:
             self._changed.notify_all()
 
     def finish(
-        self, status: int, duration: float, stderr_closed: bool, leftovers: Sequence[str]
+        self,
+        *,
+        status: int,
+        duration: float,
+        stderr_closed: bool,
+        leftovers: Sequence[str],
+        pid: int,
+        flags: tuple[tuple[int, ...], tuple[int, ...]],
     ) -> None:
         """Enters the end and makes the outcome of it all; nothing is entered afterwards."""
         with self._changed:
@@ -59,6 +66,9 @@ class Record:
                 duration=duration,
                 stderr_closed=stderr_closed,
                 leftovers=tuple(leftovers),
+                pid=pid,
+                flags_before=flags[0],
+                flags_after=flags[1],
             )
             self._changed.notify_all()
 
