@@ -3,12 +3,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <thread>
 
 #include <nlohmann/json.hpp>
 
 #include "platform/FileManager.h"
 #include "platform/Log.h"
+#include "platform/ProcessEnd.h"
 #include "platform/StandardStreams.h"
 #include "platform/System.h"
 #include "platform/Text.h"
@@ -91,7 +91,7 @@ void ZanburyToolProxy::perform(const std::function<void()>& callback) {
     } catch (const std::exception& exception) {
       abortWithReason(std::nullopt, std::nullopt, &exception);
     }
-  } catch (...) {
+  } catch (const std::exception&) {
     leaveNothing();
   }
 }
@@ -148,10 +148,9 @@ void ZanburyToolProxy::giveLastMessageItsChance() {
   if (!outputFileHandle) return;
   const auto remains = [this] { return system::bytesInPipe(outputFileHandle->fileDescriptor()); };
   while (remains() > 0 && Clock::now() < *lastWordsDeadline_) {
-    std::this_thread::sleep_for(milliseconds{1});
+    BlockingWait::sleepFor(milliseconds{1});
   }
-  std::this_thread::sleep_until(
-      std::min(*lastWordsDeadline_, Clock::now() + timeBehindTheLastMessage));
+  BlockingWait::sleepFor(timeBehindTheLastMessage);  // less when the deadline comes first
 }
 
 void ZanburyToolProxy::stopProxy() {
@@ -170,7 +169,7 @@ void ZanburyToolProxy::stopProxy() {
   temporaryDirectoryPath.clear();
   wipeSecrets();
   StandardStreams::restore();
-  std::exit(state == State::Aborted ? 1 : static_cast<int>(toolExitCode));
+  endProcess(state == State::Aborted ? 1 : static_cast<int>(toolExitCode));
 }
 
 }  // namespace ztp

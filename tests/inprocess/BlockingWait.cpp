@@ -1,0 +1,26 @@
+// Stands in for platform/BlockingWait.cpp: nothing ever waits. What a write waits for is made room
+// for at once, by taking what the session has sent so far.
+#include "platform/BlockingWait.h"
+
+#include "tests/inprocess/ServerPeer.h"
+
+namespace ztp {
+
+void BlockingWait::setAttendant(Attendant* /*attendant*/) {}
+
+BlockingWait::Outcome BlockingWait::untilWritable(int /*fileDescriptor*/) {
+  test::ServerPeer::takeAll();
+  return Outcome::ready;
+}
+
+BlockingWait::Outcome BlockingWait::untilReadable(int /*fileDescriptor*/) {
+  return Outcome::ready;
+}
+
+void BlockingWait::sleepFor(std::chrono::milliseconds /*duration*/) {
+  test::ServerPeer::takeAll();
+}
+
+void BlockingWait::glance() {}
+
+}  // namespace ztp
