@@ -44,8 +44,9 @@ std::vector<pollfd> descriptorsFor(int fileDescriptor, short events) {
 
 enum class Event { ready, attendance, nothing };
 
-// One poll of at most `timeout`; calls the attendant when one of its descriptors has something or
-// the whole time has passed.
+// One poll of at most `timeout`: whether what is waited for is there, or the attendant's
+// descriptors have something. A poll that cannot be made at all has something for the attendant
+// too.
 Event pollOnce(int fileDescriptor, short events, milliseconds timeout) {
   auto descriptors = descriptorsFor(fileDescriptor, events);
   const int count =
@@ -53,19 +54,23 @@ Event pollOnce(int fileDescriptor, short events, milliseconds timeout) {
   if (count < 0 && errno != EINTR) std::this_thread::sleep_for(timeout);  // memory is short
   if (count < 0) return errno == EINTR ? Event::nothing : Event::attendance;
   if (descriptors[0].revents != 0) return Event::ready;
-  return count > 0 || timeout == attendanceInterval ? Event::attendance : Event::nothing;
+  return count > 0 ? Event::attendance : Event::nothing;
 }
 
+// The attendant's turn comes by the clock: signals that break off every poll do not put it off.
 BlockingWait::Outcome wait(int fileDescriptor, short events, std::optional<Clock::time_point> end) {
+  auto nextAttendance = Clock::now() + attendanceInterval;
   for (;;) {
-    auto timeout = attendanceInterval;
+    auto until = nextAttendance;
     const auto deadline = attendantDeadline();
-    if (end) timeout = std::min(timeout, remaining(*end));
-    if (deadline) timeout = std::min(timeout, remaining(*deadline));
-    const Event event = pollOnce(fileDescriptor, events, timeout);
+    if (end) until = std::min(until, *end);
+    if (deadline) until = std::min(until, *deadline);
+    const Event event = pollOnce(fileDescriptor, events, remaining(until));
     if (event == Event::ready) return BlockingWait::Outcome::ready;
     if (hasPassed(end) || hasPassed(deadline)) return BlockingWait::Outcome::expired;
-    if (event == Event::attendance && currentAttendant) currentAttendant->attend();
+    if (event == Event::nothing && !hasPassed(nextAttendance)) continue;
+    if (currentAttendant) currentAttendant->attend();
+    nextAttendance = Clock::now() + attendanceInterval;
   }
 }
 
@@ -81,6 +86,11 @@ BlockingWait::Outcome BlockingWait::untilWritable(int fileDescriptor) {
 
 BlockingWait::Outcome BlockingWait::untilReadable(int fileDescriptor) {
   return wait(fileDescriptor, POLLIN, std::nullopt);
+}
+
+BlockingWait::Outcome BlockingWait::untilReadable(int fileDescriptor, milliseconds atMost) {
+  const Outcome outcome = wait(fileDescriptor, POLLIN, Clock::now() + atMost);
+  return hasPassed(attendantDeadline()) ? outcome : Outcome::ready;
 }
 
 void BlockingWait::sleepFor(milliseconds duration) {

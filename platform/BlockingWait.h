@@ -41,6 +41,8 @@ class BlockingWait {
   [[nodiscard]] static Outcome untilWritable(int fileDescriptor);
   /// The same for reading.
   [[nodiscard]] static Outcome untilReadable(int fileDescriptor);
+  /// The same for that time at most, which then counts as ready: the caller looks for itself.
+  [[nodiscard]] static Outcome untilReadable(int fileDescriptor, std::chrono::milliseconds atMost);
   /// Waits for the given time, less when the deadline comes first.
   static void sleepFor(std::chrono::milliseconds duration);
   /// Does not wait at all: lets the attendant act if one of its descriptors is readable. Long

@@ -21,6 +21,8 @@
 namespace ztp {
 namespace {
 
+constexpr std::chrono::milliseconds longestTrust{1000};
+
 // Children whose objects are gone and that have not been collected, and those being waited for.
 std::vector<pid_t> forgottenChildren;
 std::vector<pid_t> awaitedChildren;
@@ -174,8 +176,9 @@ void ChildProcess::terminate() noexcept {
 
 void ChildProcess::waitUntilExit() {
   awaitedChildren.push_back(pid_);
+  // A child whose end was not announced, for whatever reason, is found ended all the same.
   while (!hasEnded(pid_)) {
-    if (BlockingWait::untilReadable(Signals::childEndDescriptor()) ==
+    if (BlockingWait::untilReadable(Signals::childEndDescriptor(), longestTrust) ==
         BlockingWait::Outcome::expired) {
       waitBlockingly(pid_);  // nothing else is attended to any more
     }

@@ -27,7 +27,10 @@ class SignalPipe {
     }
   }
   [[nodiscard]] int readingEnd() const { return ends_[0]; }
-  void put(unsigned char byte) const { static_cast<void>(!::write(ends_[1], &byte, 1)); }
+  void put(unsigned char byte) const {
+    while (::write(ends_[1], &byte, 1) < 0 && errno == EINTR) {
+    }
+  }
   [[nodiscard]] std::optional<int> take() const {
     unsigned char byte = 0;
     ssize_t count = 0;

@@ -82,6 +82,17 @@ TEST(ChildProcess, IsCollectedWhenItEndsAfterItWasForgotten) {
   EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
 }
 
+TEST(ChildProcess, IsFoundEndedThoughNoSignalSaysSo) {
+  static_cast<void>(Signals::childEndDescriptor());
+  sigset_t childEnd{};
+  sigset_t before{};
+  sigemptyset(&childEnd);
+  sigaddset(&childEnd, SIGCHLD);
+  ::sigprocmask(SIG_BLOCK, &childEnd, &before);
+  ChildProcess::launch({"/bin/sleep", {"0.1"}, {}}, {0, 1, 2}).waitUntilExit();
+  ::sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
 TEST(ChildProcess, IsKilledWhenItsParentIsGone) {
   Pipe pipe = Pipe::create();
   const pid_t middle = ::fork();

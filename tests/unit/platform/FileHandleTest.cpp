@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -141,6 +142,35 @@ TEST(BlockingWait, CallsTheAttendantAgainAndAgain) {
   EXPECT_EQ(BlockingWait::untilReadable(pipe.readingEnd.fileDescriptor()),
             BlockingWait::Outcome::expired);
   EXPECT_EQ(observer.calls, 2);
+}
+
+// Breaks off every system call of this process that waits, a thousand times a second.
+class SignalStorm {
+ public:
+  SignalStorm() {
+    struct sigaction action {};
+    action.sa_handler = [](int /*signalNumber*/) {};
+    ::sigaction(SIGALRM, &action, &before_);
+    const itimerval everyMillisecond{{0, 1'000}, {0, 1'000}};
+    ::setitimer(ITIMER_REAL, &everyMillisecond, nullptr);
+  }
+  ~SignalStorm() {
+    const itimerval never{};
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    ::sigaction(SIGALRM, &before_, nullptr);
+  }
+  SignalStorm(const SignalStorm&) = delete;
+  SignalStorm& operator=(const SignalStorm&) = delete;
+
+ private:
+  struct sigaction before_ {};
+};
+
+TEST(BlockingWait, CallsTheAttendantHoweverOftenItIsInterrupted) {
+  Observer observer;
+  const SignalStorm storm;
+  BlockingWait::sleepFor(std::chrono::milliseconds{350});
+  EXPECT_GE(observer.calls, 1);
 }
 
 TEST(BlockingWait, GlancesWithoutWaiting) {
