@@ -1,0 +1,57 @@
+"""The preloaded libraries (preload/) and the page of numbers that a test shares with each."""
+
+from __future__ import annotations
+
+import mmap
+import struct
+from pathlib import Path
+
+import pytest
+
+_CELL = struct.Struct("=q")
+
+
+class Preloaded:
+    """One library with a page of its own. `cells` names its numbers in the order of the library's
+    layout; a program that gets the variables of `environment` starts with it."""
+
+    library: str
+    cells: tuple[str, ...]
+
+    def __init__(self, program: Path, page: Path, **wanted: int) -> None:
+        """`program` is the one under test, beside which the libraries are built; `page` becomes a
+        file. Skips the test where the build has no such library."""
+        path = program.resolve().parents[1] / "preload" / f"{self.library}.so"
+        if not path.is_file():
+            pytest.skip(f"this build has no {path.name}")
+        page.write_bytes(bytes(mmap.PAGESIZE))
+        with page.open("r+b") as file:
+            self._memory = mmap.mmap(file.fileno(), mmap.PAGESIZE)
+        self.environment = {"LD_PRELOAD": str(path), "ZTP_FAULT_PAGE": str(page)}
+        for name, value in wanted.items():
+            self.set(name, value)
+
+    def set(self, name: str, value: int) -> None:
+        """Writes a number; the running program sees it at once."""
+        _CELL.pack_into(self._memory, self._place(name), value)
+
+    def get(self, name: str) -> int:
+        """Reads a number as it is at the moment."""
+        return int(_CELL.unpack_from(self._memory, self._place(name))[0])
+
+    def _place(self, name: str) -> int:
+        return self.cells.index(name) * _CELL.size
+
+
+class Turbulence(Preloaded):
+    """Short transfers and interrupted calls: preload/turbulence.cpp says which are which."""
+
+    library = "turbulence"
+    cells = ("shorten", "refuse", "signal_period", "shortened", "refused", "interrupted")
+
+
+class ShiftedClock(Preloaded):
+    """Clocks that jump: preload/shifted_clock.cpp."""
+
+    library = "shifted_clock"
+    cells = ("offset", "monotonic_offset", "asked", "monotonic_asked")
