@@ -1,6 +1,7 @@
 // ZanburyArchiver: packs a directory into a zip archive, or unpacks one. The proxy starts it where
 // the system has no archiver of its own.
 // Exit status: 0 done, 1 failed (one line on standard error says why), 2 not understood.
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
@@ -50,6 +51,8 @@ struct Runner {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  // Beyond the limit of file sizes a write fails with a reason, and nothing unfinished is left.
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
     const std::span<char*> all(argv, static_cast<std::size_t>(argc));
     const std::vector<std::string_view> words(all.begin() + (all.empty() ? 0 : 1), all.end());

@@ -84,7 +84,9 @@ void Signals::catchTermination() {
     install(signalNumber, noteTermination);
     unblock(signalNumber);
   }
+  // A write that fails says so itself; these two would end the process before it can tidy up.
   install(SIGPIPE, SIG_IGN);
+  install(SIGXFSZ, SIG_IGN);
 }
 
 int Signals::terminationDescriptor() {

@@ -12,7 +12,8 @@ class Signals {
   Signals() = delete;
 
   /// SIGTERM, SIGINT and SIGHUP no longer end the process: they are kept for `takeTermination`.
-  /// The three are unblocked, whatever mask was inherited. SIGPIPE is ignored.
+  /// The three are unblocked, whatever mask was inherited. SIGPIPE and SIGXFSZ are
+  /// ignored: a write into a broken pipe or beyond the limit of file sizes is an ordinary failure.
   static void catchTermination();
   /// Readable while a termination signal waits to be taken.
   static int terminationDescriptor();
