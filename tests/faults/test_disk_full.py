@@ -1,0 +1,242 @@
+"""A disk that is full at each step of a conversion: the user learns which step it was and why, what
+was there before is as the order of the steps leaves it, and nothing else stays behind."""
+
+from __future__ import annotations
+
+import os
+import random
+import subprocess
+from collections.abc import Iterator
+from pathlib import Path
+from typing import Any
+
+import pytest
+from ballast import PAGE, Ballast, pages
+from desk import PATIENCE
+from endings import assert_aborted
+from host_view import log_lines
+from ordeal import Ordeal
+from own_archiver import with_archiver, zipped_size
+from standin.record import wait_until
+from terminal_host import Conversion
+from tmpfs import Tmpfs
+
+FULL = "No space left on device"
+SIZE = 1_000_000
+EARLIER = b"the result of an earlier conversion\n"
+NO_IDENTITY = "Could not write identity to a file"
+NO_COPY = "Could not copy the source file to the InputArchive directory"
+NO_DELIVERY = "Could not copy dest file to host path"
+HELD = [{"create": "held"}, {"await": "go"}]
+BEFORE_UPLOAD = {"ServerHandshake": {"before": HELD}}
+RESULT = {"converted": {"file": "converted"}, "logs": {"tool.log": "done\n"}}
+BEFORE_DOWNLOAD = {"OutputArchive": {"before": HELD, **RESULT}}
+
+
+def _noise(size: int) -> bytes:
+    """Bytes that no archiver can shorten; always the same."""
+    return random.Random(size).randbytes(size)
+
+
+@pytest.fixture
+def small(ordeal: Ordeal) -> Ordeal:
+    """An ordeal whose disk has room for 16 MiB, with an earlier result at the destination."""
+    ordeal.file_system.resize("16m")
+    ordeal.desk.result.write_bytes(EARLIER)
+    return ordeal
+
+
+@pytest.fixture
+def ballast(small: Ordeal) -> Iterator[Ballast]:
+    with Ballast(small.tmpfs) as weight:
+        yield weight
+
+
+def _begin_held(ordeal: Ordeal, script: dict[str, Any], **options: Any) -> Conversion:
+    """A conversion that stands where the script holds it; `_go_on` lets it go."""
+    ordeal.desk.server.file("converted").write_bytes(_noise(SIZE))
+    conversion = ordeal.begin(script, **options)
+    wait_until(ordeal.desk.server.file("held").exists, PATIENCE, "the held server")
+    return conversion
+
+
+def _go_on(ordeal: Ordeal) -> None:
+    ordeal.desk.server.file("go").touch()
+
+
+def _working_directory(ordeal: Ordeal) -> Path:
+    [directory] = ordeal.tmpfs.iterdir()
+    return directory
+
+
+def test_no_room_for_the_identity(small: Ordeal, ballast: Ballast) -> None:
+    ballast.leave(0)
+    outcome = small.convert()
+    first, second = log_lines(outcome)
+    assert (outcome.status, first) == (1, NO_IDENTITY), outcome.report()
+    assert second.startswith("Error: write: No space left on device (") and "/identity)" in second
+    assert small.desk.server.connections == [] and small.desk.result.read_bytes() == EARLIER
+    small.assert_survived(outcome)
+
+
+@pytest.mark.parametrize(
+    ("inodes", "error"),
+    [
+        pytest.param(1, "Error: There is no working directory", id="not even for the directory"),
+        pytest.param(2, f"/identity: {FULL}", id="only for the directory"),
+    ],
+)
+def test_no_room_for_another_name(small: Ordeal, inodes: int, error: str) -> None:
+    options = f"remount,nr_inodes={inodes}"
+    subprocess.run(["mount", "-o", options, str(small.tmpfs)], check=True)
+    outcome = small.convert()
+    first, second = log_lines(outcome)[-2:]
+    assert (outcome.status, first) == (1, NO_IDENTITY), outcome.report()
+    assert second.startswith("Error: ") and second.endswith(error)
+    assert small.desk.server.connections == []
+    small.assert_survived(outcome)
+
+
+def test_no_room_for_the_copy_of_the_source(small: Ordeal, ballast: Ballast) -> None:
+    small.desk.source.write_bytes(_noise(SIZE))
+    conversion = _begin_held(small, BEFORE_UPLOAD)
+    copy = _working_directory(small) / "InputArchive" / small.desk.source.name
+    ballast.leave(SIZE // 2)
+    _go_on(small)
+    outcome = small.end_of(conversion)
+    assert_aborted(small.desk, outcome, NO_COPY, error=f"write: {FULL} ({copy})")
+    small.assert_survived(outcome)
+    assert small.desk.result.read_bytes() == EARLIER
+
+
+def test_no_room_for_the_archive(small: Ordeal, ballast: Ballast) -> None:
+    small.desk.source.write_bytes(_noise(SIZE))
+    conversion = _begin_held(small, BEFORE_UPLOAD)
+    zip_file = _working_directory(small) / "InputArchive.zip"
+    ballast.leave(SIZE + SIZE // 2)
+    _go_on(small)
+    outcome = small.end_of(conversion)
+    cause = f"ZanburyArchiver: cannot write '{zip_file}': {FULL}"
+    reason = "Could not create InputArchive.zip"
+    assert_aborted(small.desk, outcome, reason, before=(cause,))
+    small.assert_survived(outcome)
+    assert small.desk.result.read_bytes() == EARLIER
+
+
+def test_no_room_for_the_encrypted_archive(small: Ordeal, ballast: Ballast) -> None:
+    # The archive goes before its encrypted form is written, which has one block more. So it lacks
+    # room exactly where the archive fills its last page.
+    overhead = zipped_size(small.desk, _noise(SIZE)) - SIZE
+    size = pages(SIZE) - overhead
+    zipped = zipped_size(small.desk, _noise(size))
+    assert zipped % PAGE == 0
+    conversion = _begin_held(small, BEFORE_UPLOAD)
+    ballast.leave(pages(size) + zipped)
+    _go_on(small)
+    outcome = small.end_of(conversion)
+    assert_aborted(small.desk, outcome, "Could not encrypt InputArchive.zip")
+    small.assert_survived(outcome)
+    assert small.desk.result.read_bytes() == EARLIER
+
+
+SHORTAGES = {
+    "download": (0.5, [f"write: {FULL}", "Invalid message received"]),
+    "decrypt": (1.5, ["Could not decrypt OutputArchive.zip"]),
+    "unpack": (
+        2.5,
+        [
+            "ZanburyArchiver: the archive expands to more than the disk has room for",
+            "Could not unzip OutputArchive.zip",
+        ],
+    ),
+}
+
+
+@pytest.mark.parametrize(("room", "lines"), SHORTAGES.values(), ids=SHORTAGES.keys())
+def test_no_room_to_take_the_result_in(
+    small: Ordeal, ballast: Ballast, room: float, lines: list[str]
+) -> None:
+    # It is there three times in the end: as it came, as an archive, and unpacked.
+    conversion = _begin_held(small, BEFORE_DOWNLOAD)
+    ballast.leave(int(room * SIZE))
+    _go_on(small)
+    outcome = small.end_of(conversion)
+    assert (outcome.status, log_lines(outcome)) == (1, lines), outcome.report()
+    small.assert_survived(outcome)
+    assert small.desk.result.read_bytes() == EARLIER and not small.desk.logs.exists()
+
+
+def test_a_disk_that_becomes_full_behind_the_unpacking_does_not_matter(
+    small: Ordeal, tmp_path: Path
+) -> None:
+    # Delivery takes nothing more of the disk that the program works on.
+    fill = '"$real" "$@"; [ "$1" = -c ] || dd if=/dev/zero "of=$4/full" bs=1M 2>/dev/null; df "$4"'
+    program = with_archiver(small.desk.program, tmp_path / "own", f"{fill} > '{tmp_path}/df'")
+    conversion = _begin_held(small, BEFORE_DOWNLOAD, program=program)
+    _go_on(small)
+    outcome = small.end_of(conversion)
+    assert " 100% " in (tmp_path / "df").read_text()
+    assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
+    assert small.desk.result.read_bytes() == _noise(SIZE)
+    assert (small.desk.logs / "tool.log").read_text() == "done\n"
+    small.assert_survived(outcome, whole=_noise(SIZE))
+
+
+@pytest.fixture
+def target(tmp_path: Path) -> Iterator[Tmpfs]:
+    """A disk of 1 MiB for what is delivered."""
+    place = tmp_path / "target"
+    place.mkdir()
+    with Tmpfs(place, "1m") as disk:
+        if not disk.is_mounted:
+            pytest.skip("only root can mount a small file system")
+        yield disk
+
+
+def test_no_room_for_the_converted_file(small: Ordeal, target: Tmpfs) -> None:
+    # The earlier result had to go first, for the new one may need its room: of both nothing is
+    # left, and the status and the last lines say that there is no result.
+    small.desk.result = target.path / "result.csv"
+    small.desk.result.write_bytes(EARLIER)
+    outcome = small.convert({"OutputArchive": {"converted": {"fill": 2_000_000}}})
+    reason, error = log_lines(outcome)
+    assert (outcome.status, reason) == (1, NO_DELIVERY), outcome.report()
+    assert error == f"Error: write: {FULL} ({small.desk.result})"
+    assert list(target.path.iterdir()) == []
+    small.assert_survived(outcome)
+
+
+def test_the_room_of_the_earlier_result_is_there_for_the_new_one(
+    small: Ordeal, target: Tmpfs
+) -> None:
+    small.desk.result = target.path / "result.csv"
+    small.desk.result.write_bytes(bytes(1 << 20))
+    assert os.statvfs(target.path).f_bavail == 0
+    outcome = small.convert({"OutputArchive": {"converted": {"fill": 1 << 20, "byte": 55}}})
+    assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
+    small.assert_survived(outcome, whole=b"7" * (1 << 20))
+
+
+LOGS_MISSING = {
+    "new": "Could not copy logs to host path",
+    "there already": "Could not copy log file to host logs directory",
+}
+
+
+@pytest.mark.parametrize("place", LOGS_MISSING)
+def test_no_room_for_the_logs(small: Ordeal, target: Tmpfs, place: str) -> None:
+    # The converted file is delivered before them and stays, whole; the status says failure.
+    logs = target.path / "logs"
+    if place == "there already":
+        logs.mkdir()
+        (logs / "older.log").write_text("older\n")
+        (logs / "tool.log").write_text("earlier\n")
+    script = {"OutputArchive": {"converted": "whole\n", "logs": {"tool.log": {"fill": 2_000_000}}}}
+    outcome = small.convert(script, logs_dir_path=logs)
+    reason, error = log_lines(outcome)
+    assert (outcome.status, reason) == (1, LOGS_MISSING[place]), outcome.report()
+    assert error == f"Error: write: {FULL} ({logs}/tool.log)"
+    assert small.desk.result.read_text() == "whole\n"
+    left = [path.name for path in target.path.rglob("*")]
+    assert sorted(left) == (["logs", "older.log"] if place == "there already" else [])
+    small.assert_survived(outcome)
