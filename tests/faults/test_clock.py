@@ -1,0 +1,129 @@
+"""The time of day jumps by hours, forwards and backwards: nothing that waits takes notice."""
+
+from __future__ import annotations
+
+import subprocess
+import time
+from collections.abc import Callable, Iterator
+from pathlib import Path
+
+import pytest
+from desk import PATIENCE
+from host_view import CONNECTING, will_retry
+from ordeal import Ordeal
+from preloaded import ShiftedClock
+from prompt_end import ends_at_once
+from standin.record import wait_until
+from terminal_host import Conversion
+
+HOURS = 3600
+JUMPS = [7 * HOURS, -9 * HOURS]
+POLLS = 3  # looks at the host's FIFO that must come after a jump
+CONVERTER = "ZanburyConverter"
+ENDS_BEFORE_THE_HELLO = {"ServerHello": {"instead": {"exit": 1}}}
+COUNTDOWN = [will_retry(3), will_retry(2), will_retry(1, "second")]
+
+
+@pytest.fixture
+def clock(program: Path, tmp_path: Path) -> ShiftedClock:
+    return ShiftedClock(program, tmp_path / "page")
+
+
+@pytest.fixture
+def host() -> Iterator[subprocess.Popen]:
+    """A process that stands for the host. Asked for before the ordeal, which it is no part of."""
+    with subprocess.Popen(["sleep", "600"]) as process:
+        yield process
+        process.kill()
+
+
+def _date(clock: ShiftedClock) -> int:
+    command = ["date", "+%s"]
+    return int(subprocess.run(command, env=clock.environment, capture_output=True).stdout)
+
+
+@pytest.mark.parametrize("jump", JUMPS)
+def test_the_library_shifts_the_time_of_day(clock: ShiftedClock, jump: int) -> None:
+    clock.set("offset", jump)
+    assert abs(_date(clock) - (time.time() + jump)) < 60
+    assert clock.get("asked") > 0
+
+
+def test_the_library_shifts_the_clock_that_the_program_waits_by(
+    ordeal: Ordeal, clock: ShiftedClock
+) -> None:
+    # What would happen if the countdown went by a clock that jumps: back by hours, it stands still.
+    scripts = [ENDS_BEFORE_THE_HELLO, {}]
+    conversion = ordeal.begin(scripts, retry_delay=3, overrides=clock.environment)
+    conversion.wait_for(COUNTDOWN[0], PATIENCE)
+    clock.set("monotonic_offset", -9 * HOURS)
+    with pytest.raises(TimeoutError):
+        conversion.wait_for(COUNTDOWN[2], 3.0)
+    conversion.cancel()
+    assert ordeal.end_of(conversion).titles[-1] == "Canceling..."
+
+
+@pytest.mark.parametrize("jumps", [JUMPS, JUMPS[::-1]], ids=["on and back", "back and on"])
+def test_a_countdown_takes_its_time(ordeal: Ordeal, clock: ShiftedClock, jumps: list[int]) -> None:
+    scripts = [ENDS_BEFORE_THE_HELLO, {}]
+    conversion = ordeal.begin(scripts, retry_delay=3, overrides=clock.environment)
+    for section, jump in zip(COUNTDOWN, jumps):
+        conversion.wait_for(section, PATIENCE)
+        clock.set("offset", jump)
+    outcome = ordeal.end_of(conversion)
+    assert outcome.sections[:5] == (CONNECTING, *COUNTDOWN, CONNECTING), outcome.report()
+    # The last jump came at the first second's end at the earliest; what is left takes three.
+    shown = [section.at for section in outcome.sections[1:5]]
+    assert 2.5 < shown[-1] - shown[0] < 6.0, outcome.report()
+    assert outcome.status == 0
+    ordeal.assert_survived(outcome)
+
+
+def _forwarding_to(
+    ordeal: Ordeal, clock: ShiftedClock, host: subprocess.Popen, script: dict
+) -> Conversion:
+    """A conversation with a tool whose host is polled, on its way with the clock as it is."""
+    conversion = ordeal.begin(
+        script, tool=CONVERTER, host_pid=host.pid, overrides=clock.environment
+    )
+    ordeal.desk.server.begun(1).wait_for_frame("InputArchive", timeout=PATIENCE)
+    return conversion
+
+
+def _jump(clock: ShiftedClock, jump: int) -> None:
+    """Returns when the program has asked for the time a few more times."""
+    clock.set("offset", jump)
+    before = clock.get("monotonic_asked")
+    wait_until(lambda: clock.get("monotonic_asked") > before + POLLS, PATIENCE, "more polls")
+
+
+ENDS: dict[str, Callable[[Conversion, subprocess.Popen], object]] = {
+    "cancel": lambda conversion, _: conversion.cancel(),
+    "host's death": lambda _, host: (host.kill(), host.wait()),
+}
+
+
+@pytest.mark.parametrize("jump", JUMPS)
+@pytest.mark.parametrize("end", ENDS)
+def test_the_host_is_polled_as_ever(
+    host: subprocess.Popen, ordeal: Ordeal, clock: ShiftedClock, end: str, jump: int
+) -> None:
+    waits = {"InputArchiveAcknowledgement": {"instead": {"await": "never"}}}
+    conversion = _forwarding_to(ordeal, clock, host, waits)
+    _jump(clock, jump)
+    outcome = ends_at_once(conversion, lambda: ENDS[end](conversion, host))
+    assert outcome.status == 1, outcome.report()
+    ordeal.assert_survived(outcome)
+
+
+@pytest.mark.parametrize("jump", JUMPS)
+def test_a_conversation_goes_on_to_its_end(
+    host: subprocess.Popen, ordeal: Ordeal, clock: ShiftedClock, jump: int
+) -> None:
+    waits = {"InputArchiveAcknowledgement": {"before": {"await": "go"}}}
+    conversion = _forwarding_to(ordeal, clock, host, waits)
+    _jump(clock, jump)
+    ordeal.desk.server.file("go").touch()
+    outcome = ordeal.end_of(conversion)
+    assert outcome.status == 0, outcome.report()
+    ordeal.assert_survived(outcome)
