@@ -44,7 +44,10 @@ struct Result {
 
   static Result fromFile(const fs::path& path) {
     const auto list = PropertyList::fromFile(path);
-    if (!list) return {};
+    if (!list) {
+      log("ERROR: Could not read Result.plist");
+      return {};
+    }
     return {list->integer("toolExitCode").value_or(0), list->string("destFileName").value_or("")};
   }
 };

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/FileManager.h"
+#include "platform/LastResort.h"
 #include "platform/Log.h"
 #include "platform/ProcessEnd.h"
 #include "platform/StandardStreams.h"
@@ -73,10 +74,11 @@ void ZanburyToolProxy::createTemporaryDirectory() {
   TemporaryDirectory::removeStale(root, directoryPrefix);
   temporaryDirectory_ = TemporaryDirectory::create(root, directoryPrefix);
   if (temporaryDirectory_) temporaryDirectoryPath = temporaryDirectory_->path();
+  LastResort::remember(temporaryDirectoryPath);
 }
 
 void ZanburyToolProxy::removeItemAtPath(const std::filesystem::path& path) {
-  if (path.empty() || !FileManager::itemExists(path)) return;
+  if (path.empty() || FileManager::isSurelyAbsent(path)) return;
   if (const auto error = FileManager::removeItem(path)) {
     log("ERROR: Could not remove file, error = {}", printable(error->description));
     static_cast<void>(ZanburyToolProxyUtilities::runTaskWithLaunchPath(
@@ -167,6 +169,7 @@ void ZanburyToolProxy::stopProxy() {
   ChildProcess::killAwaited();
   removeItemAtPath(temporaryDirectoryPath);
   temporaryDirectoryPath.clear();
+  LastResort::remember({});
   wipeSecrets();
   StandardStreams::restore();
   endProcess(state == State::Aborted ? 1 : static_cast<int>(toolExitCode));

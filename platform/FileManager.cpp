@@ -65,6 +65,12 @@ bool FileManager::itemExists(const fs::path& path) {
   return fs::exists(fs::symlink_status(path, code));
 }
 
+bool FileManager::isSurelyAbsent(const fs::path& path) {
+  std::error_code code;
+  const auto status = fs::symlink_status(path, code);
+  return status.type() == fs::file_type::not_found || code == std::errc::filename_too_long;
+}
+
 MaybeError FileManager::createEmptyFile(const fs::path& path, unsigned mode) {
   const int fileDescriptor = openFile(path, O_WRONLY | O_CREAT | O_TRUNC, mode);
   if (fileDescriptor < 0) return errnoFor("open", path);

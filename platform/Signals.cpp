@@ -22,8 +22,10 @@ class SignalPipe {
   SignalPipe() {
     if (::pipe(ends_.data()) != 0) throw PlatformException(Error::fromErrno("pipe"));
     for (const int end : ends_) {
-      ::fcntl(end, F_SETFD, FD_CLOEXEC);
-      ::fcntl(end, F_SETFL, O_NONBLOCK);
+      // A pipe that blocks would stop the run loop at its next look into it.
+      if (::fcntl(end, F_SETFD, FD_CLOEXEC) != 0 || ::fcntl(end, F_SETFL, O_NONBLOCK) != 0) {
+        throw PlatformException(Error::fromErrno("fcntl"));
+      }
     }
   }
   [[nodiscard]] int readingEnd() const { return ends_[0]; }
@@ -65,7 +67,9 @@ void install(int signalNumber, void (*handler)(int)) {
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
-  ::sigaction(signalNumber, &action, nullptr);
+  if (::sigaction(signalNumber, &action, nullptr) != 0) {
+    throw PlatformException(Error::fromErrno("sigaction"));
+  }
 }
 
 void unblock(int signalNumber) {

@@ -94,6 +94,8 @@ std::optional<TemporaryDirectory> TemporaryDirectory::create(const std::filesyst
       return TemporaryDirectory(path, directory);
     }
     ::close(directory);
+    // Mostly gone already; should whoever has locked it not come to remove it, nobody else would.
+    ::rmdir(path.c_str());
   }
   return std::nullopt;
 }

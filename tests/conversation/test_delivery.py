@@ -99,7 +99,6 @@ def test_the_description_may_have_the_binary_form(desk: Desk, code: Any) -> None
         pytest.param("", id="empty"),
         pytest.param({"plist": ["converted.csv", 3]}, id="an array"),
         pytest.param({"plist": "converted.csv"}, id="a string"),
-        pytest.param({"plist": {}}, id="an empty dictionary"),
         pytest.param(
             {"plist": {"toolExitCode": 3, "destFileName": "x", "more": "x" * 262_144}},
             id="over 256 KiB",
@@ -108,9 +107,16 @@ def test_the_description_may_have_the_binary_form(desk: Desk, code: Any) -> None
 )
 def test_without_description_there_are_no_file_and_no_exit_code(desk: Desk, plist: Any) -> None:
     outcome = _deliver(desk, {"result": plist})
-    assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
+    lines = ["ERROR: Could not read Result.plist"]
+    assert (outcome.status, log_lines(outcome)) == (0, lines), outcome.report()
     assert not desk.result.exists() and (desk.logs / "tool.log").read_text() == LOG
     assert_clean(outcome)
+
+
+def test_an_empty_description_names_no_file_and_no_exit_code(desk: Desk) -> None:
+    outcome = _deliver(desk, {"result": {"plist": {}}})
+    assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
+    assert not desk.result.exists() and (desk.logs / "tool.log").read_text() == LOG
 
 
 @pytest.mark.parametrize(

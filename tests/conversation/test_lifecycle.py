@@ -195,9 +195,9 @@ def test_ssh_does_not_outlive_a_killed_program(desk: Desk) -> None:
 
 
 def test_ssh_is_ended_with_the_session(desk: Desk) -> None:
-    conversion = desk.begin()
-    desk.server.begun(1)
+    conversion = desk.begin({"ServerHello": {"before": {"await": "go"}}})
     ssh = ssh_of(conversion)
+    desk.server.file("go").touch()
     assert conversion.wait(PATIENCE).status == 0
     ssh.wait_for_end()
 

@@ -30,6 +30,16 @@ TEST_F(FileManagerTest, ALinkIsAnItemEvenWhenItLeadsNowhere) {
   EXPECT_FALSE(FileManager::itemExists(scratch / "missing"));
 }
 
+TEST_F(FileManagerTest, OnlyWhatNothingCanBeAtIsSurelyAbsent) {
+  fill(scratch / "file", "");
+  EXPECT_FALSE(FileManager::isSurelyAbsent(scratch / "file"));
+  EXPECT_TRUE(FileManager::isSurelyAbsent(scratch / "missing"));
+  EXPECT_TRUE(FileManager::isSurelyAbsent(scratch / "file/below"));
+  EXPECT_TRUE(FileManager::isSurelyAbsent(scratch / std::string(300, 'x')));
+  fs::create_symlink("loop", scratch / "loop");
+  EXPECT_FALSE(FileManager::isSurelyAbsent(scratch / "loop/unknown")) << "nobody can look there";
+}
+
 TEST_F(FileManagerTest, AnEmptyFileIsMadeWithItsModeAndEmptiesWhatIsThere) {
   EXPECT_FALSE(FileManager::createEmptyFile(scratch / "identity", 0600));
   EXPECT_EQ(modeOf(scratch / "identity"), 0600U);

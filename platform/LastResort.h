@@ -1,0 +1,21 @@
+// What still happens when the process ends without unwinding: a library that sees no way on calls
+// abort(3), or an exception finds nobody. The run loop's does when the system refuses it memory.
+#pragma once
+
+#include <filesystem>
+
+namespace ztp {
+
+/// Stateless but for the one path it remembers; for the main thread.
+class LastResort {
+ public:
+  LastResort() = delete;
+
+  /// From now on abort(3) writes one line, removes the remembered directory and ends the process
+  /// with status 1.
+  static void prepare();
+  /// The directory that must not be left behind, with all in it; an empty path: none (any more).
+  static void remember(const std::filesystem::path& directory) noexcept;
+};
+
+}  // namespace ztp
