@@ -4,10 +4,12 @@ from __future__ import annotations
 
 import ctypes
 import os
+import signal
 import time
 from dataclasses import dataclass
 from pathlib import Path
 
+_PR_SET_PDEATHSIG = 1
 _PR_SET_CHILD_SUBREAPER = 36
 _POLL_SECONDS = 0.02
 
@@ -17,6 +19,11 @@ def become_subreaper() -> None:
     libc = ctypes.CDLL(None, use_errno=True)
     if libc.prctl(_PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0:
         raise OSError(ctypes.get_errno(), "prctl")
+
+
+def die_with_parent() -> None:
+    """From now on this process gets SIGTERM when the thread that started it ends (prctl(2))."""
+    ctypes.CDLL(None).prctl(_PR_SET_PDEATHSIG, signal.SIGTERM)
 
 
 @dataclass(frozen=True)

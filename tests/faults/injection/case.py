@@ -1,0 +1,115 @@
+"""One conversion in which one system call fails, and what is to be said of it."""
+
+from __future__ import annotations
+
+from dataclasses import dataclass
+from pathlib import Path
+
+from injection.accepted import accepted_reason
+from injection.kinds import Kind
+from injection.trace import Trace
+from ordeal import Ordeal
+from terminal_host import Exit, Outcome, StderrLine
+
+BOUND = 30.0  # seconds
+_STRACE = Path("/usr/bin/strace")
+_LOADER_GAVE_UP = 127
+# What the program says when it ends with status 0 although there is no result.
+_NO_RESULT = (
+    "ERROR: The connection to the server was lost in state ",
+    "ERROR: Could not read Result.plist",
+)
+
+NOT_REACHED = "not reached"
+CONVERTED = "converted anyway"
+FAILED_CLEANLY = "failed cleanly"
+ACCEPTED = "accepted"
+BROKEN = "BROKEN"
+
+
+@dataclass(frozen=True)
+class Case:
+    """The n-th call (from 1) of a kind."""
+
+    kind: Kind
+    number: int
+
+    def __str__(self) -> str:
+        return f"{self.kind}-{self.number}"
+
+
+@dataclass(frozen=True)
+class Verdict:
+    """What became of a case; `remark` is the injected call and, where it broke, all that is known."""
+
+    case: Case
+    word: str
+    remark: str
+    seconds: float
+
+
+def run(case: Case, ordeal: Ordeal, trace_file: Path, full_trace: bool = False) -> Verdict:
+    """Runs the conversion with that fault. The ordeal is used up by it."""
+    watched = "all" if full_trace else case.kind.call
+    fault = f"inject={case.kind.call}:{case.kind.effect}:when={case.number}"
+    options = ["-D", "-o", str(trace_file), "-e", f"trace={watched}", "-e", fault]
+    try:
+        outcome = ordeal.end_of(begin_under_strace(ordeal, options), BOUND)
+    except AssertionError as error:
+        injected = Trace(trace_file).injected or "nothing injected"
+        return Verdict(case, BROKEN, f"{injected}\n{error}", BOUND)
+    return _judge(case, ordeal, outcome, Trace(trace_file))
+
+
+def begin_under_strace(ordeal: Ordeal, options: list[str]):
+    """Starts a conversion whose program strace watches. The tracer is a grandchild (-D), so that
+    the program stays the host's own child."""
+    arguments = [*options, str(ordeal.desk.program)]
+    return ordeal.begin(program=_STRACE, arguments=arguments)
+
+
+def _judge(case: Case, ordeal: Ordeal, outcome: Outcome, trace: Trace) -> Verdict:
+    injected = trace.injected
+    findings = _findings(ordeal, outcome)
+    if findings:
+        reason = accepted_reason(str(case), injected or "", findings)
+        word, remark = (ACCEPTED, reason) if reason else (BROKEN, "\n".join(findings))
+        remark = f"{injected}\n{remark}" + ("" if reason else f"\n{outcome.report()}")
+        return Verdict(case, word, remark, outcome.duration)
+    if injected is None:
+        return Verdict(case, NOT_REACHED, "", outcome.duration)
+    word = CONVERTED if _has_converted(ordeal, outcome) else FAILED_CLEANLY
+    return Verdict(case, word, injected, outcome.duration)
+
+
+def _findings(ordeal: Ordeal, outcome: Outcome) -> list[str]:
+    """What is wrong, one line each: of the eight checks, of the exit status, of the delivery."""
+    findings = []
+    try:
+        ordeal.assert_survived(outcome, bound=BOUND)
+    except AssertionError as error:
+        findings = [line for line in str(error).splitlines() if line.startswith("check ")]
+    if not _is_allowed(ordeal, outcome):
+        findings.append(f"status {outcome.status} is none that may come")
+    if _has_converted(ordeal, outcome) and not _explains_missing_logs(ordeal, outcome):
+        findings.append("the logs are missing and no line says so")
+    return findings
+
+
+def _is_allowed(ordeal: Ordeal, outcome: Outcome) -> bool:
+    if outcome.status == _LOADER_GAVE_UP:
+        return outcome.events == (StderrLine(outcome.stderr_text.rstrip("\n")), Exit(127))
+    if outcome.status == 0:
+        told = any(line in outcome.stderr_text for line in _NO_RESULT)
+        return _has_converted(ordeal, outcome) or told
+    return outcome.status == 1
+
+
+def _has_converted(ordeal: Ordeal, outcome: Outcome) -> bool:
+    result = ordeal.desk.result
+    return outcome.status == 0 and result.exists() and result.read_bytes() == ordeal.whole_result()
+
+
+def _explains_missing_logs(ordeal: Ordeal, outcome: Outcome) -> bool:
+    log = ordeal.desk.logs / "conversion.log"
+    return (log.is_file() and log.stat().st_size > 0) or bool(outcome.stderr_text.strip())

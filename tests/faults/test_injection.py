@@ -1,0 +1,69 @@
+"""A sample of all system calls of a conversion, each made to fail; scripts/inject-faults has all of
+them. And the single calls whose failure was not survived once."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator
+from pathlib import Path
+
+import pytest
+from injection.campaign import all_cases, sample
+from injection.case import BROKEN, NOT_REACHED, Case
+from injection.kinds import Kind
+from injection.trace import Trace
+from injection.workshop import Workshop
+
+SAMPLE_SIZE = 100
+
+
+@pytest.fixture(scope="module")
+def workshop(program: Path) -> Iterator[Workshop]:
+    with Workshop(program) as made:
+        yield made
+
+
+@pytest.fixture(scope="module")
+def trace(workshop: Workshop) -> Trace:
+    """All calls of a conversion without a fault."""
+    return workshop.trace()
+
+
+@pytest.mark.parametrize("index", range(SAMPLE_SIZE))
+def test_a_failing_call_is_survived(workshop: Workshop, trace: Trace, index: int) -> None:
+    case = sample(all_cases(trace), SAMPLE_SIZE)[index]
+    verdict = workshop.run(case)
+    assert verdict.word != BROKEN, f"{case}: {verdict.remark}"
+
+
+FIRST, LAST = 0, -1
+
+
+@pytest.mark.parametrize(
+    ("call", "error", "which"),
+    [
+        (r"epoll_create1\(", "EMFILE", FIRST),
+        (r"eventfd2\(", "ENFILE", FIRST),
+        (r"epoll_ctl\(\d+, EPOLL_CTL_ADD, ", "ENOSPC", LAST),
+        (r"fcntl\(11, F_SETFL, O_RDONLY\|O_NONBLOCK\)", "EPERM", FIRST),
+        (r"rt_sigaction\(SIGCHLD", "EINVAL", FIRST),
+        (r"flock\(", "EAGAIN", FIRST),
+        (r"newfstatat\(AT_FDCWD, \"[^\"]*/ZanburyToolProxy.\w*\"", "EACCES", LAST),
+        (r"openat\(AT_FDCWD, \"[^\"]*/Result.plist\"", "EIO", FIRST),
+    ],
+    ids=[
+        "the run loop cannot be made",
+        "the run loop cannot be woken",
+        "the run loop cannot watch what it knows",
+        "a pipe of the signals cannot be made non-blocking",
+        "the end of a child cannot be noticed",
+        "the working directory is locked by another",
+        "the working directory cannot be looked at before it is removed",
+        "the description of the result cannot be read",
+    ],
+)
+def test_a_failure_is_survived(
+    workshop: Workshop, trace: Trace, call: str, error: str, which: int
+) -> None:
+    kind = Kind(call.partition("\\")[0], error)
+    verdict = workshop.run(Case(kind, trace.numbers_of(kind.call, call)[which]))
+    assert verdict.word not in (BROKEN, NOT_REACHED), verdict.remark
