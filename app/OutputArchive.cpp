@@ -4,6 +4,7 @@
 // What is inside the archive comes from the server. Nothing that a link or a name in it leads to
 // outside the unpacked directory is ever delivered.
 #include <algorithm>
+#include <utility>
 
 #include "app/ZanburyToolProxy.h"
 #include "platform/FileManager.h"
@@ -28,7 +29,8 @@ bool isInside(const fs::path& directory, const fs::path& path) {
 }
 
 // Copies an item of the unpacked directory to a path of the host.
-MaybeError deliver(const fs::path& directory, const fs::path& item, const fs::path& destination) {
+MaybeError copyToHost(const fs::path& directory, const fs::path& item,
+                      const fs::path& destination) {
   std::error_code code;
   const fs::path root = fs::canonical(directory, code);
   const fs::path source = code ? fs::path() : fs::canonical(item, code);
@@ -93,6 +95,18 @@ bool ZanburyToolProxy::unpackOutputArchive() {
     return false;
   }
   return true;
+}
+
+MaybeError ZanburyToolProxy::deliver(const fs::path& directory, const fs::path& item,
+                                     const fs::path& destination) {
+  unfinishedDelivery_ = destination;
+  const auto error = copyToHost(directory, item, destination);
+  unfinishedDelivery_.reset();
+  return error;
+}
+
+void ZanburyToolProxy::removeUnfinishedDelivery() {
+  if (unfinishedDelivery_) removeItemAtPath(*std::exchange(unfinishedDelivery_, std::nullopt));
 }
 
 void ZanburyToolProxy::deliverConvertedFile(const fs::path& directory,

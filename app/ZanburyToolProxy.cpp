@@ -167,6 +167,7 @@ void ZanburyToolProxy::stopProxy() {
   stopRetryTimer();
   // An archiver that was interrupted must not go on writing into what is removed next.
   ChildProcess::killAwaited();
+  removeUnfinishedDelivery();
   removeItemAtPath(temporaryDirectoryPath);
   temporaryDirectoryPath.clear();
   LastResort::remember({});

@@ -181,6 +181,12 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   void sendOutputArchiveAcknowledgement();
   void consumeOutputArchive(const ZanburyToolProxyMessage& message);
   [[nodiscard]] bool unpackOutputArchive();
+  /// Copies an item of the unpacked directory to a path of the host; the error says why not.
+  [[nodiscard]] std::optional<Error> deliver(const std::filesystem::path& directory,
+                                   const std::filesystem::path& item,
+                                   const std::filesystem::path& destination);
+  /// Removes what a delivery that is interrupted by the end of the session has written so far.
+  void removeUnfinishedDelivery();
   void deliverConvertedFile(const std::filesystem::path& directory,
                             const std::string& destFileName);
   void deliverLogs(const std::filesystem::path& directory);
@@ -275,6 +281,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// When the last words to host and server must be out; set by the abort and the stop.
   std::optional<std::chrono::steady_clock::time_point> lastWordsDeadline_;
   bool isWritingToFifo_ = false;
+  /// Where a copy for the host is being written at the moment.
+  std::optional<std::filesystem::path> unfinishedDelivery_;
 };
 
 }  // namespace ztp

@@ -1,0 +1,104 @@
+"""Conversations that stand still at a certain stage, the ones inside which the program itself is at
+work among them."""
+
+from __future__ import annotations
+
+import contextlib
+from collections.abc import Callable, Iterator
+from dataclasses import dataclass
+from pathlib import Path
+from typing import Any
+
+from desk import PATIENCE, Desk
+from observed_process import working_directory
+from ordeal import Ordeal
+from own_archiver import with_archiver
+from standin.record import wait_until
+from stations import FORWARDING, STATES, WAITING_FOR_RESULT, WAITING_FOR_START, in_state
+from stopped_at import stopped_at_opening
+from terminal_host import Conversion, Section
+
+HELD = [{"create": "held"}, {"await": "go"}]
+_MARK = Section("Marked by the tool", 0)
+_MARKING = {"forward": {"progressSection": _MARK.title, "maximum": 0}}
+_PATIENT = Section("This may take several minutes, please be patient.", 0)
+
+BEFORE_UPLOAD = {"ServerHandshake": {"before": HELD}}
+BEFORE_DOWNLOAD = {"OutputArchive": {"before": HELD}}
+
+
+@dataclass(frozen=True)
+class Work:
+    """A stage in which the program is busy with a file: the script that holds the server before it,
+    and the file, given the working directory and the desk."""
+
+    script: dict[str, Any]
+    file: Callable[[Path, Desk], Path]
+
+
+WORK = {
+    "copying": Work(BEFORE_UPLOAD, lambda own, desk: own / "InputArchive" / desk.source.name),
+    "encrypting": Work(BEFORE_UPLOAD, lambda own, _: own / "InputArchive.zip-encrypted"),
+    "decrypting": Work(BEFORE_DOWNLOAD, lambda own, _: own / "OutputArchive.zip"),
+    "delivering the file": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.result),
+    "delivering the logs": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.logs / "conversion.log"),
+}
+ARCHIVING = {"packing": "-c", "unpacking": "-x"}
+
+
+def hold_in(state: str) -> dict[str, Any]:
+    """A script that goes on as usual once `go` lets it, and until then stands in the state."""
+    if state == WAITING_FOR_RESULT:
+        stop = {"together": [_MARKING, {"send": "ServerDidStopForwarding"}]}
+        return {"ServerDidStopForwarding": {"instead": [stop, *HELD]}}
+    return {
+        STATES[0]: {"ServerHello": {"before": HELD}},
+        STATES[1]: {"ServerHandshake": {"before": HELD}},
+        STATES[2]: {"InputArchiveAcknowledgement": {"before": HELD}},
+        WAITING_FOR_START: {"ServerWillStartForwarding": {"before": HELD}},
+        FORWARDING: {"Conversion": {"before": [_MARKING, *HELD]}},
+    }[state]
+
+
+def begin_in(ordeal: Ordeal, state: str, **options: Any) -> Conversion:
+    """A conversion whose session has come to that state."""
+    conversion = begin_held(ordeal, hold_in(state), **options)
+    if state == WAITING_FOR_START:
+        conversion.wait_for(_PATIENT, PATIENCE)
+    elif state in (FORWARDING, WAITING_FOR_RESULT):
+        conversion.wait_for(_MARK, PATIENCE)
+    return conversion
+
+
+def begin_held(ordeal: Ordeal, script: dict[str, Any], **options: Any) -> Conversion:
+    """A conversion whose server has come to the script's HELD."""
+    conversion = ordeal.begin(script, **options)
+    wait_until(ordeal.desk.server.file("held").exists, PATIENCE, "the held server")
+    return conversion
+
+
+@contextlib.contextmanager
+def stopped_at_work(ordeal: Ordeal, stage: str, **options: Any) -> Iterator[Conversion]:
+    """A conversion whose program has opened the file of that WORK for writing and stands still,
+    until SIGCONT or the end of the with-block."""
+    work = WORK[stage]
+    conversion = begin_held(ordeal, work.script, **options)
+    file = work.file(working_directory(conversion), ordeal.desk)
+    with stopped_at_opening(conversion, file, lambda: go(ordeal.desk)):
+        yield conversion
+
+
+def begin_archiving(ordeal: Ordeal, stage: str, then: str) -> Conversion:
+    """A conversion whose archiver, once it is at that stage of ARCHIVING, does `then` in a shell."""
+    begun = ordeal.desk.directory / "begun"
+    at_stage = f"[ \"$1\" != {ARCHIVING[stage]} ] || {{ touch '{begun}'; {then}; }}"
+    script = f'{at_stage}\nexec "$real" "$@"'
+    program = with_archiver(ordeal.desk.program, ordeal.desk.directory / "own", script)
+    conversion = ordeal.begin({}, program=program)
+    wait_until(begun.exists, PATIENCE, "the archiver")
+    return conversion
+
+
+def go(desk: Desk) -> None:
+    """Lets the held server go on."""
+    desk.server.file("go").touch()

@@ -1,0 +1,59 @@
+"""Stops a program at a certain system call on a certain path, so that a test finds it there."""
+
+from __future__ import annotations
+
+import contextlib
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+from collections.abc import Callable, Iterator
+from pathlib import Path
+
+import pytest
+from standin.record import wait_until
+from terminal_host import Conversion
+
+STRACE = shutil.which("strace")
+PATIENCE = 20.0  # seconds
+
+
+def may_trace() -> bool:
+    """Whether this user can follow the system calls of a program that runs."""
+    if STRACE is None:
+        return False
+    return subprocess.run([STRACE, "-o", "/dev/null", "/bin/true"], check=False).returncode == 0
+
+
+@contextlib.contextmanager
+def stopped_at_opening(
+    conversion: Conversion, path: Path, go_on: Callable[[], object]
+) -> Iterator[None]:
+    """Calls `go_on`, and gives control when the program has opened `path` for the first time and
+    stands still there. SIGCONT lets it go on; so does the end of the with-block."""
+    if not may_trace():
+        pytest.skip("strace is not installed, or may not trace")
+    with _tracer(conversion.pid, path) as said:
+        go_on()
+        wait_until(lambda: "stopped by SIGSTOP" in said(), PATIENCE, f"the opening of {path}")
+        yield
+        conversion.signal(signal.SIGCONT)
+
+
+@contextlib.contextmanager
+def _tracer(pid: int, path: Path) -> Iterator[Callable[[], str]]:
+    """A tracer that stops the process; gives what asks it for all that it has said so far."""
+    injection = "inject=open,openat:signal=SIGSTOP:when=1"
+    words = [str(STRACE), "-p", str(pid), "-P", str(path), "-e", "open,openat", "-e", injection]
+    with tempfile.TemporaryFile() as log:
+
+        def said() -> str:
+            return os.pread(log.fileno(), 1 << 20, 0).decode()
+
+        with subprocess.Popen(words, stderr=log) as tracer:
+            wait_until(lambda: "attached" in said(), PATIENCE, "the tracer")
+            try:
+                yield said
+            finally:
+                tracer.terminate()
