@@ -8,6 +8,7 @@
 #include "platform/BlockingWait.h"
 #include "platform/FileHandle.h"
 #include "platform/FileManager.h"
+#include "platform/OpenFile.h"
 #include "platform/System.h"
 
 namespace ztp {
@@ -38,11 +39,9 @@ void setTimesAndMode(const fs::path& path, const struct stat& status) {
 }
 
 int openOrFail(const fs::path& path, int flags, mode_t mode = 0) {
-  for (;;) {
-    const int fileDescriptor = ::open(path.c_str(), flags | O_CLOEXEC, mode);
-    if (fileDescriptor >= 0) return fileDescriptor;
-    if (errno != EINTR) fail("open", path);
-  }
+  const int fileDescriptor = openFile(path, flags, mode);
+  if (fileDescriptor < 0) fail("open", path);
+  return fileDescriptor;
 }
 
 void copyThroughBuffer(FileHandle& source, FileHandle& destination, const fs::path& path) {

@@ -14,6 +14,7 @@
 
 #include "platform/BlockingWait.h"
 #include "platform/Error.h"
+#include "platform/OpenFile.h"
 
 namespace ztp {
 namespace {
@@ -26,10 +27,7 @@ bool isRegularFile(int fileDescriptor) {
 }
 
 std::optional<FileHandle> openExisting(const std::filesystem::path& path, int flags) {
-  int fileDescriptor = -1;
-  do {
-    fileDescriptor = ::open(path.c_str(), flags | O_CLOEXEC);
-  } while (fileDescriptor < 0 && errno == EINTR);
+  const int fileDescriptor = openFile(path, flags);
   if (fileDescriptor < 0) return std::nullopt;
   return FileHandle(fileDescriptor);
 }

@@ -40,7 +40,8 @@ std::size_t bytesInPipe(int fileDescriptor) noexcept;
 /// copied this way (errno tells why).
 std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t maximum) noexcept;
 
-/// Tells the system that a file just read is not read again soon.
-void dropFromFileCache(int fileDescriptor) noexcept;
+/// Tells the system that an open file is read only once. What is in the file cache already stays:
+/// dropping pages that were just written would make the system store them first.
+void keepOutOfFileCache(int fileDescriptor) noexcept;
 
 }  // namespace ztp::system

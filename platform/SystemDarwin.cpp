@@ -66,7 +66,7 @@ std::optional<std::size_t> copyInKernel(int /*source*/, int /*destination*/,
   return std::nullopt;
 }
 
-void dropFromFileCache(int fileDescriptor) noexcept {
+void keepOutOfFileCache(int fileDescriptor) noexcept {
   ::fcntl(fileDescriptor, F_NOCACHE, 1);
 }
 

@@ -114,8 +114,8 @@ std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t
   return static_cast<std::size_t>(copied);
 }
 
-void dropFromFileCache(int fileDescriptor) noexcept {
-  ::posix_fadvise(fileDescriptor, 0, 0, POSIX_FADV_DONTNEED);
+void keepOutOfFileCache(int fileDescriptor) noexcept {
+  ::posix_fadvise(fileDescriptor, 0, 0, POSIX_FADV_NOREUSE);
 }
 
 }  // namespace system

@@ -7,6 +7,7 @@
 
 #include "platform/Data.h"
 #include "platform/Error.h"
+#include "util/BlockCipher.h"
 #include "util/OpenSsl.h"
 #include "util/TransformAttributes.h"
 
@@ -15,21 +16,25 @@ namespace ztp {
 /// Borrows the key.
 class CryptoTransform {
  public:
-  /// Its direction.
-  enum class Kind { encrypt, decrypt };
-
   /// The error of a key that is not for this direction: a public one to decrypt, a private one to
   /// encrypt.
-  [[nodiscard]] static std::variant<CryptoTransform, Error> create(Kind kind, const CryptoKey& key);
+  [[nodiscard]] static std::variant<CryptoTransform, Error> create(CryptoDirection direction,
+                                                                   const CryptoKey& key);
+  /// Made and told its attributes in their order; the first error.
+  [[nodiscard]] static std::variant<CryptoTransform, Error> prepare(
+      CryptoDirection direction, const CryptoKey& key, const TransformAttributes& attributes);
 
   /// Absent, or why the attribute does not fit the key.
   [[nodiscard]] std::optional<Error> setAttribute(const TransformAttribute& attribute);
 
   /// Transforms what the buffer holds, within the buffer for AES.
   [[nodiscard]] std::variant<Data, Error> execute(Data buffer) const;
+  /// The transform at work, for content in pieces. The key must be an AES key.
+  [[nodiscard]] std::variant<BlockCipher, Error> beginAES() const;
 
  private:
-  CryptoTransform(Kind kind, const CryptoKey::Material& key) : kind_(kind), key_(&key) {}
+  CryptoTransform(CryptoDirection direction, const CryptoKey::Material& key)
+      : direction_(direction), key_(&key) {}
 
   [[nodiscard]] std::optional<Error> check(EncryptionMode mode) const;
   [[nodiscard]] std::optional<Error> check(Padding padding) const;
@@ -38,7 +43,7 @@ class CryptoTransform {
   [[nodiscard]] std::variant<Data, Error> executeAES(Data buffer) const;
   [[nodiscard]] std::variant<Data, Error> executeRSA(DataView input) const;
 
-  Kind kind_;
+  CryptoDirection direction_;
   const CryptoKey::Material* key_;
   Data initializationVector_;  // empty: zeros
 };

@@ -9,12 +9,11 @@
 #include "util/CryptoSizes.h"
 #include "util/CryptoTransform.h"
 #include "util/ErrorLog.h"
+#include "util/LoggedCipher.h"
 #include "util/OpenSsl.h"
 
 namespace ztp {
 namespace {
-
-using Kind = CryptoTransform::Kind;
 
 // A copy with room for the padding, to be transformed in place.
 Data copyWithRoom(DataView data) {
@@ -24,20 +23,15 @@ Data copyWithRoom(DataView data) {
   return copy;
 }
 
-std::optional<Data> transformed(Kind kind, Data data, const CryptoKey& key,
+std::optional<Data> transformed(CryptoDirection direction, Data data, const CryptoKey& key,
                                 const TransformAttributes& attributes,
                                 std::optional<Error>& error) {
-  auto created = CryptoTransform::create(kind, key);
-  if (auto* failure = std::get_if<Error>(&created)) {
+  auto prepared = CryptoTransform::prepare(direction, key, attributes);
+  if (auto* failure = std::get_if<Error>(&prepared)) {
     error = std::move(*failure);
     return std::nullopt;
   }
-  auto& transform = std::get<CryptoTransform>(created);
-  for (const TransformAttribute& attribute : attributes) {
-    error = transform.setAttribute(attribute);
-    if (error) return std::nullopt;
-  }
-  auto result = transform.execute(std::move(data));
+  auto result = std::get<CryptoTransform>(prepared).execute(std::move(data));
   if (auto* failure = std::get_if<Error>(&result)) {
     error = std::move(*failure);
     return std::nullopt;
@@ -46,23 +40,14 @@ std::optional<Data> transformed(Kind kind, Data data, const CryptoKey& key,
   return std::get<Data>(std::move(result));
 }
 
-std::optional<Data> transformedWithAES(Kind kind, Data data, AESKeyBytes keyBytes,
+std::optional<Data> transformedWithAES(CryptoDirection direction, Data data, AESKeyBytes keyBytes,
                                        std::optional<DataView> initializationVector) {
-  std::optional<Error> error;
-  const auto key = CryptoUtilities::createAESKeyFromData(keyBytes.bytes, &error);
-  if (!key) {
-    logError(error);
-    return std::nullopt;
-  }
-  TransformAttributes attributes{EncryptionMode::cbc, Padding::pkcs7};
-  if (initializationVector) attributes.emplace_back(InitializationVector{*initializationVector});
-  auto result = transformed(kind, std::move(data), *key, attributes, error);
-  if (!result) logError(error);
-  return result;
+  if (LoggedCipher(direction, keyBytes, initializationVector).finish(data)) return data;
+  return std::nullopt;
 }
 
-std::optional<Data> transformedWithRSA(Kind kind, DataView data, std::string_view text,
-                                       RSAKeyClass keyClass) {
+std::optional<Data> transformedWithRSA(CryptoDirection direction, DataView data,
+                                       std::string_view text, RSAKeyClass keyClass) {
   std::optional<Error> creationError;
   const auto key = CryptoUtilities::createRSAKeyFromString(text, keyClass, &creationError);
   if (!key) {
@@ -70,7 +55,7 @@ std::optional<Data> transformedWithRSA(Kind kind, DataView data, std::string_vie
     return std::nullopt;
   }
   std::optional<Error> transformError;
-  auto result = transformed(kind, copyOf(data), *key, {}, transformError);
+  auto result = transformed(direction, copyOf(data), *key, {}, transformError);
   // Not the transform's error: this line has always told the one of making the key.
   if (!result) logError(creationError);
   return result;
@@ -114,53 +99,54 @@ std::optional<Data> CryptoUtilities::generateRandomPasswordSalt() {
 std::optional<Data> CryptoUtilities::encryptData(DataView data, const CryptoKey& key,
                                                  const TransformAttributes& attributes,
                                                  std::optional<Error>& error) {
-  return transformed(Kind::encrypt, copyWithRoom(data), key, attributes, error);
+  return transformed(CryptoDirection::encrypt, copyWithRoom(data), key, attributes, error);
 }
 
 std::optional<Data> CryptoUtilities::encryptData(Data&& data, const CryptoKey& key,
                                                  const TransformAttributes& attributes,
                                                  std::optional<Error>& error) {
-  return transformed(Kind::encrypt, std::move(data), key, attributes, error);
+  return transformed(CryptoDirection::encrypt, std::move(data), key, attributes, error);
 }
 
 std::optional<Data> CryptoUtilities::decryptData(DataView data, const CryptoKey& key,
                                                  const TransformAttributes& attributes,
                                                  std::optional<Error>& error) {
-  return transformed(Kind::decrypt, copyOf(data), key, attributes, error);
+  return transformed(CryptoDirection::decrypt, copyOf(data), key, attributes, error);
 }
 
 std::optional<Data> CryptoUtilities::decryptData(Data&& data, const CryptoKey& key,
                                                  const TransformAttributes& attributes,
                                                  std::optional<Error>& error) {
-  return transformed(Kind::decrypt, std::move(data), key, attributes, error);
+  return transformed(CryptoDirection::decrypt, std::move(data), key, attributes, error);
 }
 
 std::optional<Data> CryptoUtilities::encryptData(DataView data, AESKeyBytes key,
                                                  std::optional<DataView> initializationVector) {
-  return transformedWithAES(Kind::encrypt, copyWithRoom(data), key, initializationVector);
+  return transformedWithAES(CryptoDirection::encrypt, copyWithRoom(data), key,
+                            initializationVector);
 }
 
 std::optional<Data> CryptoUtilities::encryptData(Data&& data, AESKeyBytes key,
                                                  std::optional<DataView> initializationVector) {
-  return transformedWithAES(Kind::encrypt, std::move(data), key, initializationVector);
+  return transformedWithAES(CryptoDirection::encrypt, std::move(data), key, initializationVector);
 }
 
 std::optional<Data> CryptoUtilities::decryptData(DataView data, AESKeyBytes key,
                                                  std::optional<DataView> initializationVector) {
-  return transformedWithAES(Kind::decrypt, copyOf(data), key, initializationVector);
+  return transformedWithAES(CryptoDirection::decrypt, copyOf(data), key, initializationVector);
 }
 
 std::optional<Data> CryptoUtilities::decryptData(Data&& data, AESKeyBytes key,
                                                  std::optional<DataView> initializationVector) {
-  return transformedWithAES(Kind::decrypt, std::move(data), key, initializationVector);
+  return transformedWithAES(CryptoDirection::decrypt, std::move(data), key, initializationVector);
 }
 
 std::optional<Data> CryptoUtilities::encryptData(DataView data, RSAPublicKeyText key) {
-  return transformedWithRSA(Kind::encrypt, data, key.text, RSAKeyClass::publicKey);
+  return transformedWithRSA(CryptoDirection::encrypt, data, key.text, RSAKeyClass::publicKey);
 }
 
 std::optional<Data> CryptoUtilities::decryptData(DataView data, RSAPrivateKeyText key) {
-  return transformedWithRSA(Kind::decrypt, data, key.text, RSAKeyClass::privateKey);
+  return transformedWithRSA(CryptoDirection::decrypt, data, key.text, RSAKeyClass::privateKey);
 }
 
 bool CryptoUtilities::verifySHA256Signature(DataView signature, DataView data,

@@ -8,6 +8,9 @@
 
 namespace ztp {
 
+/// Which way data is transformed.
+enum class CryptoDirection { encrypt, decrypt };
+
 /// How the blocks of a cipher are chained (NIST SP 800-38A).
 enum class EncryptionMode { cbc };
 

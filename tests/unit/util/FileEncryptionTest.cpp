@@ -45,6 +45,28 @@ TEST_F(FileEncryption, GoesThereAndBack) {
   }
 }
 
+TEST_F(FileEncryption, TheSeamsBetweenPiecesDoNotShow) {
+  const auto piece = static_cast<std::ptrdiff_t>(dataPieceSize);
+  for (const std::ptrdiff_t size :
+       {piece - 1, piece, piece + 1, piece + 16, 2 * piece - 16, 2 * piece, 2 * piece + 5}) {
+    const Data content = pattern(static_cast<std::size_t>(size));
+    ASSERT_TRUE(encryptFile(plainFile(content), at("result")));
+    EXPECT_TRUE(contentOf(at("result")) == contentOf(cipherFile(content))) << size;
+    ASSERT_TRUE(decryptFile(at("result"), at("back")));
+    EXPECT_TRUE(contentOf(at("back")) == textOf(content)) << size;
+  }
+}
+
+TEST_F(FileEncryption, OfSeveralPiecesTheLastOneDecidesWhetherADecryptionHolds) {
+  auto cipher = contentOf(cipherFile(pattern(dataPieceSize + 100)));
+  cipher.back() = static_cast<char>(~cipher.back());
+  const auto file = scratch_.write("broken", bytesOf(cipher));
+  CapturedLog log;
+  EXPECT_FALSE(decryptFile(file, at("back")));
+  EXPECT_EQ(log.text(), "AES decryption: bad decrypt\n");
+  EXPECT_FALSE(fs::exists(at("back")));
+}
+
 TEST_F(FileEncryption, IsTheEncryptionOfTheContent) {
   const Data content = pattern(1000);
   ASSERT_TRUE(encryptFile(plainFile(content), at("result")));

@@ -1,0 +1,47 @@
+// AES-256-CBC at work on content in one piece or in several; for the .cpp files of this folder.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <utility>
+#include <variant>
+
+#include "platform/Data.h"
+#include "platform/Error.h"
+#include "util/OpenSsl.h"
+#include "util/TransformAttributes.h"
+
+namespace ztp {
+
+/// One pass of AES-256 in CBC mode (NIST SP 800-38A) with PKCS#7 padding (RFC 5652, section 6.3)
+/// over content that is replaced where it stands: any number of pieces, then the last one. The main
+/// thread's attendant acts every 2 MiB of a piece (see BlockingWait).
+class BlockCipher {
+ public:
+  /// `vector` has 16 bytes; an empty one is 16 zeros.
+  [[nodiscard]] static std::variant<BlockCipher, Error> begin(CryptoDirection direction,
+                                                              const CryptoKey::Material& key,
+                                                              DataView vector);
+
+  /// Transforms whole blocks that are not the end of the content. A failure is told by `finish`.
+  void update(std::span<std::uint8_t> blocks);
+  /// Transforms the last piece, which grows by its padding or shrinks by it. To decrypt, it must
+  /// not be empty unless the content is.
+  [[nodiscard]] std::optional<Error> finish(Data& last);
+
+ private:
+  BlockCipher(CryptoDirection direction, OpenSslCipherContext context)
+      : direction_(direction), context_(std::move(context)) {}
+
+  [[nodiscard]] bool updateInPlace(std::span<std::uint8_t> blocks);
+  [[nodiscard]] bool finishInPlace(Data& buffer, std::size_t start, std::size_t length);
+  [[nodiscard]] bool encryptLast(Data& buffer);
+  [[nodiscard]] bool decryptLast(Data& buffer);
+
+  CryptoDirection direction_;
+  OpenSslCipherContext context_;
+  bool hasFailed_ = false;
+};
+
+}  // namespace ztp

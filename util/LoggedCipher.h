@@ -1,0 +1,30 @@
+// A cipher at work for callers that have a key as bytes and want failures logged; for the .cpp
+// files of this folder.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "util/BlockCipher.h"
+#include "util/CryptoKey.h"
+
+namespace ztp {
+
+/// A BlockCipher that cannot fail before its end.
+class LoggedCipher {
+ public:
+  LoggedCipher(CryptoDirection direction, AESKeyBytes key,
+               std::optional<DataView> initializationVector);
+
+  /// As BlockCipher's; without effect where the pass could not begin.
+  void update(std::span<std::uint8_t> blocks);
+  /// As BlockCipher's; false after logging the first failure, an absent one as "(null)".
+  [[nodiscard]] bool finish(Data& last);
+
+ private:
+  std::optional<BlockCipher> cipher_;
+  std::optional<Error> error_;  // why there is no cipher, if that has a cause to tell
+};
+
+}  // namespace ztp
