@@ -183,8 +183,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   [[nodiscard]] bool unpackOutputArchive();
   /// Copies an item of the unpacked directory to a path of the host; the error says why not.
   [[nodiscard]] std::optional<Error> deliver(const std::filesystem::path& directory,
-                                   const std::filesystem::path& item,
-                                   const std::filesystem::path& destination);
+                                             const std::filesystem::path& item,
+                                             const std::filesystem::path& destination);
   /// Removes what a delivery that is interrupted by the end of the session has written so far.
   void removeUnfinishedDelivery();
   void deliverConvertedFile(const std::filesystem::path& directory,
