@@ -76,6 +76,12 @@ void ZanburyToolProxy::finishUploadProgress() {
   }
 }
 
+void ZanburyToolProxy::endStreamToServer() {
+  if (!outputFileHandle) return;
+  outputFileHandle->close();
+  outputFileHandle.reset();
+}
+
 bool ZanburyToolProxy::messageShouldContinueWritingWithTotalBytesWritten(
     ZanburyToolProxyMessage& message, std::uint64_t total) {
   if (state == State::Aborted) return false;
@@ -92,6 +98,7 @@ void ZanburyToolProxy::messageDidFinishWritingAsynchronously(ZanburyToolProxyMes
     if (message.shouldAbort()) {
       abortWithReason("Could not write message asynchronously", std::nullopt, nullptr);
     }
+    if (message.bodyBytesWritten < message.length) endStreamToServer();
   });
   pendingOutputMessage.reset();
 }

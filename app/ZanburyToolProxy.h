@@ -164,6 +164,10 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// The server's acknowledgement can overtake the last step of the upload, the one that finds the
   /// end of the file. Does that step now: its progress must not come amid what the tool sends.
   void finishUploadProgress();
+  /// After an upload that broke off the server would wait for the rest, perhaps for ever. The end
+  /// of its input tells it; its last words are still read, and the end of its stream ends the
+  /// session.
+  void endStreamToServer();
   [[nodiscard]] bool messageShouldContinueWritingWithTotalBytesWritten(
       ZanburyToolProxyMessage& message, std::uint64_t total) override;
   void messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) override;

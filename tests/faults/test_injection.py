@@ -49,6 +49,7 @@ FIRST, LAST = 0, -1
         (r"flock\(", "EAGAIN", FIRST),
         (r"newfstatat\(AT_FDCWD, \"[^\"]*/ZanburyToolProxy.\w*\"", "EACCES", LAST),
         (r"openat\(AT_FDCWD, \"[^\"]*/Result.plist\"", "EIO", FIRST),
+        (r"write\(\d+, \"i\d+\\n\"", "EIO", FIRST),
     ],
     ids=[
         "the run loop cannot be made",
@@ -59,6 +60,7 @@ FIRST, LAST = 0, -1
         "the working directory is locked by another",
         "the working directory cannot be looked at before it is removed",
         "the description of the result cannot be read",
+        "the upload cannot be written",
     ],
 )
 def test_a_failure_is_survived(
