@@ -53,7 +53,7 @@ void ZanburyToolProxy::readClientEnvironment() {
   toolName = environmentString("EXPORT_TOOL");
   toolVersion = environmentString("EXPORT_TOOL_VERSION");
   serverCommandPath = environmentString("EXPORT_SERVER_COMMAND_PATH");
-  serverIdentity = environmentSecret("EXPORT_SERVER_IDENTITY");
+  serverIdentity = environmentSecret(identityVariable);
   hostPath = environmentString("EXPORT_HOST_PATH");
   hostPid = environmentInteger("EXPORT_HOST_PID");
   clientId = environmentString("EXPORT_CLIENT_ID");

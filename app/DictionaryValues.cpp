@@ -33,13 +33,13 @@ std::int64_t nearestInteger(std::uint64_t value) {
 
 }  // namespace
 
-std::optional<std::string> stringForKey(const Dictionary& dictionary, std::string_view key) {
+std::optional<SecretText> stringForKey(const Dictionary& dictionary, std::string_view key) {
   const Dictionary* value = valueForKey(dictionary, key);
   if (value == nullptr) return std::nullopt;
   if (!value->is_string()) {
     throw PlatformException("The value of " + std::string(key) + " is no string");
   }
-  return value->get_ref<const std::string&>();
+  return value->get_ref<const SecretText&>();
 }
 
 std::optional<std::int64_t> integerForKey(const Dictionary& dictionary, std::string_view key) {
@@ -55,7 +55,7 @@ std::optional<std::int64_t> integerForKey(const Dictionary& dictionary, std::str
     case Dictionary::value_t::boolean:
       return value->get<bool>() ? 1 : 0;
     case Dictionary::value_t::string:
-      return leadingInteger(value->get_ref<const std::string&>());
+      return leadingInteger(value->get_ref<const SecretText&>());
     default:
       throw PlatformException("The value of " + std::string(key) + " is no integer");
   }

@@ -14,7 +14,7 @@
 namespace ztp {
 
 /// The text under `key`.
-std::optional<std::string> stringForKey(const Dictionary& dictionary, std::string_view key);
+std::optional<SecretText> stringForKey(const Dictionary& dictionary, std::string_view key);
 
 /// The integer under `key`: a number (towards zero, the nearest that fits 64 bits), a boolean, or
 /// the leading digits of a text.

@@ -26,13 +26,13 @@ void addIfNonEmpty(Dictionary& dictionary, const char* key,
   if (value && !value->empty()) dictionary[key] = *value;
 }
 
-std::string encoded(const std::optional<Data>& data) {
+SecretText encoded(const std::optional<Data>& data) {
   return Utilities::stringWithEncodedData(viewOf(data));
 }
 
 // The text form of `data` under an RSA key; "" when it could not be encrypted.
-std::string encryptedAndEncoded(const std::optional<Data>& data,
-                                const std::optional<std::string>& publicKey) {
+SecretText encryptedAndEncoded(const std::optional<Data>& data,
+                               const std::optional<std::string>& publicKey) {
   return encoded(
       CryptoUtilities::encryptData(viewOf(data), RSAPublicKeyText{publicKey.value_or("")}));
 }
@@ -96,8 +96,8 @@ void ZanburyToolProxy::generateSessionSecrets() {
 }
 
 void ZanburyToolProxy::addSessionSecrets(Dictionary& dictionary) const {
-  const std::string keyText = encryptedAndEncoded(symmetricKey, publicKey);
-  const std::string saltText = encryptedAndEncoded(handshakeSalt, publicKey);
+  const SecretText keyText = encryptedAndEncoded(symmetricKey, publicKey);
+  const SecretText saltText = encryptedAndEncoded(handshakeSalt, publicKey);
   addIfPresent(dictionary, "publicKey", publicKey);
   dictionary["symmetricKey"] = keyText;
   dictionary["forwardingIV"] = encoded(forwardingIV);

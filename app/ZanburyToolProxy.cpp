@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include <nlohmann/json.hpp>
 
@@ -10,6 +11,7 @@
 #include "platform/LastResort.h"
 #include "platform/Log.h"
 #include "platform/ProcessEnd.h"
+#include "platform/SecretMemory.h"
 #include "platform/StandardStreams.h"
 #include "platform/System.h"
 #include "platform/Text.h"
@@ -115,6 +117,9 @@ void ZanburyToolProxy::wipeSecrets() noexcept {
     secret->reset();
   }
   serverIdentity.reset();
+  if (char* text = std::getenv(identityVariable)) wipe(text, std::strlen(text));
+  // What is still held somewhere: by readers, and by those who called and will not be returned to.
+  SecretMemory::wipeAll();
 }
 
 void ZanburyToolProxy::transitionToStateAborted() {

@@ -73,6 +73,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// The last resort when not even an abort works, because memory is short: removes the working
   /// directory and ends the process with status 1.
   [[noreturn]] void leaveNothing() noexcept;
+  /// For the end: no buffer of the session can be used any more after it.
   void wipeSecrets() noexcept;
   /// Waits, 100 ms at most, until ssh has taken the last message out of the pipe: what comes next
   /// is its end.
@@ -90,6 +91,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
 
   void startClient();
   void readClientEnvironment();
+  /// The variable that holds the identity; its text is wiped in the environment, too, at the end.
+  static constexpr const char* identityVariable = "EXPORT_SERVER_IDENTITY";
   /// Puts the destinations, trimmed and without the empty ones, at the front of the queue.
   void pushServerDestinations(const std::vector<std::string>& destinations);
 

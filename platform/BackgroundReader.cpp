@@ -23,7 +23,10 @@ struct BackgroundReader::State : std::enable_shared_from_this<State> {
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
     isArmed = false;
     // A broken stream has ended: that is all its reader can do about it.
-    callback(DataView(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0));
+    const auto size = count > 0 ? static_cast<std::size_t>(count) : 0;
+    callback(DataView(buffer.data(), size));
+    // A quiet stream would keep what was read last until something else overwrites it.
+    wipe(buffer.data(), size);
     if (!isArmed) watcher.reset();
   }
 };

@@ -1,5 +1,6 @@
-// Byte buffers. Every Data and SecretText is wiped when it lets go of its memory, so a key, a
-// decrypted body or the identity text never lingers in the heap, whoever held it last.
+// Byte buffers. Every Data and SecretText is wiped when it lets go of its memory, and at the end of
+// the process, so a key, a decrypted body or the identity text never lingers in the heap, whoever
+// held it last.
 #pragma once
 
 #include <cstddef>
@@ -13,10 +14,9 @@
 #include <utility>
 #include <vector>
 
-namespace ztp {
+#include "platform/SecretMemory.h"
 
-/// Overwrites `size` bytes at `memory` in a way that the compiler does not remove.
-void wipe(void* memory, std::size_t size) noexcept;
+namespace ztp {
 
 /// An allocator that wipes what it gives back and leaves new elements uninitialised: a buffer that
 /// is about to be read into is not filled with zeros first.
@@ -28,11 +28,11 @@ struct WipingAllocator {
   template <typename U>
   explicit(false) WipingAllocator(const WipingAllocator<U>& /*other*/) noexcept {}
 
-  T* allocate(std::size_t count) { return std::allocator<T>{}.allocate(count); }
-  void deallocate(T* memory, std::size_t count) noexcept {
-    wipe(memory, count * sizeof(T));
-    std::allocator<T>{}.deallocate(memory, count);
+  T* allocate(std::size_t count) {
+    static_assert(alignof(T) <= alignof(std::max_align_t));
+    return static_cast<T*>(SecretMemory::allocate(count * sizeof(T)));
   }
+  void deallocate(T* memory, std::size_t /*count*/) noexcept { SecretMemory::release(memory); }
   template <typename U>
   void construct(U* element) noexcept {
     std::uninitialized_default_construct_n(element, 1);

@@ -40,6 +40,9 @@ std::size_t bytesInPipe(int fileDescriptor) noexcept;
 /// copied this way (errno tells why).
 std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t maximum) noexcept;
 
+/// Makes zeros of a large piece of the heap without taking memory for pages that were never filled.
+void discard(void* memory, std::size_t size) noexcept;
+
 /// Tells the system that an open file is read only once. What is in the file cache already stays:
 /// dropping pages that were just written would make the system store them first.
 void keepOutOfFileCache(int fileDescriptor) noexcept;

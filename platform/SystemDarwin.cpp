@@ -9,8 +9,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "platform/Data.h"
 #include "platform/PropertyList.h"
+#include "platform/SecretMemory.h"
 #include "platform/System.h"
 
 namespace ztp {
@@ -64,6 +64,10 @@ std::optional<std::size_t> copyInKernel(int /*source*/, int /*destination*/,
                                         std::size_t /*maximum*/) noexcept {
   errno = ENOTSUP;
   return std::nullopt;
+}
+
+void discard(void* memory, std::size_t size) noexcept {
+  wipe(memory, size);
 }
 
 void keepOutOfFileCache(int fileDescriptor) noexcept {

@@ -1,22 +1,23 @@
 // What Linux gives.
+#include "platform/SecretMemory.h"
 #include "platform/System.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <string_view>
 
 #include <fcntl.h>
 #include <linux/close_range.h>
 #include <string.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/utsname.h>
 #include <unistd.h>
-
-#include "platform/Data.h"
 
 namespace ztp {
 
@@ -112,6 +113,19 @@ std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t
   } while (copied < 0 && errno == EINTR);
   if (copied < 0) return std::nullopt;
   return static_cast<std::size_t>(copied);
+}
+
+void discard(void* memory, std::size_t size) noexcept {
+  const auto pageSize = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  void* page = memory;
+  std::size_t rest = size;
+  if (std::align(pageSize, pageSize, page, rest) == nullptr ||
+      ::madvise(page, rest - rest % pageSize, MADV_DONTNEED) != 0) {
+    wipe(memory, size);
+    return;
+  }
+  wipe(memory, size - rest);
+  wipe(static_cast<char*>(page) + (rest - rest % pageSize), rest % pageSize);
 }
 
 void keepOutOfFileCache(int fileDescriptor) noexcept {

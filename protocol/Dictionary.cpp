@@ -60,10 +60,7 @@ std::variant<Dictionary, Error> dictionaryFromJson(DataView text) {
 std::variant<Data, Error> jsonFromDictionary(const Dictionary& dictionary) {
   if (!dictionary.is_structured()) return jsonError("neither an object nor an array");
   try {
-    auto text = dictionary.dump();
-    auto data = copyOf(bytesOf(text));
-    wipe(text.data(), text.size());
-    return data;
+    return copyOf(bytesOf(dictionary.dump()));
   } catch (const Dictionary::exception&) {
     return jsonError("a text is not UTF-8");
   }

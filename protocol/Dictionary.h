@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <variant>
+#include <vector>
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -14,7 +15,8 @@
 namespace ztp {
 
 /// A JSON value that keeps the order of its keys. A body's outermost value is an object or array.
-using Dictionary = nlohmann::ordered_json;
+/// Its texts are wiped when they are let go: bodies hold salts and initialization vectors.
+using Dictionary = nlohmann::basic_json<nlohmann::ordered_map, std::vector, SecretText>;
 
 /// Deeper nesting of objects and arrays is refused while parsing: the library recurses when it
 /// copies or writes a value, and a hostile body could exhaust the stack.

@@ -56,8 +56,8 @@ bool decodeGroups(std::string_view groups, std::uint8_t* output) {
 
 }  // namespace
 
-std::string encodedBase64(DataView bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4, '\0');
+SecretText encodedBase64(DataView bytes) {
+  SecretText text((bytes.size() + 2) / 3 * 4, '\0');
   char* output = text.data();
   while (!bytes.empty()) {
     const DataView piece = bytes.first(std::min(bytes.size(), groupsInPiece * 3));

@@ -14,7 +14,7 @@ namespace ztp {
 enum class Base64Padding { required, tolerated };
 
 /// One line, padded; "" for no bytes.
-std::string encodedBase64(DataView bytes);
+SecretText encodedBase64(DataView bytes);
 
 /// Characters outside the alphabet are ignored. Absent when what is left is no base64: a single
 /// character in the last group, "=" before the end, or the wrong number of them. Bits that the last

@@ -10,7 +10,7 @@
 
 namespace ztp {
 
-std::string ZanburyToolProxyUtilities::stringWithEncodedData(std::optional<DataView> data) {
+SecretText ZanburyToolProxyUtilities::stringWithEncodedData(std::optional<DataView> data) {
   return encodedBase64(data.value_or(DataView{}));
 }
 

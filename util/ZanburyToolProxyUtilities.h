@@ -84,7 +84,7 @@ class ZanburyToolProxyUtilities {
   // Text forms
 
   /// Base64 (RFC 4648, section 4) in one line; "" for no bytes.
-  [[nodiscard]] static std::string stringWithEncodedData(std::optional<DataView> data);
+  [[nodiscard]] static SecretText stringWithEncodedData(std::optional<DataView> data);
   /// The bytes of base64 text. Characters outside the alphabet are ignored; what is left must be
   /// padded with "=" to a multiple of four. Absent for no text and for text that cannot be decoded;
   /// empty for text without a character of the alphabet.

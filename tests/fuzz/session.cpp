@@ -44,8 +44,8 @@ std::vector<Step> stepsOf(DataView input) {
 }
 
 std::string member(std::string_view name, DataView bytes) {
-  return ",\"" + std::string(name) + "\":\"" +
-         ZanburyToolProxyUtilities::stringWithEncodedData(bytes) + '"';
+  const auto base64 = ZanburyToolProxyUtilities::stringWithEncodedData(bytes);
+  return ",\"" + std::string(name) + "\":\"" + std::string(base64) + '"';
 }
 
 // A right answer that redirects to the destinations.

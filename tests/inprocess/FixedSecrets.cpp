@@ -11,12 +11,12 @@ FixedSecrets secrets;
 std::uint8_t drawn = 0;  // how many since the reset
 
 // Every draw has bytes of its own.
-void draw(DataView& into, std::uint8_t* bytes, std::size_t count) {
+test::FixedSecrets::Bytes draw(std::uint8_t* bytes, std::size_t count) {
   ++drawn;
   for (std::size_t i = 0; i < count; ++i) {
     bytes[i] = static_cast<std::uint8_t>(0x80U + drawn * 37U + i * 11U);
   }
-  into = DataView(bytes, count);
+  return {bytes, bytes + count};
 }
 
 }  // namespace
@@ -42,21 +42,18 @@ int __wrap_RAND_priv_bytes_ex(void* context, unsigned char* bytes, std::size_t c
 
 int __wrap_RAND_priv_bytes_ex(void* /*context*/, unsigned char* bytes, std::size_t count,
                               unsigned /*strength*/) {
-  DataView view;
-  test::draw(view, bytes, count);
   test::secrets = {};
-  test::secrets.symmetricKey = copyOf(view);
+  test::secrets.symmetricKey = test::draw(bytes, count);
   return 1;
 }
 
 int __wrap_RAND_bytes_ex(void* /*context*/, unsigned char* bytes, std::size_t count,
                          unsigned /*strength*/) {
-  DataView view;
-  test::draw(view, bytes, count);
+  const auto drawn = test::draw(bytes, count);
   auto& secrets = test::secrets;
-  for (Data* secret : {&secrets.forwardingIV, &secrets.inputArchiveIV, &secrets.salt}) {
+  for (auto* secret : {&secrets.forwardingIV, &secrets.inputArchiveIV, &secrets.salt}) {
     if (!secret->empty()) continue;
-    *secret = copyOf(view);
+    *secret = drawn;
     break;
   }
   return 1;

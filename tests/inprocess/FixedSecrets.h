@@ -2,16 +2,20 @@
 // RSA key and a run can be repeated.
 #pragma once
 
-#include "platform/Data.h"
+#include <cstdint>
+#include <vector>
 
 namespace ztp::test {
 
-/// The secrets of the last handshake, in the order in which they were drawn.
+/// The secrets of the last handshake, in the order in which they were drawn. They outlive the
+/// session's own, which it wipes.
 struct FixedSecrets {
-  Data symmetricKey;
-  Data forwardingIV;
-  Data inputArchiveIV;
-  Data salt;
+  using Bytes = std::vector<std::uint8_t>;
+
+  Bytes symmetricKey;
+  Bytes forwardingIV;
+  Bytes inputArchiveIV;
+  Bytes salt;
 
   /// Those that the session drew last.
   static const FixedSecrets& current();

@@ -24,7 +24,7 @@ int opened(const std::filesystem::path& path) {
 }
 
 std::string encoded(DataView bytes) {
-  return ZanburyToolProxyUtilities::stringWithEncodedData(bytes);
+  return std::string(ZanburyToolProxyUtilities::stringWithEncodedData(bytes));
 }
 
 }  // namespace

@@ -54,7 +54,6 @@ Surroundings::Surroundings() : root_(newRoot()), temporary_(root_ / "tmp"), host
   set("EXPORT_TOOL_VERSION", "2.1");
   set("EXPORT_SERVER_DESTINATIONS", destinationText);
   set("EXPORT_SERVER_COMMAND_PATH", "/opt/server");
-  set("EXPORT_SERVER_IDENTITY", identityText);
   set("EXPORT_HOST_PID", std::to_string(::getpid()));
   set("EXPORT_PUBLIC_KEY", publicKeyOfTheTests);
   set("EXPORT_RETRY_DELAY", "0");
@@ -75,6 +74,7 @@ std::string Surroundings::leftovers() const {
 
 void Surroundings::prepare(std::string_view tool) {
   set("EXPORT_TOOL", tool);
+  set("EXPORT_SERVER_IDENTITY", identityText);  // the session before has wiped it
   fs::remove_all(host_ / "result");
   fs::remove_all(host_ / "logs");
 }

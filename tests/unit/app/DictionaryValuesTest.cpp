@@ -40,7 +40,7 @@ TEST(StringForKey, IsTheTextAsItStands) {
   EXPECT_EQ(stringForKey(Dictionary::parse(R"({"a":1,"key":"text"})"), "key"), "text");
   EXPECT_EQ(stringForKey(Dictionary::parse(R"({"key":""})"), "key"), "");
   EXPECT_EQ(stringForKey(Dictionary::parse(R"({"key":"a\u0000b"})"), "key"),
-            std::string("a\0b", 3));
+            SecretText("a\0b", 3));
 }
 
 TEST(StringForKey, IsAbsentWhereTheKeyIs) {

@@ -17,7 +17,8 @@ namespace {
 constexpr std::string_view goesOn = "(goes on)";
 
 std::string text(DataView bytes) {
-  return '"' + ZanburyToolProxyUtilities::stringWithEncodedData(bytes) + '"';
+  const auto base64 = ZanburyToolProxyUtilities::stringWithEncodedData(bytes);
+  return '"' + std::string(base64) + '"';
 }
 
 // The members of a right answer, each of which can be replaced or, with "", left out.
@@ -69,7 +70,8 @@ struct Case {
 };
 
 constexpr std::string_view noSalt = "AES decryption: wrong final block length\nInvalid salt\n";
-constexpr std::string_view noVector = "initialization vector: 8 bytes instead of 16\nInvalid salt\n";
+constexpr std::string_view noVector =
+    "initialization vector: 8 bytes instead of 16\nInvalid salt\n";
 
 const Case cases[] = {
     {"saltIV", "null", "Exception: The value of saltIV is no string\n"},

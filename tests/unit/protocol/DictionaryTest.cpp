@@ -33,7 +33,7 @@ std::string decoded(std::string_view body) {
   ZanburyToolProxyMessage message;
   message.bodyData = copyOf(bytesOf(body));
   const auto dictionary = message.bodyDataAsDictionary();
-  return dictionary ? dictionary->dump() : "(absent)";
+  return dictionary ? std::string(dictionary->dump()) : "(absent)";
 }
 
 std::string logOfDecoding(std::string_view body) {

@@ -11,7 +11,7 @@ using namespace std::string_view_literals;
 using Utilities = ZanburyToolProxyUtilities;
 
 std::string encoded(std::string_view text) {
-  return Utilities::stringWithEncodedData(bytesOf(text));
+  return std::string(Utilities::stringWithEncodedData(bytesOf(text)));
 }
 std::string decoded(std::string_view text) {
   return textShown(Utilities::decodedDataWithString(text));
@@ -45,7 +45,7 @@ TEST(Base64, UsesTheStandardAlphabet) {
 }
 
 TEST(Base64, OfAHundredBytesIsOneLine) {
-  const std::string text = Utilities::stringWithEncodedData(pattern(100));
+  const auto text = Utilities::stringWithEncodedData(pattern(100));
   EXPECT_EQ(text.size(), 136U);
   EXPECT_EQ(text.find_first_of("\r\n"), std::string::npos);
 }
@@ -80,7 +80,7 @@ TEST(Base64, LongDataGoesThereAndBack) {
   for (const std::size_t size : {std::size_t{3'145'727}, std::size_t{3'145'728},
                                  std::size_t{3'145'729}, std::size_t{7'000'000}}) {
     const Data data = pattern(size);
-    const std::string text = Utilities::stringWithEncodedData(data);
+    const auto text = Utilities::stringWithEncodedData(data);
     EXPECT_EQ(text.size(), (size + 2) / 3 * 4);
     EXPECT_EQ(Utilities::decodedDataWithString(text), data) << size;
   }
