@@ -39,8 +39,7 @@ std::string complaintOf(Look look, std::string_view json) {
 TEST(StringForKey, IsTheTextAsItStands) {
   EXPECT_EQ(stringForKey(Dictionary::parse(R"({"a":1,"key":"text"})"), "key"), "text");
   EXPECT_EQ(stringForKey(Dictionary::parse(R"({"key":""})"), "key"), "");
-  EXPECT_EQ(stringForKey(Dictionary::parse(R"({"key":"a\u0000b"})"), "key"),
-            SecretText("a\0b", 3));
+  EXPECT_EQ(stringForKey(Dictionary::parse(R"({"key":"a\u0000b"})"), "key"), SecretText("a\0b", 3));
 }
 
 TEST(StringForKey, IsAbsentWhereTheKeyIs) {
