@@ -46,7 +46,8 @@ class _Watcher(threading.Thread):
         """Encrypting: the zip is whole and not yet on its way. Decrypting: the answer is whole and
         its directory not yet there, so that unpacking counts as decrypting until it begins."""
         sizes = {path.name: _size(path) for path in self._place.glob("ZanburyToolProxy.*/*")}
-        if sizes.get("OutputArchive.zip-encrypted", 0) >= self._answer_size:
+        answers = [size for name, size in sizes.items() if name.endswith("-OutputArchive")]
+        if answers and answers[0] >= self._answer_size:
             return OTHERS if "OutputArchive" in sizes else DECRYPTING
         if not self.uploads and (
             "InputArchive.zip" in sizes or "InputArchive.zip-encrypted" in sizes
