@@ -23,6 +23,7 @@ class _Watcher(threading.Thread):
         self._place = place
         self._answer_size = answer_size
         self.uploads = False
+        self._is_packed = False
         self.peaks = {ENCRYPTING: 0, DECRYPTING: 0, OTHERS: 0}
 
     def look_at(self, data: bytes) -> None:
@@ -30,9 +31,12 @@ class _Watcher(threading.Thread):
         self.uploads = self.uploads or b"Uploading" in data
 
     def run(self) -> None:
+        before = self._phase()
         while (resident := self._resident()) is not None:
             phase = self._phase()
-            self.peaks[phase] = max(self.peaks[phase], resident)
+            if phase == before:  # else it is not clear to which of them the memory belongs
+                self.peaks[phase] = max(self.peaks[phase], resident)
+            before = phase
             time.sleep(PERIOD)
 
     def _resident(self) -> int | None:
@@ -49,9 +53,8 @@ class _Watcher(threading.Thread):
         answers = [size for name, size in sizes.items() if name.endswith("-OutputArchive")]
         if answers and answers[0] >= self._answer_size:
             return OTHERS if "OutputArchive" in sizes else DECRYPTING
-        if not self.uploads and (
-            "InputArchive.zip" in sizes or "InputArchive.zip-encrypted" in sizes
-        ):
+        self._is_packed = self._is_packed or "InputArchive.zip" in sizes
+        if self._is_packed and not self.uploads:
             return ENCRYPTING
         return OTHERS
 
