@@ -1,0 +1,213 @@
+"""The connection is cut in the middle of the key exchange, of the login, of every frame: before the
+hello has come the next destination is tried, afterwards the session ends and says in which state."""
+
+from __future__ import annotations
+
+import shlex
+from pathlib import Path
+
+import pytest
+from desk import PATIENCE
+from host_view import CONNECTING, log_lines, will_retry
+from ordeal import Ordeal
+from prompt_end import ends_at_once, wait_for_wake_ups
+from relay import TO_CLIENT, TO_SERVER, Fault, Relay
+from stations import (
+    FORWARDING,
+    SENDING,
+    STATES,
+    WAITING_FOR_HANDSHAKE,
+    WAITING_FOR_HELLO,
+    WAITING_FOR_RESULT,
+    WAITING_FOR_START,
+)
+from terminal_host import Outcome
+
+CUTTER = Path(__file__).parent / "frame_cutter.py"
+LOST = "ERROR: The connection to the server was lost in state "
+DELIVERED = "delivered"
+
+# Bytes that a whole conversation has on the wire, at least; and where the login is behind it.
+WIRE = {TO_SERVER: 6_600, TO_CLIENT: 8_600}
+IN_THE_SESSION = 5_000
+STEP = 200
+STALLS = [1_000, 3_500, 7_800]  # in the key exchange, the handshake and the download
+GIVEN_UP = 45.0  # seconds
+CONVERTER = "ZanburyConverter"  # the tool whose host is polled, ten times a second
+
+EMPTY_FRAME = ["before it", "behind its type", "behind its length"]
+FRAME = [*EMPTY_FRAME, "behind its header", "inside its body", "before its last byte"]
+# A frame, its type on the wire, and in which state it finds the session.
+FRAMES = {
+    (TO_CLIENT, "ServerHello", "h"): (WAITING_FOR_HELLO, EMPTY_FRAME),
+    (TO_SERVER, "ClientHandshake", "c"): (WAITING_FOR_HANDSHAKE, FRAME),
+    (TO_CLIENT, "ServerHandshake", "s"): (WAITING_FOR_HANDSHAKE, FRAME),
+    (TO_SERVER, "InputArchive", "i"): (SENDING, FRAME),
+    (TO_CLIENT, "InputArchiveAcknowledgement", "I"): (SENDING, EMPTY_FRAME),
+    (TO_CLIENT, "ServerWillStartForwarding", "["): (WAITING_FOR_START, EMPTY_FRAME),
+    (TO_CLIENT, "Forward", "f"): (FORWARDING, FRAME),
+    (TO_CLIENT, "ServerDidStopForwarding", "]"): (FORWARDING, EMPTY_FRAME),
+    (TO_CLIENT, "OutputArchive", "o"): (WAITING_FOR_RESULT, FRAME),
+    (TO_SERVER, "OutputArchiveAcknowledgement", "O"): (DELIVERED, EMPTY_FRAME),
+}
+IN_SHORT = {"inside its body", "behind its type"}  # one of them of each frame is in the short run
+
+
+def frame_cuts() -> list:
+    """All places in all frames; the short run takes one in each."""
+    cases = []
+    for (direction, name, character), (state, places) in FRAMES.items():
+        short = next(place for place in reversed(places) if place in IN_SHORT)
+        for place in places:
+            marks = [] if place == short else [pytest.mark.long]
+            values = (direction, character, place, state)
+            cases.append(pytest.param(*values, marks=marks, id=f"{name}, {place}"))
+    return cases
+
+
+def errors(outcome: Outcome) -> list[str]:
+    """What the program itself says; ssh has its own words for each way to lose a connection."""
+    return [line for line in log_lines(outcome) if line.startswith("ERROR: ")]
+
+
+def assert_tried_again(ordeal: Ordeal, outcome: Outcome) -> None:
+    """The second connection brought what the first one could not."""
+    assert outcome.sections.count(CONNECTING) == 2, outcome.report()
+    assert errors(outcome) == []
+    assert outcome.status == 0 and ordeal.desk.result.read_bytes() == ordeal.whole_result()
+
+
+def assert_delivered(ordeal: Ordeal, outcome: Outcome) -> None:
+    """Nobody noticed: all had been said."""
+    assert outcome.sections.count(CONNECTING) == 1 and errors(outcome) == []
+    assert outcome.status == 0 and ordeal.desk.result.read_bytes() == ordeal.whole_result()
+
+
+def assert_lost_in(ordeal: Ordeal, outcome: Outcome, state: str) -> None:
+    """The session ended there, with the line that says so and without a result."""
+    assert outcome.sections.count(CONNECTING) == 1, outcome.report()
+    assert errors(outcome) == [LOST + state], outcome.report()
+    assert outcome.status == 0 and not ordeal.desk.result.exists()
+
+
+@pytest.mark.parametrize(("direction", "character", "place", "state"), frame_cuts())
+def test_a_cut_in_a_frame(
+    ordeal: Ordeal, direction: str, character: str, place: str, state: str
+) -> None:
+    desk = ordeal.desk
+    mark = desk.directory / "cut"
+    cutter = [CUTTER, direction, character, place, mark, desk.server.command_path]
+    command = desk.directory / "command"
+    words = " ".join(shlex.quote(str(word)) for word in cutter)
+    command.write_text(f'#!/bin/sh\nexec /usr/bin/python3 -IS {words} "$@"\n')
+    command.chmod(0o755)
+    here = desk.sshd.destination()
+    outcome = ordeal.convert(server_command_path=command, server_destinations=[here, here])
+    assert mark.exists(), outcome.report()
+    if state == WAITING_FOR_HELLO:
+        assert_tried_again(ordeal, outcome)
+    elif state == DELIVERED:
+        assert_delivered(ordeal, outcome)
+        assert "OutputArchiveAcknowledgement" not in desk.connection().types_received
+    else:
+        assert_lost_in(ordeal, outcome, state)
+    ordeal.assert_survived(outcome)
+
+
+def assert_as_described(ordeal: Ordeal, outcome: Outcome) -> str:
+    """Tried again where the server's hello was not there yet, lost with a line or delivered after
+    that; gives which. The server's record must agree."""
+    *failed, last = ordeal.desk.server.connections
+    if outcome.sections.count(CONNECTING) == 2:
+        received = [record.types_received for record in failed]
+        assert received in ([], [[]]), "a session that has begun begins nowhere else"
+        assert_tried_again(ordeal, outcome)
+        return "tried again"
+    assert failed == [] and last.sent[0].type == "ServerHello"
+    if not errors(outcome):
+        assert_delivered(ordeal, outcome)
+        return DELIVERED
+    state = errors(outcome)[0].removeprefix(LOST)
+    assert state in STATES and state != WAITING_FOR_HELLO
+    assert_lost_in(ordeal, outcome, state)
+    return state
+
+
+def wire_cuts() -> list:
+    """Faults spread over all that goes over the wire; the short run takes a few of them."""
+    cases = []
+    for direction, total in WIRE.items():
+        for after in range(1, total, STEP):
+            for kind in ("cut", "reset"):
+                is_short = (after // STEP) % 7 == 3 and kind == "cut"
+                marks = [] if is_short else [pytest.mark.long]
+                name = f"{kind} after {after} bytes {direction}"
+                cases.append(pytest.param(Fault(direction, after, kind), marks=marks, id=name))
+    return cases
+
+
+@pytest.mark.parametrize("fault", wire_cuts())
+def test_a_cut_on_the_wire(ordeal: Ordeal, fault: Fault) -> None:
+    with Relay(ordeal.desk.sshd.port, fault) as relay:
+        destination = relay.destination(ordeal.desk.sshd.user)
+        outcome = ordeal.convert(server_destinations=[destination] * 2)
+    assert relay.has_struck.is_set(), relay.passed
+    print(assert_as_described(ordeal, outcome))
+    ordeal.assert_survived(outcome)
+
+
+def test_a_cut_before_the_hello_is_followed_by_a_retry(ordeal: Ordeal) -> None:
+    with Relay(ordeal.desk.sshd.port, Fault(TO_CLIENT, 3000, "cut")) as relay:
+        outcome = ordeal.convert(
+            server_destinations=relay.destination(ordeal.desk.sshd.user), retry_delay=1
+        )
+    assert outcome.sections[:3] == (CONNECTING, will_retry(1, "second"), CONNECTING)
+    assert_tried_again(ordeal, outcome)
+    ordeal.assert_survived(outcome)
+
+
+def test_2_kilobytes_a_second_are_enough(ordeal: Ordeal) -> None:
+    with Relay(ordeal.desk.sshd.port, bytes_per_second=2_000) as relay:
+        outcome = ordeal.convert(server_destinations=relay.destination(ordeal.desk.sshd.user))
+        assert outcome.duration > sum(relay.passed[0].values()) / 2_000
+    assert_delivered(ordeal, outcome)
+    ordeal.assert_survived(outcome)
+
+
+@pytest.mark.parametrize("after", STALLS)
+def test_what_stands_still_for_a_while_goes_on(ordeal: Ordeal, after: int) -> None:
+    with Relay(ordeal.desk.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
+        conversion = ordeal.begin(
+            server_destinations=relay.destination(ordeal.desk.sshd.user), tool=CONVERTER
+        )
+        assert relay.has_struck.wait(PATIENCE)
+        wait_for_wake_ups(conversion.pid, 10)
+        relay.released.set()
+        outcome = ordeal.end_of(conversion)
+    assert_delivered(ordeal, outcome)
+    ordeal.assert_survived(outcome)
+
+
+@pytest.mark.parametrize("after", STALLS[:2])
+def test_what_stands_still_can_be_canceled(ordeal: Ordeal, after: int) -> None:
+    with Relay(ordeal.desk.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
+        conversion = ordeal.begin(
+            server_destinations=relay.destination(ordeal.desk.sshd.user), tool=CONVERTER
+        )
+        assert relay.has_struck.wait(PATIENCE)
+        outcome = ends_at_once(conversion, conversion.cancel)
+        assert outcome.status == 1 and log_lines(outcome)[-1] == "User canceled"
+        ordeal.assert_survived(outcome)
+
+
+@pytest.mark.long
+@pytest.mark.parametrize("after", range(IN_THE_SESSION, WIRE[TO_CLIENT], 400))
+def test_what_stands_still_for_good_is_given_up(ordeal: Ordeal, after: int) -> None:
+    # By ssh, which asks three times, five seconds apart, whether the server is still there.
+    with Relay(ordeal.desk.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
+        destination = relay.destination(ordeal.desk.sshd.user)
+        conversion = ordeal.begin(server_destinations=[destination, ordeal.desk.sshd.destination()])
+        assert relay.has_struck.wait(PATIENCE)
+        outcome = ordeal.end_of(conversion, GIVEN_UP)
+        print(assert_as_described(ordeal, outcome))
+        ordeal.assert_survived(outcome, bound=GIVEN_UP)
