@@ -9,18 +9,9 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 from injection.case import ACCEPTED, BROKEN, CONVERTED, FAILED_CLEANLY, NOT_REACHED, Case, Verdict
-from injection.kinds import Kind, kinds_of
-from injection.trace import Trace
+from injection.kinds import Kind
 from injection.workshop import Workshop
 from process_tree import die_with_parent
-
-
-def all_cases(trace: Trace) -> list[Case]:
-    """Every call of a conversion without faults with every error, in order."""
-    counts = trace.calls
-    return [
-        Case(kind, n) for kind in kinds_of(set(counts)) for n in range(1, counts[kind.call] + 1)
-    ]
 
 
 def sample(cases: list[Case], size: int) -> list[Case]:
@@ -84,12 +75,12 @@ class Campaign:
 
 
 _WORDS = (CONVERTED, FAILED_CLEANLY, ACCEPTED, BROKEN)
-_HEADING = f"{'call-error':24}{'cases':>8}" + "".join(f"{word:>18}" for word in _WORDS)
+_HEADING = f"{'process:call-error':32}{'cases':>8}" + "".join(f"{word:>18}" for word in _WORDS)
 
 
 def _row(name: str, counts: Counter[str]) -> str:
     cases = sum(counts[word] for word in _WORDS)
-    return f"{name:24}{cases:8}" + "".join(f"{counts[word]:18}" for word in _WORDS)
+    return f"{name:32}{cases:8}" + "".join(f"{counts[word]:18}" for word in _WORDS)
 
 
 def _work(program: Path, queue: multiprocessing.Queue, results: multiprocessing.Queue) -> None:

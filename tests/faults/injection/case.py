@@ -7,12 +7,12 @@ from pathlib import Path
 
 from injection.accepted import accepted_reason
 from injection.kinds import Kind
+from injection.targets import Target
 from injection.trace import Trace
 from ordeal import Ordeal
 from terminal_host import Exit, Outcome, StderrLine
 
 BOUND = 30.0  # seconds
-_STRACE = Path("/usr/bin/strace")
 _LOADER_GAVE_UP = 127
 # What the program says when it ends with status 0 although there is no result.
 _NO_RESULT = (
@@ -48,29 +48,24 @@ class Verdict:
     seconds: float
 
 
-def run(case: Case, ordeal: Ordeal, trace_file: Path, full_trace: bool = False) -> Verdict:
-    """Runs the conversion with that fault. The ordeal is used up by it."""
+def run(
+    case: Case, target: Target, ordeal: Ordeal, trace_file: Path, full_trace: bool = False
+) -> Verdict:
+    """Runs the conversion with that fault in the target. The ordeal is used up by it."""
     watched = "all" if full_trace else case.kind.call
     fault = f"inject={case.kind.call}:{case.kind.effect}:when={case.number}"
-    options = ["-D", "-o", str(trace_file), "-e", f"trace={watched}", "-e", fault]
+    options = ["-e", f"trace={watched}", "-e", fault]
     try:
-        outcome = ordeal.end_of(begin_under_strace(ordeal, options), BOUND)
+        outcome = ordeal.end_of(target.begin(ordeal, trace_file, options), BOUND)
     except AssertionError as error:
         injected = Trace(trace_file).injected or "nothing injected"
         return Verdict(case, BROKEN, f"{injected}\n{error}", BOUND)
     return _judge(case, ordeal, outcome, Trace(trace_file))
 
 
-def begin_under_strace(ordeal: Ordeal, options: list[str]):
-    """Starts a conversion whose program strace watches. The tracer is a grandchild (-D), so that
-    the program stays the host's own child."""
-    arguments = [*options, str(ordeal.desk.program)]
-    return ordeal.begin(program=_STRACE, arguments=arguments)
-
-
 def _judge(case: Case, ordeal: Ordeal, outcome: Outcome, trace: Trace) -> Verdict:
     injected = trace.injected
-    findings = _findings(ordeal, outcome)
+    findings = [*trace.crashes, *_findings(ordeal, outcome)]
     if findings:
         reason = accepted_reason(str(case), injected or "", findings)
         word, remark = (ACCEPTED, reason) if reason else (BROKEN, "\n".join(findings))

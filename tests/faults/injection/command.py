@@ -4,13 +4,15 @@ from __future__ import annotations
 
 import argparse
 import os
+import re
 import sys
 import time
 from pathlib import Path
 
-from injection.campaign import Campaign, all_cases, sample
+from injection.campaign import Campaign, sample
 from injection.case import ACCEPTED, BROKEN, Case, Verdict
 from injection.kinds import Kind
+from injection.targets import NAMES
 from injection.workshop import Workshop
 from terminal_host import find_program
 
@@ -22,7 +24,7 @@ def main(arguments: list[str]) -> int:
     if options.case:
         return _run_one(program, options.case, options.trace)
     with Workshop(program) as workshop:
-        cases = all_cases(workshop.trace())
+        cases = [case for name in options.targets.split(",") for case in workshop.cases(name)]
     wanted = options.only.split(",") if options.only else None
     cases = [case for case in cases if not wanted or case.kind.call in wanted]
     if options.sample:
@@ -39,15 +41,17 @@ def _parser() -> argparse.ArgumentParser:
     parser.add_argument("--workers", type=int, default=4, help="conversions at a time (4)")
     parser.add_argument("--sample", type=int, metavar="N", help="only N cases, spread evenly")
     parser.add_argument("--only", metavar="CALL,...", help="only these system calls")
-    parser.add_argument("--case", metavar="CALL-ERROR-N", help="one case, told in full")
+    everyone = ",".join(NAMES)
+    parser.add_argument("--targets", default=everyone, metavar="NAME,...", help=f"of {everyone}")
+    parser.add_argument("--case", metavar="TARGET:CALL-ERROR-N", help="one case, told in full")
     parser.add_argument("--trace", type=Path, help="with --case: a file for all of its calls")
     return parser
 
 
 def _run_one(program: Path, name: str, trace: Path | None) -> int:
-    call, error, number = name.rsplit("-", 2)
+    target, call, error, number = re.split("[:-]", name)
     with Workshop(program) as workshop:
-        verdict = workshop.run(Case(Kind(call, error), int(number)), trace)
+        verdict = workshop.run(Case(Kind(target, call, error), int(number)), trace)
     print(f"{verdict.case}: {verdict.word} after {verdict.seconds:.1f} s\n{verdict.remark}")
     return verdict.word == BROKEN
 

@@ -119,8 +119,9 @@ LEFT_ALONE = {
 
 @dataclass(frozen=True, order=True)
 class Kind:
-    """A call and the error that it fails with."""
+    """A call of a process (see targets.py) and the error that it fails with."""
 
+    target: str
     call: str
     error: str
 
@@ -130,11 +131,13 @@ class Kind:
         return "retval=0" if self.call == "brk" else f"error={self.error}"
 
     def __str__(self) -> str:
-        return f"{self.call}-{self.error}"
+        return f"{self.target}:{self.call}-{self.error}"
 
 
-def kinds_of(calls: set[str]) -> list[Kind]:
-    """All kinds for the calls that a program makes; KeyError for a call that nobody thought of."""
+def kinds_of(target: str, calls: set[str]) -> list[Kind]:
+    """All kinds for the calls that a process makes; KeyError for a call that nobody thought of."""
     return [
-        Kind(call, error) for call in sorted(calls - LEFT_ALONE.keys()) for error in ERRORS[call]
+        Kind(target, call, error)
+        for call in sorted(calls - LEFT_ALONE.keys())
+        for error in ERRORS[call]
     ]

@@ -6,14 +6,16 @@ import re
 from collections import Counter
 from pathlib import Path
 
+_PID = re.compile(r"^\d+ +")  # in front of each line when strace watches children, too
 _CALL = re.compile(r"^(\w+)\(")
 
 
 class Trace:
-    """The lines of one process, in order."""
+    """The lines of one process, or of several, in order."""
 
     def __init__(self, file: Path) -> None:
-        self.lines = file.read_text(errors="replace").splitlines() if file.exists() else []
+        text = file.read_text(errors="replace") if file.exists() else ""
+        self.lines = [_PID.sub("", line) for line in text.splitlines()]
 
     @property
     def calls(self) -> Counter[str]:
@@ -29,6 +31,15 @@ class Trace:
     def injected(self) -> str | None:
         """The call that was made to fail, as strace shows it; None when it was not reached."""
         return next((line for line in self.lines if line.endswith("(INJECTED)")), None)
+
+    @property
+    def crashes(self) -> list[str]:
+        """The ends by a signal that nobody sends."""
+        return [
+            f"a process crashed: {line.strip('+ ')}"
+            for line in self.lines
+            if re.match(r"\+\+\+ killed by SIG(ABRT|BUS|FPE|ILL|SEGV|SYS|TRAP)", line)
+        ]
 
     @staticmethod
     def _names(lines: list[str]) -> list[str]:

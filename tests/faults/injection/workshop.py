@@ -9,7 +9,8 @@ from collections.abc import Iterator
 from pathlib import Path
 
 from desk import Desk
-from injection.case import Case, Verdict, begin_under_strace, run
+from injection.case import Case, Verdict, run
+from injection.targets import target
 from injection.trace import Trace
 from ordeal import Ordeal
 from process_tree import become_subreaper
@@ -29,7 +30,8 @@ class Workshop:
         become_subreaper()
         self._directory = Path(tempfile.mkdtemp(prefix="inject-faults."))
         self._open.callback(shutil.rmtree, self._directory, ignore_errors=True)
-        (self._directory / "tmpfs").mkdir()
+        for name in ("bundle", "tmpfs"):
+            (self._directory / name).mkdir()
         self._tmpfs = self._open.enter_context(Tmpfs(self._directory / "tmpfs"))
         quiet = LoopbackSshd(extra_configuration="SetEnv SHLVL=1")
         self._sshd = self._open.enter_context(quiet)
@@ -43,15 +45,26 @@ class Workshop:
         """Runs one case; `full_trace` is a file that then holds all calls of the program."""
         with self._ordeal() as ordeal:
             trace = full_trace or self._directory / "trace"
-            return run(case, ordeal, trace, full_trace is not None)
+            process = target(case.kind.target, self._directory / "bundle")
+            return run(case, process, ordeal, trace, full_trace is not None)
 
-    def trace(self) -> Trace:
-        """All calls of a conversion without a fault."""
+    def trace(self, name: str = "program") -> Trace:
+        """All calls of that target in a conversion without a fault."""
         with self._ordeal() as ordeal:
             file = self._directory / "trace"
-            outcome = ordeal.end_of(begin_under_strace(ordeal, ["-D", "-o", str(file)]))
-            ordeal.assert_survived(outcome)
+            process = target(name, self._directory / "bundle")
+            ordeal.assert_survived(ordeal.end_of(process.begin(ordeal, file, [])))
             return Trace(file)
+
+    def cases(self, name: str) -> list[Case]:
+        """Every call that target makes without a fault, with every error that it can have."""
+        trace = self.trace(name)
+        process = target(name, self._directory / "bundle")
+        return [
+            Case(kind, number)
+            for kind in process.kinds(trace)
+            for number in range(1, process.count(trace, kind.call) + 1)
+        ]
 
     @contextlib.contextmanager
     def _ordeal(self) -> Iterator[Ordeal]:
