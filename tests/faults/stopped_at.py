@@ -12,6 +12,7 @@ from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
+from standin.processes import Process
 from standin.record import wait_until
 from terminal_host import Conversion
 
@@ -31,14 +32,22 @@ def stopped_at_opening(
     conversion: Conversion, path: Path, go_on: Callable[[], object]
 ) -> Iterator[None]:
     """Calls `go_on`, and gives control when the program has opened `path` for the first time and
-    stands still there. SIGCONT lets it go on; so does the end of the with-block."""
+    stands still there, watched by nobody any more. SIGCONT lets it go on; so does the end of the
+    with-block."""
     if not may_trace():
         pytest.skip("strace is not installed, or may not trace")
     with _tracer(conversion.pid, path) as said:
         go_on()
         wait_until(lambda: "stopped by SIGSTOP" in said(), PATIENCE, f"the opening of {path}")
-        yield
-        conversion.signal(signal.SIGCONT)
+    wait_until(lambda: is_stopped(conversion.pid), PATIENCE, "the end of the tracing")
+    yield
+    conversion.signal(signal.SIGCONT)
+
+
+def is_stopped(pid: int) -> bool:
+    """Whether a process stands still, as SIGSTOP makes it."""
+    process = Process.find(pid)
+    return process is not None and process.state == "T"
 
 
 @contextlib.contextmanager

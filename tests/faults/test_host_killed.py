@@ -13,10 +13,14 @@ from ordeal import Ordeal
 from own_archiver import with_archiver
 from stages import go, hold_in
 from standin.record import wait_until
-from stations import STATES
+from stations import FORWARDING, SENDING, STATES, WAITING_FOR_HELLO
 
 CONVERTER = "ZanburyConverter"
 AT_ONCE = 1.0  # seconds
+SHORT = [WAITING_FOR_HELLO, SENDING, FORWARDING]
+SOME_STATES = [
+    pytest.param(state, marks=[] if state in SHORT else [pytest.mark.long]) for state in STATES
+]
 
 
 def _host_in(ordeal: Ordeal, state: str, **options: Any) -> MortalHost:
@@ -26,7 +30,7 @@ def _host_in(ordeal: Ordeal, state: str, **options: Any) -> MortalHost:
     return host
 
 
-@pytest.mark.parametrize("state", STATES)
+@pytest.mark.parametrize("state", SOME_STATES)
 def test_a_converter_ends_at_once(ordeal: Ordeal, state: str) -> None:
     with _host_in(ordeal, state, tool=CONVERTER) as host:
         host.kill()
@@ -58,7 +62,7 @@ def test_a_converter_ends_while_its_archiver_is_at_work(ordeal: Ordeal, stage: s
     ordeal.assert_survived(outcome)
 
 
-@pytest.mark.parametrize("state", STATES)
+@pytest.mark.parametrize("state", SOME_STATES)
 def test_any_other_tool_still_delivers(ordeal: Ordeal, state: str) -> None:
     with _host_in(ordeal, state, broken_log=True) as host:
         host.kill()

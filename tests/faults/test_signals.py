@@ -16,26 +16,37 @@ from observed_process import children_of
 from ordeal import Ordeal
 from prompt_end import ends_at_once
 from stages import ARCHIVING, WORK, begin_archiving, begin_in, go, stopped_at_work
-from standin.processes import Process
 from standin.record import wait_until
-from stations import FORWARDING, STATES, WAITING_FOR_HELLO
+from stations import (
+    SENDING,
+    STATES,
+    WAITING_FOR_HANDSHAKE,
+    WAITING_FOR_RESULT,
+    WAITING_FOR_START,
+)
+from stopped_at import is_stopped
 from terminal_host import Conversion, Outcome
 
 NUMBERS = [signal.SIGTERM, signal.SIGINT, signal.SIGHUP]
-ELSEWHERE = [(FORWARDING, number) for number in NUMBERS] + [
-    *[(WAITING_FOR_HELLO, number) for number in NUMBERS],
-    *[(state, signal.SIGTERM) for state in STATES],
-]
+LONG = pytest.mark.long
+# The states in which tests/conversation sends SIGTERM only, and the signal of the short run.
+IN_SHORT = {
+    WAITING_FOR_HANDSHAKE: signal.SIGINT,
+    SENDING: signal.SIGHUP,
+    WAITING_FOR_START: signal.SIGINT,
+    WAITING_FOR_RESULT: signal.SIGHUP,
+}
 HERE = [
-    (state, number) for state in STATES for number in NUMBERS if (state, number) not in ELSEWHERE
+    pytest.param(state, number, marks=[] if number == short else [LONG])
+    for state, short in IN_SHORT.items()
+    for number in NUMBERS[1:]
 ]
 
 
 # The three take one way, so that one of them stands for all where the stage is what matters.
-ONE_OF_THEM = [
-    NUMBERS[0],
-    *(pytest.param(number, marks=pytest.mark.long) for number in NUMBERS[1:]),
-]
+ONE_OF_THEM = [NUMBERS[0], *(pytest.param(number, marks=LONG) for number in NUMBERS[1:])]
+SHORT_WORK = ["encrypting", "delivering the file", "delivering the logs"]
+SOME_WORK = [pytest.param(name, marks=[] if name in SHORT_WORK else [LONG]) for name in WORK]
 
 
 def _assert_terminated(ordeal: Ordeal, outcome: Outcome, number: signal.Signals) -> None:
@@ -65,7 +76,7 @@ def test_a_signal_ends_the_archiver_with_the_program(
 
 
 @pytest.mark.parametrize("number", ONE_OF_THEM)
-@pytest.mark.parametrize("stage", WORK)
+@pytest.mark.parametrize("stage", SOME_WORK)
 def test_a_signal_ends_what_is_half_done(
     ordeal: Ordeal, stage: str, number: signal.Signals
 ) -> None:
@@ -103,17 +114,11 @@ def test_a_signal_ends_an_upload_that_is_stuck(ordeal: Ordeal, number: signal.Si
     ordeal.assert_survived(outcome)
 
 
-def _state(pid: int) -> str:
-    """The letter of the process's state."""
-    process = Process.find(pid)
-    return process.state if process else ""
-
-
 @contextmanager
 def _stopped(conversion: Conversion) -> Iterator[None]:
     """The program stands still inside the with-block."""
     conversion.signal(signal.SIGSTOP)
-    wait_until(lambda: _state(conversion.pid) == "T", PATIENCE, "the stop")
+    wait_until(lambda: is_stopped(conversion.pid), PATIENCE, "the stop")
     yield
     conversion.signal(signal.SIGCONT)
 
@@ -149,7 +154,7 @@ def _has_gone_on(ordeal: Ordeal, state: str) -> bool:
     return any((frame.direction, frame.type) == ("sent", next_type) for frame in frames)
 
 
-@pytest.mark.parametrize("stage", WORK)
+@pytest.mark.parametrize("stage", SOME_WORK)
 def test_a_stop_while_it_is_at_work_changes_nothing(ordeal: Ordeal, stage: str) -> None:
     with stopped_at_work(ordeal, stage) as conversion:
         for _ in range(3):
