@@ -18,7 +18,7 @@ from stations import STATES, WAITING_FOR_HELLO
 from terminal_host import Conversion
 
 KEEP_ALIVE = 15.0  # seconds: three messages without an answer, five seconds apart
-BOUND = 40.0  # seconds: the same, the connection, and a busy machine
+BOUND = 60.0  # seconds: the same, the connection, and a busy machine
 SILENCE = "Timeout, server 127.0.0.1 not responding."
 
 
