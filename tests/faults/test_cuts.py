@@ -1,5 +1,5 @@
-"""The connection is cut in the middle of the key exchange, of the login, of every frame: before the
-hello has come the next destination is tried, afterwards the session ends and says in which state."""
+"""The connection is cut in the key exchange, in the login, in every frame: before the hello
+the next destination is tried, afterwards the session ends and says in which state."""
 
 from __future__ import annotations
 
