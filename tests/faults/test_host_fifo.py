@@ -161,16 +161,18 @@ def test_what_becomes_of_the_paths_later_does_not_matter(
     become: Callable[[Path], object],
 ) -> None:
     # The FIFOs that were opened stay what they are, in both directions.
-    script = {"Conversion": {"before": [*HELD, {"forwarded": 5}, {"echo": 5}]}}
+    steps = [{"forward": "ready"}, *HELD, {"forwarded": 5}, {"echo": 5}]
+    script = {"Conversion": {"before": steps}}
     fifos = {"input_fifo_path": given.path, "output_fifo_path": output.path}
     conversion = begin_held(ordeal, script, **fifos)
+    output.read_until(b"ready")
     become(given.path)
     become(output.path)
     go(ordeal.desk)
     given.write(b"heard")
     outcome = ordeal.end_of(conversion)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert output.read().partition(PATIENT)[2].startswith(b"heard")
+    assert output.read().partition(PATIENT)[2].startswith(b"readyheard")
     assert ordeal.desk.result.read_bytes() == ordeal.whole_result()
     ordeal.assert_survived(outcome)
 
