@@ -66,6 +66,8 @@ def test_a_message_that_never_ends_is_waited_for_quietly_and_not_for_ever(
 ) -> None:
     script = in_state(state, UNFINISHED[state], *HELD)
     conversion = begin_held(ordeal, script, tool=tool)
+    if state == WAITING_FOR_RESULT:  # until then a byte from the host is forwarded
+        conversion.wait_until(lambda now: b"Downloading" in now.fifo_bytes, PATIENCE)
     before = processor_seconds(conversion.pid)
     if tool == CONVERTER:
         wait_for_wake_ups(conversion.pid, 5)
