@@ -2,8 +2,8 @@
 """A host in a process of its own, which a test can kill: host_process.py PROGRAM
 
 Starts the program with the environment that stands on standard input as JSON and with its own
-process id as EXPORT_HOST_PID, writes the program's process id, and reads its FIFO for ever. What the
-program logs goes to the host's own standard error.
+process id as EXPORT_HOST_PID, writes the program's process id, and reads its FIFO for ever. What
+the program logs goes to the host's own standard error.
 """
 
 from __future__ import annotations

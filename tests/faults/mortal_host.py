@@ -20,7 +20,7 @@ _SCRIPT = Path(__file__).with_name("host_process.py")
 
 
 class _Log:
-    """What the host's standard error leads to: a file, or a pipe whose reader goes with the host."""
+    """The host's standard error: a file, or a pipe whose reader goes with the host."""
 
     def __init__(self, file: Path | None) -> None:
         self._file = file
@@ -83,7 +83,7 @@ class MortalHost:
         self._killed = time.monotonic()
 
     def outcome(self, bound: float) -> Outcome:
-        """What became of the program, which has to end within `bound` seconds of the host's death."""
+        """What became of the program, which has `bound` seconds to end from now on."""
         status = self._wait_for_status(bound)
         return Outcome(
             status=status,

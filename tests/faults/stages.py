@@ -89,7 +89,7 @@ def stopped_at_work(ordeal: Ordeal, stage: str, **options: Any) -> Iterator[Conv
 
 
 def begin_archiving(ordeal: Ordeal, stage: str, then: str) -> Conversion:
-    """A conversion whose archiver, once it is at that stage of ARCHIVING, does `then` in a shell."""
+    """A conversion whose archiver does `then`, in a shell, at that stage of ARCHIVING."""
     begun = ordeal.desk.directory / "begun"
     at_stage = f"[ \"$1\" != {ARCHIVING[stage]} ] || {{ touch '{begun}'; {then}; }}"
     script = f'{at_stage}\nexec "$real" "$@"'

@@ -1,5 +1,5 @@
-"""The host is killed, and with it who reads its FIFO and its log. A converter ends at once; any other
-tool has no order to watch the host, so its conversion goes on and delivers."""
+"""The host is killed, and with it who reads its FIFO and its log. A converter ends at once; any
+other tool has no order to watch the host, so its conversion goes on and delivers."""
 
 from __future__ import annotations
 
