@@ -14,8 +14,8 @@ from injection.kinds import Kind
 from injection.trace import Trace
 from injection.workshop import Workshop
 
-# How many of each target's cases; all of them take some ten minutes.
-SAMPLE_SIZES = {"program": 90, "ssh": 4, "archiver": 2, "pack": 12, "unpack": 12}
+# How many of each target's cases; all of them take a quarter of an hour.
+SAMPLE_SIZES = {"program": 110, "ssh": 4, "archiver": 2, "pack": 20, "unpack": 20}
 SAMPLE = [(name, index) for name, size in SAMPLE_SIZES.items() for index in range(size)]
 
 
