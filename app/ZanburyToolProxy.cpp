@@ -83,8 +83,9 @@ void ZanburyToolProxy::removeItemAtPath(const std::filesystem::path& path) {
   if (path.empty() || FileManager::isSurelyAbsent(path)) return;
   if (const auto error = FileManager::removeItem(path)) {
     log("ERROR: Could not remove file, error = {}", printable(error->description));
-    static_cast<void>(ZanburyToolProxyUtilities::runTaskWithLaunchPath(
-        "/bin/rm", std::vector<std::string>{"-rf", path.string()}));
+    const bool didRun = ZanburyToolProxyUtilities::runTaskWithLaunchPath(
+        "/bin/rm", std::vector<std::string>{"-rf", path.string()});
+    if (!didRun && path == temporaryDirectoryPath) LastResort::removeDirectory();
   }
 }
 
@@ -105,9 +106,8 @@ void ZanburyToolProxy::leaveNothing() noexcept {
     transitionToStateAborted();
     stopProxy();
   } catch (...) {
-    std::error_code ignored;
-    std::filesystem::remove_all(temporaryDirectoryPath, ignored);
-    std::_Exit(1);
+    // Not even that: what is left to do must be done without memory.
+    std::abort();
   }
 }
 

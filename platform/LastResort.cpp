@@ -22,22 +22,9 @@ constexpr const char* remover = "/bin/rm";
 
 std::array<char, PATH_MAX> rememberedDirectory{};
 
-void removeRememberedDirectory() {
-  if (rememberedDirectory.front() == '\0') return;
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    const char* arguments[] = {remover, "-rf", rememberedDirectory.data(), nullptr};
-    char* const environment[] = {nullptr};
-    ::execve(remover, const_cast<char* const*>(arguments), environment);
-    ::_exit(127);
-  }
-  while (pid > 0 && ::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
-  }
-}
-
 void endInOrder(int /*signalNumber*/) {
   static_cast<void>(!::write(STDERR_FILENO, line.data(), line.size()));
-  removeRememberedDirectory();
+  LastResort::removeDirectory();
   StandardStreams::restore();
   ::_exit(1);
 }
@@ -57,6 +44,19 @@ void LastResort::remember(const std::filesystem::path& directory) noexcept {
   const bool fits = path.size() < rememberedDirectory.size();
   rememberedDirectory.fill('\0');
   if (fits) std::memcpy(rememberedDirectory.data(), path.data(), path.size());
+}
+
+void LastResort::removeDirectory() noexcept {
+  if (rememberedDirectory.front() == '\0') return;
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    const char* arguments[] = {remover, "-rf", rememberedDirectory.data(), nullptr};
+    char* const environment[] = {nullptr};
+    ::execve(remover, const_cast<char* const*>(arguments), environment);
+    ::_exit(127);
+  }
+  while (pid > 0 && ::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+  }
 }
 
 }  // namespace ztp

@@ -16,6 +16,9 @@ class LastResort {
   static void prepare();
   /// The directory that must not be left behind, with all in it; an empty path: none (any more).
   static void remember(const std::filesystem::path& directory) noexcept;
+  /// Removes the remembered directory by another program and waits for its end. Takes neither
+  /// memory nor descriptors of this process.
+  static void removeDirectory() noexcept;
 };
 
 }  // namespace ztp

@@ -9,10 +9,12 @@ from pathlib import Path
 
 import pytest
 from injection.campaign import sample
-from injection.case import BROKEN, NOT_REACHED, Case
+from injection.case import BROKEN, FAILED_CLEANLY, NOT_REACHED, Case, starvations
 from injection.kinds import Kind
 from injection.trace import Trace
 from injection.workshop import Workshop
+from ordeal import Ordeal
+from wrapped_program import after
 
 # How many of each target's cases; all of them take a quarter of an hour.
 SAMPLE_SIZES = {"program": 110, "ssh": 4, "archiver": 2, "pack": 20, "unpack": 20}
@@ -44,6 +46,23 @@ def test_a_failing_call_is_survived(
     case = sample(cases(target), SAMPLE_SIZES[target])[index]
     verdict = workshop.run(case)
     assert verdict.word != BROKEN, f"{case}: {verdict.remark}"
+
+
+def test_running_out_of_memory_for_good_is_survived(workshop: Workshop, trace: Trace) -> None:
+    cases = starvations(trace)
+    assert len(cases) >= 5
+    verdicts = [workshop.run(case) for case in cases]
+    assert [verdict.remark for verdict in verdicts if verdict.word == BROKEN] == []
+    assert any(verdict.word == FAILED_CLEANLY for verdict in verdicts), "it did run out"
+
+
+# From the signals' pipes to the archiver's; without room for the FIFOs ten seconds go by in tries.
+@pytest.mark.parametrize("limit", [4, 7, 10, 12, 13, 14, 16, 17, 19, 21])
+def test_having_no_more_descriptors_is_survived(ordeal: Ordeal, limit: int) -> None:
+    program = after(ordeal.desk.program, ordeal.desk.directory, f"ulimit -n {limit}")
+    outcome = ordeal.convert(program=program)
+    ordeal.assert_survived(outcome)
+    assert outcome.status == 1, outcome.report()
 
 
 FIRST, LAST = 0, -1

@@ -14,6 +14,8 @@ from terminal_host import Exit, Outcome, StderrLine
 
 BOUND = 30.0  # seconds
 _LOADER_GAVE_UP = 127
+# The first thing that the program itself does.
+_BEGINNING_OF_MAIN = "fcntl(0, F_GETFD)"
 # What the program says when it ends with status 0 although there is no result.
 _NO_RESULT = (
     "ERROR: The connection to the server was lost in state ",
@@ -34,8 +36,53 @@ class Case:
     kind: Kind
     number: int
 
+    @property
+    def calls(self) -> str:
+        """The calls that strace watches."""
+        return self.kind.call
+
+    @property
+    def faults(self) -> list[str]:
+        """What strace injects."""
+        return [f"{self.kind.call}:{self.kind.effect}:when={self.number}"]
+
     def __str__(self) -> str:
         return f"{self.kind}-{self.number}"
+
+
+@dataclass(frozen=True)
+class Starvation(Case):
+    """No memory at all from a certain request on: the n-th brk and the `mapping`-th mmap."""
+
+    mapping: int
+
+    @property
+    def calls(self) -> str:
+        return "brk,mmap,mremap"
+
+    @property
+    def faults(self) -> list[str]:
+        return [
+            f"brk:retval=0:when={self.number}+",
+            f"mmap:error=ENOMEM:when={self.mapping}+",
+            "mremap:error=ENOMEM",
+        ]
+
+
+def starvations(trace: Trace) -> list[Starvation]:
+    """One for each time that the program, its libraries loaded, asks for memory."""
+    kind = Kind("program", "brk", "ENOMEM")
+    found = list[Starvation]()
+    made = {"brk": 0, "mmap": 0}
+    main_has_begun = False
+    for line in trace.lines:
+        main_has_begun |= line.startswith(_BEGINNING_OF_MAIN)
+        call = line.partition("(")[0]
+        if call in made:
+            if main_has_begun:
+                found.append(Starvation(kind, made["brk"] + 1, made["mmap"] + 1))
+            made[call] += 1
+    return found
 
 
 @dataclass(frozen=True)
@@ -52,9 +99,9 @@ def run(
     case: Case, target: Target, ordeal: Ordeal, trace_file: Path, full_trace: bool = False
 ) -> Verdict:
     """Runs the conversion with that fault in the target. The ordeal is used up by it."""
-    watched = "all" if full_trace else case.kind.call
-    fault = f"inject={case.kind.call}:{case.kind.effect}:when={case.number}"
-    options = ["-e", f"trace={watched}", "-e", fault]
+    options = ["-e", "trace=" + ("all" if full_trace else case.calls)]
+    for fault in case.faults:
+        options += ["-e", "inject=" + fault]
     try:
         outcome = ordeal.end_of(target.begin(ordeal, trace_file, options), BOUND)
     except AssertionError as error:

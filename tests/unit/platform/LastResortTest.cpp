@@ -27,6 +27,17 @@ TEST(LastResortDeathTest, TheDirectoryGoesWithAllInItAndALineSaysWhy) {
   EXPECT_TRUE(std::filesystem::exists(scratch.path()));
 }
 
+TEST(LastResort, TheDirectoryCanBeRemovedBeforeTheEnd) {
+  const ScratchDirectory scratch;
+  const auto directory = scratch / "kept private";
+  std::filesystem::create_directories(directory / "deeper");
+  LastResort::remember(directory);
+  LastResort::removeDirectory();
+  LastResort::remember({});
+  EXPECT_FALSE(std::filesystem::exists(directory));
+  EXPECT_TRUE(std::filesystem::exists(scratch.path()));
+}
+
 TEST(LastResortDeathTest, WithoutADirectoryNothingIsRemoved) {
   EXPECT_EXIT(prepareAndAbort({}), testing::ExitedWithCode(1), "had to end itself");
 }
