@@ -136,6 +136,21 @@ TEST(PropertyList, RefusesMoreThanItsLimit) {
   EXPECT_FALSE(read(ofSize(PropertyList::maximumSize + 1)));
 }
 
+// A document with entities of its own, each ten times the one before, and one that names a file.
+std::string withEntities(std::string_view text) {
+  return R"(<?xml version="1.0"?><!DOCTYPE plist [<!ENTITY a "aaaaaaaaaa">)"
+         R"(<!ENTITY b "&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;"><!ENTITY f SYSTEM "file:///etc/passwd">]>)"
+         R"(<plist version="1.0"><dict><key>k</key><string>)" +
+         std::string(text) + "</string></dict></plist>";
+}
+
+TEST(PropertyList, RefusesTheEntitiesOfADocument) {
+  EXPECT_TRUE(read(withEntities("text &amp; more")));
+  EXPECT_FALSE(read(withEntities("&a;")));
+  EXPECT_FALSE(read(withEntities("&b;")));
+  EXPECT_FALSE(read(withEntities("&f;")));
+}
+
 TEST(PropertyList, SurvivesTheDeepestNestingThatFits) {
   std::string arrays;
   while (arrays.size() < PropertyList::maximumSize - 1000) arrays += "<array>";
