@@ -66,7 +66,7 @@ class Ordeal:
         leaves: Collection[str] = (),
         keeps_flags: bool = True,
     ) -> None:
-        """The eight checks. `whole` is the complete result, `earlier` what stood at its place before.
+        """The eight checks. `whole` is the complete result, `earlier` what stood in its place.
 
         The rest is for faults that cannot be survived so well: `silent` needs no line of cause,
         `leaves` are names that may stay in the tmpfs (of a file that fills it, say), and

@@ -1,1 +1,1 @@
-"""Makes every system call of a whole conversion fail, one at a time; scripts/inject-faults runs it."""
+"""Makes every system call of a whole conversion fail, one at a time, for scripts/inject-faults."""

@@ -87,7 +87,7 @@ def starvations(trace: Trace) -> list[Starvation]:
 
 @dataclass(frozen=True)
 class Verdict:
-    """What became of a case; `remark` is the injected call and, where it broke, all that is known."""
+    """What became of a case; `remark` is the injected call and, where it broke, the rest."""
 
     case: Case
     word: str

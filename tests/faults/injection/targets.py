@@ -1,5 +1,5 @@
-"""Whose system calls fail: those of the program, of a child that is to become ssh or the archiver and
-has not got there yet, of the archiver. Each target starts a conversion under strace."""
+"""Whose system calls fail: those of the program, of a child that is to become ssh or the archiver
+and has not got there yet, of the archiver. Each target starts a conversion under strace."""
 
 from __future__ import annotations
 
