@@ -100,7 +100,7 @@ bool ZanburyToolProxy::unpackOutputArchive() {
 MaybeError ZanburyToolProxy::deliver(const fs::path& directory, const fs::path& item,
                                      const fs::path& destination) {
   unfinishedDelivery_ = destination;
-  const auto error = copyToHost(directory, item, destination);
+  auto error = copyToHost(directory, item, destination);
   unfinishedDelivery_.reset();
   return error;
 }
