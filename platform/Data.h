@@ -50,8 +50,8 @@ using Data = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
 /// Content too large for one block: pieces of `dataPieceSize` bytes each, the last one smaller or
 /// as large. Each can be let go of by itself.
 using DataPieces = std::deque<Data>;
-/// 256 KiB: it fits a processor's cache, and goes back to the system when it is let go of.
-inline constexpr std::size_t dataPieceSize = 262'144;
+/// 1 MiB: it fits a processor's cache, and goes back to the system when it is let go of.
+inline constexpr std::size_t dataPieceSize = 1'048'576;
 
 /// A view of bytes that somebody else owns.
 using DataView = std::span<const std::uint8_t>;
