@@ -19,32 +19,57 @@ namespace fs = std::filesystem;
 
 constexpr unsigned ownerOnly = 0600;
 
-FileHandle openOrFail(const fs::path& path, int flags) {
+// Large enough that calls cost nothing beside the copying, small enough that the file cache finds
+// room for it in what the pieces before it gave back.
+constexpr std::size_t writtenAtOnce = 262'144;
+
+// Runs an operation on the file that it opens; what goes wrong names the file.
+template <typename Operation>
+auto withFile(const fs::path& path, int flags, const Operation& operation) {
   const int fileDescriptor = openFile(path, flags, ownerOnly);
   if (fileDescriptor < 0) throw PlatformException(Error::fromErrno("open " + path.string()));
-  return FileHandle(fileDescriptor);
+  FileHandle file(fileDescriptor);
+  try {
+    return operation(file);
+  } catch (const std::exception& exception) {
+    throw PlatformException(std::string(exception.what()) + " (" + path.string() + ")");
+  }
 }
 
-DataPieces piecesOf(FileHandle& file, const FileManager::PieceAttendant& attend) {
+DataPieces piecesOf(FileHandle& file, std::size_t expected,
+                    const FileManager::PieceAttendant& attend) {
   DataPieces pieces;
   for (;;) {
-    Data piece = file.readDataOfLength(dataPieceSize);
+    Data piece = file.readDataOfLength(dataPieceSize, expected);
     if (piece.empty() && !pieces.empty()) return pieces;
     if (!pieces.empty()) attend(pieces.back());
     const bool isLast = piece.size() < dataPieceSize;
+    expected -= std::min(expected, piece.size());
     pieces.push_back(std::move(piece));
     if (isLast) return pieces;
     BlockingWait::glance();
   }
 }
 
-// Runs an operation on an open file; what goes wrong names the file.
 template <typename Operation>
-auto naming(const fs::path& path, const Operation& operation) {
+MaybeError writing(const fs::path& path, const Operation& operation) {
   try {
-    return operation();
-  } catch (const std::exception& exception) {
-    throw PlatformException(std::string(exception.what()) + " (" + path.string() + ")");
+    withFile(path, O_WRONLY | O_CREAT | O_TRUNC, [&](FileHandle& file) {
+      operation(file);
+      file.closeAfterWriting();
+    });
+    return std::nullopt;
+  } catch (const PlatformException& exception) {
+    return Error{exception.what()};
+  }
+}
+
+void writeAttended(FileHandle& file, DataView content) {
+  while (!content.empty()) {
+    const auto part = content.first(std::min(content.size(), writtenAtOnce));
+    file.writeData(part);
+    content = content.subspan(part.size());
+    BlockingWait::glance();
   }
 }
 
@@ -53,9 +78,10 @@ auto naming(const fs::path& path, const Operation& operation) {
 std::variant<DataPieces, Error> FileManager::readPieces(const fs::path& path,
                                                         const PieceAttendant& attend) {
   try {
-    FileHandle file = openOrFail(path, O_RDONLY);
-    system::keepOutOfFileCache(file.fileDescriptor());
-    return naming(path, [&] { return piecesOf(file, attend); });
+    return withFile(path, O_RDONLY, [&](FileHandle& file) {
+      system::keepOutOfFileCache(file.fileDescriptor());
+      return piecesOf(file, file.size(), attend);
+    });
   } catch (const PlatformException& exception) {
     return Error{exception.what()};
   }
@@ -73,32 +99,13 @@ std::variant<Data, Error> FileManager::readFile(const fs::path& path) {
 }
 
 MaybeError FileManager::writePieces(const fs::path& path, DataPieces pieces) {
-  try {
-    FileHandle file = openOrFail(path, O_WRONLY | O_CREAT | O_TRUNC);
-    naming(path, [&] {
-      for (; !pieces.empty(); pieces.pop_front()) {
-        file.writeData(pieces.front());
-        BlockingWait::glance();
-      }
-      file.closeAfterWriting();
-    });
-    return std::nullopt;
-  } catch (const PlatformException& exception) {
-    return Error{exception.what()};
-  }
+  return writing(path, [&](FileHandle& file) {
+    for (; !pieces.empty(); pieces.pop_front()) writeAttended(file, pieces.front());
+  });
 }
 
 MaybeError FileManager::writeFile(const fs::path& path, DataView content) {
-  try {
-    FileHandle file = openOrFail(path, O_WRONLY | O_CREAT | O_TRUNC);
-    naming(path, [&] {
-      file.writeData(content);
-      file.closeAfterWriting();
-    });
-    return std::nullopt;
-  } catch (const PlatformException& exception) {
-    return Error{exception.what()};
-  }
+  return writing(path, [&](FileHandle& file) { file.writeData(content); });
 }
 
 }  // namespace ztp

@@ -116,11 +116,19 @@ void FileHandle::writeToPipe(DataView bytes) {
   }
 }
 
-Data FileHandle::readDataOfLength(std::size_t maximum) {
-  Data data(maximum);
+std::uint64_t FileHandle::size() const noexcept {
+  struct stat status {};
+  if (!isRegularFile_ || ::fstat(fileDescriptor_, &status) != 0) return 0;
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+Data FileHandle::readDataOfLength(std::size_t maximum, std::size_t expected) {
+  // One byte more shows the end without more room.
+  Data data(expected < maximum ? expected + 1 : maximum);
   std::size_t filled = 0;
   while (filled < maximum) {
-    const std::size_t count = readSome(fileDescriptor_, data.data() + filled, maximum - filled);
+    if (filled == data.size()) data.resize(maximum);
+    const std::size_t count = readSome(fileDescriptor_, data.data() + filled, data.size() - filled);
     if (count == 0) break;
     filled += count;
   }

@@ -35,8 +35,14 @@ class FileHandle {
   /// the descriptor is blocking.
   void writeData(DataView bytes);
 
-  /// Reads at most `maximum` bytes, fewer at the end of the file; empty when nothing is left.
-  Data readDataOfLength(std::size_t maximum);
+  /// Bytes of a regular file; 0 for anything else and when it cannot be told.
+  [[nodiscard]] std::uint64_t size() const noexcept;
+
+  /// Reads at most `maximum` bytes, fewer at the end of the file; empty when nothing is left. Room
+  /// is made for the `expected` bytes, and for the maximum only when more come.
+  Data readDataOfLength(std::size_t maximum, std::size_t expected);
+  /// The same without an expectation.
+  Data readDataOfLength(std::size_t maximum) { return readDataOfLength(maximum, maximum); }
 
   /// What a pipe or FIFO offers right now, at most 64 KiB; empty when there is nothing or at the
   /// end of file. Never waits.

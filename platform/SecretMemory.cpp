@@ -4,8 +4,6 @@
 #include <mutex>
 #include <new>
 
-#include "platform/System.h"
-
 namespace ztp {
 namespace {
 
@@ -23,10 +21,25 @@ constinit Header* first = nullptr;
 // otherwise take all the memory that it announced at the moment it goes.
 constexpr std::size_t filledAtMost = 1U << 20U;
 
+void* takeMemory(std::size_t size) {
+  if (size != system::hugePageSize) return ::operator new(size);
+  if (void* const page = system::mapHugePage()) return page;
+  throw std::bad_alloc();
+}
+
+void giveBack(void* memory, std::size_t size) noexcept {
+  if (size == system::hugePageSize) {
+    system::unmapHugePage(memory);
+  } else {
+    ::operator delete(memory);
+  }
+}
+
 }  // namespace
 
 void* SecretMemory::allocate(std::size_t size) {
-  auto* header = ::new (::operator new(sizeof(Header) + size)) Header;
+  static_assert(sizeof(Header) == headerSize);
+  auto* header = ::new (takeMemory(headerSize + size)) Header;
   header->size = size;
   const std::lock_guard lock(mutex);
   header->next = first;
@@ -43,7 +56,7 @@ void SecretMemory::release(void* memory) noexcept {
     if (header->next != nullptr) header->next->previous = header->previous;
   }
   wipe(memory, header->size);
-  ::operator delete(header);
+  giveBack(header, headerSize + header->size);
 }
 
 void SecretMemory::wipeAll() noexcept {

@@ -4,15 +4,23 @@
 
 #include <cstddef>
 
+#include "platform/System.h"
+
 namespace ztp {
 
 /// Overwrites `size` bytes at `memory` in a way that the compiler does not remove.
 void wipe(void* memory, std::size_t size) noexcept;
 
-/// Blocks of the heap that are known one by one. May be used by any thread.
+/// Blocks of memory that are known one by one. May be used by any thread.
 class SecretMemory {
+  static constexpr std::size_t headerSize = 32;
+
  public:
   SecretMemory() = delete;
+
+  /// A block of exactly this size fills a huge page, and goes back to the system with it; others
+  /// come from the heap.
+  static constexpr std::size_t hugePageCapacity = system::hugePageSize - headerSize;
 
   /// `size` bytes, aligned for every type of ordinary alignment. Raises std::bad_alloc.
   [[nodiscard]] static void* allocate(std::size_t size);

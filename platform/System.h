@@ -43,6 +43,16 @@ std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t
 /// Makes zeros of a large piece of the heap without taking memory for pages that were never filled.
 void discard(void* memory, std::size_t size) noexcept;
 
+/// A page many times as large as usual: a file's worth of memory costs a few hundred page faults
+/// instead of many thousand.
+inline constexpr std::size_t hugePageSize = 2'097'152;
+
+/// Memory of that size that the system aligns and backs with one huge page where it has one;
+/// null when there is no memory.
+void* mapHugePage() noexcept;
+/// Gives it back to the system at once.
+void unmapHugePage(void* memory) noexcept;
+
 /// Tells the system that an open file is read only once. What is in the file cache already stays:
 /// dropping pages that were just written would make the system store them first.
 void keepOutOfFileCache(int fileDescriptor) noexcept;

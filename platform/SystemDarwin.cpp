@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <string.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -68,6 +69,16 @@ std::optional<std::size_t> copyInKernel(int /*source*/, int /*destination*/,
 
 void discard(void* memory, std::size_t size) noexcept {
   wipe(memory, size);
+}
+
+void* mapHugePage() noexcept {
+  void* const mapped =
+      ::mmap(nullptr, hugePageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
+  return mapped == MAP_FAILED ? nullptr : mapped;
+}
+
+void unmapHugePage(void* memory) noexcept {
+  ::munmap(memory, hugePageSize);
 }
 
 void keepOutOfFileCache(int fileDescriptor) noexcept {

@@ -128,6 +128,25 @@ void discard(void* memory, std::size_t size) noexcept {
   wipe(static_cast<char*>(page) + (rest - rest % pageSize), rest % pageSize);
 }
 
+// Twice as much is asked for, and what lies in front of the page and behind it given back.
+void* mapHugePage() noexcept {
+  void* const mapped =
+      ::mmap(nullptr, 2 * hugePageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (mapped == MAP_FAILED) return nullptr;
+  void* page = mapped;
+  std::size_t rest = 2 * hugePageSize;
+  std::align(hugePageSize, hugePageSize, page, rest);
+  const std::size_t inFront = 2 * hugePageSize - rest;
+  if (inFront > 0) ::munmap(mapped, inFront);
+  if (rest > hugePageSize) ::munmap(static_cast<char*>(page) + hugePageSize, rest - hugePageSize);
+  ::madvise(page, hugePageSize, MADV_HUGEPAGE);
+  return page;
+}
+
+void unmapHugePage(void* memory) noexcept {
+  ::munmap(memory, hugePageSize);
+}
+
 void keepOutOfFileCache(int fileDescriptor) noexcept {
   ::posix_fadvise(fileDescriptor, 0, 0, POSIX_FADV_NOREUSE);
 }

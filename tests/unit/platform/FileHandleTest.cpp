@@ -52,6 +52,29 @@ void fillPipe(const Pipe& pipe) {
   ::fcntl(descriptor, F_SETFL, 0);
 }
 
+TEST(FileHandle, ReadsWhatIsThereWhateverWasExpected) {
+  const ScratchDirectory scratch;
+  fill(scratch / "file", std::string(1000, 'z'));
+  for (const std::size_t expected : {0U, 999U, 1000U, 1001U, 5000U}) {
+    auto file = FileHandle::forReadingAtPath(scratch / "file");
+    EXPECT_EQ(file->size(), 1000U);
+    EXPECT_EQ(file->readDataOfLength(700, expected).size(), 700U) << expected;
+    EXPECT_EQ(file->readDataOfLength(700, expected).size(), 300U) << expected;
+    EXPECT_TRUE(file->readDataOfLength(700, expected).empty()) << expected;
+  }
+}
+
+TEST(FileHandle, RoomIsMadeOnlyForWhatIsExpected) {
+  const ScratchDirectory scratch;
+  fill(scratch / "file", std::string(1000, 'z'));
+  auto file = FileHandle::forReadingAtPath(scratch / "file");
+  EXPECT_LT(file->readDataOfLength(5'000'000, 1000).capacity(), 2000U);
+}
+
+TEST(FileHandle, APipeHasNoSize) {
+  EXPECT_EQ(Pipe::create().readingEnd.size(), 0U);
+}
+
 TEST(FileHandle, WritesMoreThanAPipeHoldsWhileSomebodyReads) {
   Pipe pipe = Pipe::create();
   Data received;
