@@ -11,7 +11,7 @@ from dataclasses import dataclass
 from cryptography.hazmat.primitives import padding
 from cryptography.hazmat.primitives.asymmetric import padding as rsa_padding
 from cryptography.hazmat.primitives.asymmetric import rsa
-from cryptography.hazmat.primitives.ciphers import Cipher, algorithms, modes
+from cryptography.hazmat.primitives.ciphers import Cipher, CipherContext, algorithms, modes
 
 BLOCK_BYTES = 16
 KEY_BYTES = 32
@@ -85,6 +85,11 @@ def rsa_decrypt(text: object, key: rsa.RSAPrivateKey, length: int, name: str) ->
     return secret
 
 
+def encryptor(key: bytes, iv: bytes) -> CipherContext:
+    """AES-256-CBC for whole blocks, as many at a time as wanted; the caller pads the last one."""
+    return Cipher(algorithms.AES(key), modes.CBC(iv)).encryptor()
+
+
 def _encrypt_blocks(data: bytes, key: bytes, iv: bytes) -> bytes:
-    encryptor = Cipher(algorithms.AES(key), modes.CBC(iv)).encryptor()
-    return encryptor.update(data) + encryptor.finalize()
+    blocks = encryptor(key, iv)
+    return blocks.update(data) + blocks.finalize()
