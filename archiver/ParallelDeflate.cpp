@@ -29,7 +29,7 @@ Effort effortOf(std::size_t block) {
 }  // namespace
 
 BlockPool::BlockPool()
-    : blocksAtOnce_(std::clamp(std::thread::hardware_concurrency(), kFewestCores, kMostCores) + 1) {
+    : blocksAtOnce_(std::clamp(std::thread::hardware_concurrency(), kFewestCores, kMostCores) + 2) {
 }
 
 std::unique_ptr<DeflateBlock> BlockPool::take() {
