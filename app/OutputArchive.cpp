@@ -28,7 +28,8 @@ bool isInside(const fs::path& directory, const fs::path& path) {
   return end == directory.end() && path != directory;
 }
 
-// Copies an item of the unpacked directory to a path of the host.
+// Copies an item of the unpacked directory to a path of the host. The directory goes soon: on the
+// same file system the bytes need not be copied, however many they are.
 MaybeError copyToHost(const fs::path& directory, const fs::path& item,
                       const fs::path& destination) {
   std::error_code code;
@@ -36,7 +37,8 @@ MaybeError copyToHost(const fs::path& directory, const fs::path& item,
   const fs::path source = code ? fs::path() : fs::canonical(item, code);
   if (code) return Error{"stat " + item.string() + ": " + code.message()};
   if (!isInside(root, source)) return Error{item.string() + ": not inside the result"};
-  return FileManager::copyItem(source, destination, FileManager::Links::refuse);
+  return FileManager::copyItem(source, destination, FileManager::Links::refuse,
+                               FileManager::Content::share);
 }
 
 // What the tool says about its result.

@@ -1,4 +1,5 @@
-// Copies of files and directory trees: inside the kernel where it can, piece by piece elsewhere.
+// Copies of files and directory trees: as a second name of the same file where that may be, inside
+// the kernel where it can, piece by piece elsewhere.
 #include <cerrno>
 
 #include <fcntl.h>
@@ -16,6 +17,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using Links = FileManager::Links;
+using Content = FileManager::Content;
+
+struct Manner {
+  Links links;
+  Content content;
+};
 
 constexpr std::size_t pieceSize = 8'388'608;
 constexpr std::size_t bufferSize = 262'144;
@@ -78,6 +85,16 @@ void copyContent(FileHandle& source, FileHandle& destination, const fs::path& pa
   }
 }
 
+// Gives the file a second name. False, and nothing done, where a copy would turn out otherwise: in
+// a directory that gives new files its own group or access list, for a set-id program, for a file
+// that has another name already; and where the file system cannot do it.
+bool share(const fs::path& source, const fs::path& destination, const struct stat& status) {
+  return status.st_nlink == 1 && (status.st_mode & (S_ISUID | S_ISGID)) == 0 &&
+         status.st_uid == ::geteuid() && status.st_gid == ::getegid() &&
+         !system::shapesNewFiles(destination.parent_path()) &&
+         ::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, destination.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
 void copyFile(const fs::path& source, const fs::path& destination, const struct stat& status) {
   FileHandle from(openOrFail(source, O_RDONLY | O_NONBLOCK));
   FileHandle to(openOrFail(destination, O_WRONLY | O_CREAT | O_EXCL, 0600));
@@ -86,26 +103,29 @@ void copyFile(const fs::path& source, const fs::path& destination, const struct 
   setTimesAndMode(destination, status);
 }
 
-void copyTree(const fs::path& source, const fs::path& destination, Links links, int depth);
+void copyTree(const fs::path& source, const fs::path& destination, Manner manner, int depth);
 
 void copyDirectory(const fs::path& source, const fs::path& destination, const struct stat& status,
-                   Links links, int depth) {
+                   Manner manner, int depth) {
   if (depth >= deepestTree)
     throw PlatformException("Too many nested directories: " + source.string());
   if (::mkdir(destination.c_str(), 0700) != 0) fail("mkdir", destination);
   const auto names = FileManager::contentsOfDirectory(source);
   if (const auto* error = std::get_if<Error>(&names)) throw PlatformException(*error);
   for (const auto& name : std::get<std::vector<fs::path>>(names)) {
-    copyTree(source / name, destination / name, links, depth + 1);
+    copyTree(source / name, destination / name, manner, depth + 1);
   }
   setTimesAndMode(destination, status);
 }
 
-void copyTree(const fs::path& source, const fs::path& destination, Links links, int depth) {
+void copyTree(const fs::path& source, const fs::path& destination, Manner manner, int depth) {
   const auto status = statusOf(source, depth == 0 ? 0 : AT_SYMLINK_NOFOLLOW);
-  if (S_ISDIR(status.st_mode)) return copyDirectory(source, destination, status, links, depth);
-  if (S_ISREG(status.st_mode)) return copyFile(source, destination, status);
-  if (S_ISLNK(status.st_mode) && links == Links::keep) {
+  if (S_ISDIR(status.st_mode)) return copyDirectory(source, destination, status, manner, depth);
+  if (S_ISREG(status.st_mode)) {
+    if (manner.content == Content::share && share(source, destination, status)) return;
+    return copyFile(source, destination, status);
+  }
+  if (S_ISLNK(status.st_mode) && manner.links == Links::keep) {
     return fs::copy_symlink(source, destination);
   }
   throw PlatformException("Neither a file nor a directory: " + source.string());
@@ -113,12 +133,13 @@ void copyTree(const fs::path& source, const fs::path& destination, Links links, 
 
 }  // namespace
 
-MaybeError FileManager::copyItem(const fs::path& source, const fs::path& destination, Links links) {
+MaybeError FileManager::copyItem(const fs::path& source, const fs::path& destination, Links links,
+                                 Content content) {
   if (itemExists(destination)) {
     return Error::fromErrorNumber("copy to " + destination.string(), EEXIST);
   }
   try {
-    copyTree(source, destination, links, 0);
+    copyTree(source, destination, {links, content}, 0);
     return std::nullopt;
   } catch (const std::exception& exception) {
     static_cast<void>(removeItem(destination));

@@ -60,11 +60,16 @@ class FileManager {
   /// What a copy does with a symbolic link inside the copied tree. A link named as the source
   /// itself is always followed.
   enum class Links { keep, refuse };
+  /// What a copy does with a file's bytes. With `share` a file becomes a second name of the same
+  /// file where the destination allows it and the result is the same: for a source that is our own,
+  /// is not changed any more and goes soon.
+  enum class Content { copy, share };
   /// Copies a file or a directory tree to a path where nothing is yet, with permissions (without
   /// set-id bits) and modification times. What was copied before a failure is removed again.
   /// The main thread's attendant is called now and then (see BlockingWait).
   [[nodiscard]] static MaybeError copyItem(const std::filesystem::path& source,
-                                           const std::filesystem::path& destination, Links links);
+                                           const std::filesystem::path& destination, Links links,
+                                           Content content = Content::copy);
 };
 
 }  // namespace ztp

@@ -40,6 +40,10 @@ std::size_t bytesInPipe(int fileDescriptor) noexcept;
 /// copied this way (errno tells why).
 std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t maximum) noexcept;
 
+/// Whether new files in a directory get something from it that a file brought there would not have,
+/// such as its group or an access list. True also where that cannot be told.
+bool shapesNewFiles(const std::filesystem::path& directory);
+
 /// Makes zeros of a large piece of the heap without taking memory for pages that were never filled.
 void discard(void* memory, std::size_t size) noexcept;
 

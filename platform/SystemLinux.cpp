@@ -16,7 +16,9 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/utsname.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace ztp {
@@ -113,6 +115,15 @@ std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t
   } while (copied < 0 && errno == EINTR);
   if (copied < 0) return std::nullopt;
   return static_cast<std::size_t>(copied);
+}
+
+bool shapesNewFiles(const std::filesystem::path& directory) {
+  const std::filesystem::path path = directory.empty() ? "." : directory;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0 || (status.st_mode & S_ISGID) != 0) return true;
+  // acl(5): the access list that new files start with.
+  if (::getxattr(path.c_str(), "system.posix_acl_default", nullptr, 0) >= 0) return true;
+  return errno != ENODATA && errno != ENOTSUP;
 }
 
 void discard(void* memory, std::size_t size) noexcept {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include "platform/FileHandle.h"
@@ -12,11 +13,30 @@ namespace ztp {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_view_literals;
 using Links = FileManager::Links;
 
 unsigned modeOf(const fs::path& path) {
   struct stat status {};
   return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+MaybeError copyShared(const fs::path& source, const fs::path& destination) {
+  return FileManager::copyItem(source, destination, Links::refuse, FileManager::Content::share);
+}
+
+// Gives a directory an access list for new files (acl(5)): the owner, the group, the others.
+bool setDefaultAccessList(const fs::path& directory) {
+  const auto list = {
+      "\x02\0\0\0"sv,
+      "\x01\0\x07\0\xff\xff\xff\xff"sv,
+      "\x04\0\x05\0\xff\xff\xff\xff"sv,
+      "\x20\0\0\0\xff\xff\xff\xff"sv,
+  };
+  std::string value;
+  for (const auto& part : list) value += part;
+  return ::setxattr(directory.c_str(), "system.posix_acl_default", value.data(), value.size(), 0) ==
+         0;
 }
 
 class FileManagerTest : public testing::Test {
@@ -134,6 +154,51 @@ TEST_F(FileManagerTest, CopiesATreeWithModesAndTimesAndWithoutSetIdBits) {
   EXPECT_EQ(contentOf(scratch / "to/sub/file"), "content");
   EXPECT_EQ(modeOf(scratch / "to/sub/file"), 0755U);
   EXPECT_EQ(fs::last_write_time(scratch / "to/sub/file"), time);
+}
+
+TEST_F(FileManagerTest, SharesFilesOfATreeWithAllTheirAttributes) {
+  fs::create_directories(scratch / "from/sub");
+  fill(scratch / "from/sub/file", "content");
+  ASSERT_EQ(::chmod((scratch / "from/sub/file").c_str(), 0640), 0);
+  EXPECT_FALSE(copyShared(scratch / "from", scratch / "to"));
+  EXPECT_TRUE(fs::equivalent(scratch / "from/sub/file", scratch / "to/sub/file"));
+  EXPECT_EQ(modeOf(scratch / "to/sub/file"), 0640U);
+  fs::remove_all(scratch / "from");
+  EXPECT_EQ(contentOf(scratch / "to/sub/file"), "content");
+}
+
+TEST_F(FileManagerTest, CopiesWhatCannotBeShared) {
+  fill(scratch / "file", "content");
+  const ScratchDirectory elsewhere("/dev/shm/");  // another file system
+  EXPECT_FALSE(copyShared(scratch / "file", elsewhere / "file"));
+  EXPECT_EQ(contentOf(elsewhere / "file"), "content");
+}
+
+TEST_F(FileManagerTest, CopiesWhatWouldNotBeTheSameWhenShared) {
+  fill(scratch / "file", "content");
+  fill(scratch / "program", "content");
+  ASSERT_EQ(::chmod((scratch / "program").c_str(), 04755), 0);
+  fs::create_directory(scratch / "group");
+  ASSERT_EQ(::chmod((scratch / "group").c_str(), 02755), 0);
+  fs::create_hard_link(scratch / "file", scratch / "second name");
+  fs::create_directory(scratch / "listed");
+  ASSERT_TRUE(setDefaultAccessList(scratch / "listed"));
+  fill(scratch / "plain", "content");
+  for (const auto& [source, destination] : {std::pair{"program", "copy"},
+                                            {"plain", "group/copy"},
+                                            {"plain", "listed/copy"},
+                                            {"file", "other copy"}}) {
+    EXPECT_FALSE(copyShared(scratch / source, scratch / destination));
+    EXPECT_FALSE(fs::equivalent(scratch / source, scratch / destination)) << destination;
+    EXPECT_EQ(modeOf(scratch / destination) & 07000U, 0U);
+  }
+}
+
+TEST_F(FileManagerTest, ALinkedSourceIsSharedAsTheFileThatItLeadsTo) {
+  fill(scratch / "file", "content");
+  fs::create_symlink("file", scratch / "link");
+  EXPECT_FALSE(copyShared(scratch / "link", scratch / "copy"));
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(scratch / "copy")));
 }
 
 TEST_F(FileManagerTest, FollowsALinkNamedAsTheSource) {

@@ -13,8 +13,9 @@ namespace ztp {
 
 class ScratchDirectory {
  public:
-  ScratchDirectory() {
-    std::string name = testing::TempDir() + "platform.XXXXXX";
+  /// Below `parent`, which ends in a slash.
+  explicit ScratchDirectory(const std::string& parent = testing::TempDir()) {
+    std::string name = parent + "platform.XXXXXX";
     path_ = ::mkdtemp(name.data());
   }
   ~ScratchDirectory() {
