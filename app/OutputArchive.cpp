@@ -68,6 +68,7 @@ void ZanburyToolProxy::sendOutputArchiveAcknowledgement() {
 
 void ZanburyToolProxy::consumeOutputArchive(const ZanburyToolProxyMessage& message) {
   outputArchivePath = message.bodyFilePath.value_or("");
+  removeUploadedFiles();
   if (!unpackOutputArchive()) return;
   const auto directory = temporaryDirectoryPath / "OutputArchive";
   const auto result = Result::fromFile(directory / "Result.plist");
@@ -79,6 +80,13 @@ void ZanburyToolProxy::consumeOutputArchive(const ZanburyToolProxyMessage& messa
     deliverConvertedFile(directory, result.destFileName);
   }
   if (logsDirPath) deliverLogs(directory);
+}
+
+// Nothing needs them any more, and the result may need their room.
+void ZanburyToolProxy::removeUploadedFiles() {
+  if (inputArchivePath.empty()) return;
+  removeItemAtPath(inputArchivePath.parent_path() / "InputArchive");
+  removeItemAtPath(inputArchivePath);
 }
 
 bool ZanburyToolProxy::unpackOutputArchive() {

@@ -187,6 +187,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   void transitionToStateWaitingForOutputArchive();
   void sendOutputArchiveAcknowledgement();
   void consumeOutputArchive(const ZanburyToolProxyMessage& message);
+  void removeUploadedFiles();
   [[nodiscard]] bool unpackOutputArchive();
   /// Copies an item of the unpacked directory to a path of the host; the error says why not.
   [[nodiscard]] std::optional<Error> deliver(const std::filesystem::path& directory,
