@@ -1,4 +1,5 @@
-// Reads raw bytes from libzip, decodes them with ISA-L, counts and sums them with libdeflate.
+// Reads raw bytes from libzip and decodes them with ISA-L; meanwhile another thread counts, sums
+// (with libdeflate) and passes on what was decoded before.
 #include "archiver/Inflater.h"
 
 #include <isa-l.h>
@@ -6,8 +7,10 @@
 
 #include <array>
 #include <cstddef>
+#include <future>
 
 #include "archiver/ArchiveError.h"
+#include "archiver/Workers.h"
 
 namespace ztp::archiver {
 
@@ -39,12 +42,45 @@ class Meter {
   std::uint32_t crc_ = 0;
 };
 
+/// Has another thread pass bytes on, one buffer at a time.
+class Relay {
+ public:
+  Relay(Meter& meter, Workers& workers) : meter_(meter), workers_(workers) {}
+  Relay(const Relay&) = delete;
+  Relay& operator=(const Relay&) = delete;
+  ~Relay() {
+    if (underWay_.valid()) underWay_.wait();
+  }
+
+  /// Gives the bytes away until the next call of a function here.
+  void pass(std::span<const std::uint8_t> bytes) {
+    settle();
+    underWay_ = workers_.start([this, bytes] { meter_.pass(bytes); });
+  }
+  /// Passes the bytes on before it returns.
+  void passNow(std::span<const std::uint8_t> bytes) {
+    settle();
+    meter_.pass(bytes);
+  }
+
+ private:
+  void settle() {
+    if (underWay_.valid()) underWay_.get();
+  }
+
+  Meter& meter_;
+  Workers& workers_;
+  std::future<void> underWay_;
+};
+
 }  // namespace
 
 struct Inflater::Decoder {
   inflate_state state{};
   std::array<std::uint8_t, kBufferSize> raw{};
-  std::array<std::uint8_t, kBufferSize> decoded{};
+  std::array<std::array<std::uint8_t, kBufferSize>, 2> buffers{};  // one to fill, one on its way
+  std::size_t turn = 0;
+  Workers workers{1};
 
   [[nodiscard]] std::span<std::uint8_t> readRaw(zip_file_t* file) {
     const zip_int64_t count = zip_fread(file, raw.data(), raw.size());
@@ -57,32 +93,35 @@ struct Inflater::Decoder {
   }
 
   void inflate(zip_file_t* file, Meter& meter) {
+    Relay relay(meter, workers);
     isal_inflate_init(&state);
-    while (state.block_state != ISAL_BLOCK_FINISH) {
+    while (!isAtEnd()) {
       const std::span<std::uint8_t> bytes = readRaw(file);
       if (bytes.empty()) throw ArchiveError("its data ends too early");
       state.next_in = bytes.data();
       state.avail_in = static_cast<std::uint32_t>(bytes.size());
-      drain(meter);
+      drain(relay);
     }
   }
 
   /// Decodes what the input buffer holds, until it is used up or the stream ends.
-  void drain(Meter& meter) {
+  void drain(Relay& relay) {
     do {
+      std::span<std::uint8_t> decoded(buffers[turn++ % buffers.size()]);
       state.next_out = decoded.data();
       state.avail_out = static_cast<std::uint32_t>(decoded.size());
       const std::uint32_t before = state.avail_in;
       if (isal_inflate(&state) < ISAL_DECOMP_OK) throw ArchiveError("its data is broken");
       const std::size_t count = decoded.size() - state.avail_out;
-      meter.pass(std::span(decoded).first(count));
-      if (count == 0 && state.avail_in == before && before != 0 &&
-          state.block_state != ISAL_BLOCK_FINISH) {
+      if (isAtEnd()) return relay.passNow(decoded.first(count));
+      if (count != 0) relay.pass(decoded.first(count));
+      if (count == 0 && state.avail_in == before && before != 0) {
         throw ArchiveError("its data leads nowhere");
       }
-    } while (state.block_state != ISAL_BLOCK_FINISH &&
-             (state.avail_in != 0 || state.avail_out == 0));
+    } while (state.avail_in != 0 || state.avail_out == 0);
   }
+
+  [[nodiscard]] bool isAtEnd() const { return state.block_state == ISAL_BLOCK_FINISH; }
 };
 
 Inflater::Inflater() : decoder_(std::make_unique<Decoder>()) {}

@@ -29,8 +29,8 @@ Effort effortOf(std::size_t block) {
 }  // namespace
 
 BlockPool::BlockPool()
-    : blocksAtOnce_(std::clamp(std::thread::hardware_concurrency(), kFewestCores, kMostCores) + 2) {
-}
+    : cores_(std::clamp(std::thread::hardware_concurrency(), kFewestCores, kMostCores)),
+      workers_(cores_) {}
 
 std::unique_ptr<DeflateBlock> BlockPool::take() {
   if (idle_.empty()) return std::make_unique<DeflateBlock>();
@@ -71,14 +71,13 @@ ParallelDeflate::Work ParallelDeflate::startBlock() {
   readBlock(block->input().first(size));
   const Position position = left_ == 0 ? Position::last : Position::inner;
   const Effort effort = effortOf(blocksStarted_++);
-  // A file of one block is not worth a thread, and where no thread can be had the work is done
-  // late.
-  const auto policy =
-      size == size_ ? std::launch::deferred : std::launch::async | std::launch::deferred;
-  return std::async(policy, [block = std::move(block), size, effort, position]() mutable {
+  auto work = [block = std::move(block), size, effort, position]() mutable {
     block->deflate(size, effort, position);
     return std::move(block);
-  });
+  };
+  // A file of one block is not worth a thread.
+  if (size == size_) return std::async(std::launch::deferred, std::move(work));
+  return pool_.workers().start(std::move(work));
 }
 
 void ParallelDeflate::readBlock(std::span<std::uint8_t> into) {

@@ -11,10 +11,12 @@
 
 #include "archiver/DeflateBlock.h"
 #include "archiver/FileDescriptor.h"
+#include "archiver/Workers.h"
 
 namespace ztp::archiver {
 
-/// Blocks for all files of one archive: the memory of packing is bounded by how many there are.
+/// Blocks for all files of one archive, and the threads that deflate them: the memory of packing is
+/// bounded by how many there are.
 class BlockPool {
  public:
   BlockPool();
@@ -23,12 +25,15 @@ class BlockPool {
   [[nodiscard]] std::unique_ptr<DeflateBlock> take();
   /// Brings one back.
   void give(std::unique_ptr<DeflateBlock> block);
-  /// How many blocks of a file may be under way at once: one for each core, one to be read.
-  [[nodiscard]] std::size_t blocksAtOnce() const { return blocksAtOnce_; }
+  /// How many blocks of a file may be under way at once: one for each core, one that is being read
+  /// and one that waits, so that no core does.
+  [[nodiscard]] std::size_t blocksAtOnce() const { return cores_ + 2; }
+  [[nodiscard]] Workers& workers() { return workers_; }
 
  private:
-  std::size_t blocksAtOnce_;
+  unsigned cores_;
   std::vector<std::unique_ptr<DeflateBlock>> idle_;
+  Workers workers_;
 };
 
 /// One raw deflate stream (RFC 1951) of exactly `size` bytes of a file, 1 at least.

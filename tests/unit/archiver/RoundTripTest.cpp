@@ -16,6 +16,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Text of that size in which no stretch is like another.
+std::string numbers(std::size_t size) {
+  std::string result;
+  for (unsigned number = 1; result.size() < size; ++number) {
+    result += std::to_string(number * 2'654'435'761U) + "\n";
+  }
+  result.resize(size);
+  return result;
+}
+
 class RoundTrip : public testing::Test {
  protected:
   RoundTrip() { ::umask(022); }
@@ -140,6 +150,30 @@ TEST_F(RoundTrip, packsNoFileAndNothingThatIsMissing) {
   EXPECT_THROW(createZip(source_.path() / "file", zip()), ArchiveError);
   EXPECT_THROW(createZip(source_.path() / "missing", zip()), ArchiveError);
   EXPECT_THROW(createZip(source_.path(), work_.path() / "missing/In.zip"), ArchiveError);
+}
+
+TEST_F(RoundTrip, unpacksFilesOfManyBuffersOneAfterTheOther) {
+  for (const std::size_t size : {262'143U, 262'144U, 262'145U, 524'288U, 5'000'003U}) {
+    source_.write("In/" + std::to_string(size), numbers(size));
+  }
+  pack();
+  unpack();
+  for (const std::size_t size : {262'143U, 262'144U, 262'145U, 524'288U, 5'000'003U}) {
+    EXPECT_TRUE(target_.read("In/" + std::to_string(size)) == numbers(size)) << size;
+  }
+}
+
+TEST_F(RoundTrip, whatBreaksBehindManyBuffersTakesTheFileBack) {
+  source_.write("In/file", numbers(3'000'000));
+  pack();
+  std::string bytes = work_.read("In.zip");
+  for (const std::size_t place : {bytes.size() / 2, bytes.size() * 9 / 10}) {
+    std::string broken = bytes;
+    broken[place] = static_cast<char>(~broken[place]);
+    const auto* data = reinterpret_cast<const std::uint8_t*>(broken.data());
+    EXPECT_THROW(extractZip(std::span(data, broken.size()), target_.path(), {}), ArchiveError);
+    EXPECT_EQ(target_.names(), std::vector<std::string>{}) << place;
+  }
 }
 
 TEST_F(RoundTrip, refusesWhatIsOverALimit) {
