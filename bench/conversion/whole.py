@@ -35,19 +35,23 @@ def measure_whole(around: Surroundings, megabytes: int, runs: int) -> Whole:
     whole = Whole()
     for _ in range(runs):
         whole.ours.append(convert(around, source, around.answer_server(answer)))
+        check(around, source)
         whole.floor.append(_carry(around, encrypted_answer))
         whole.by_hand.append(_by_hand(around, source, encrypted_answer))
     return whole
 
 
 def convert(around: Surroundings, source: Path, command_path: str) -> float:
-    """One conversion by the program; makes sure that it worked."""
+    """One conversion by the program; `check` must follow."""
     shutil.rmtree(around.logs, ignore_errors=True)
     with BareHost(around, around.request(source, command_path)) as host:
-        seconds = (host.wait() - host.started) / 1e9
+        return (host.wait() - host.started) / 1e9
+
+
+def check(around: Surroundings, source: Path) -> None:
+    """Makes sure that a conversion worked, and removes its result."""
     subprocess.run(["cmp", source, around.result], check=True)
     around.result.unlink()
-    return seconds
 
 
 def _by_hand(around: Surroundings, source: Path, encrypted_answer: Path) -> float:
