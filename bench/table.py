@@ -13,19 +13,22 @@ class Row:
     ours: str
     beside: str
     figure: float
-    limit: float
+    limit: float | None = None  # shown without an aim, so that a change is seen
     at_least: bool = False  # the limit is the least, not the most
     unit: str = ""
 
     @property
-    def is_met(self) -> bool:
-        return self.figure >= self.limit if self.at_least else self.figure <= self.limit
+    def verdict(self) -> str:
+        if self.limit is None:
+            return "-"
+        is_met = self.figure >= self.limit if self.at_least else self.figure <= self.limit
+        return "yes" if is_met else "NO"
 
     def cells(self) -> tuple[str, ...]:
         sign = ">=" if self.at_least else "<="
-        aim = f"{sign} {self.limit:g}{self.unit}"
+        aim = "-" if self.limit is None else f"{sign} {self.limit:g}{self.unit}"
         figure = f"{self.figure:.3g}{self.unit}" if self.figure < 1e4 else f"{self.figure:.2e}"
-        return (self.what, self.ours, self.beside, figure, aim, "yes" if self.is_met else "NO")
+        return (self.what, self.ours, self.beside, figure, aim, self.verdict)
 
 
 HEAD = ("what", "ours", "beside", "figure", "aim", "met")

@@ -3,9 +3,11 @@
 from __future__ import annotations
 
 import re
+import subprocess
 import time
 from collections.abc import Iterator
 from contextlib import contextmanager
+from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
@@ -68,19 +70,35 @@ def _cancel_in_countdown(around: Surroundings) -> float:
         return (host.wait(status=1) - asked) / 1e6
 
 
-def idle(around: Surroundings, seconds: float, tool: str) -> tuple[float, float]:
-    """CPU milliseconds a minute and resident MiB while nothing happens in the forwarding state."""
-    with at_rest(around, FORWARDING, "InputArchive", tool=tool) as host:
-        process = Path("/proc", str(host.process.pid))
-        before = _cpu_nanoseconds(process)
-        time.sleep(seconds)
-        cpu = (_cpu_nanoseconds(process) - before) / 1e6 * 60 / seconds
-        resident = re.search(r"VmRSS:\s+(\d+) kB", (process / "status").read_text("ascii"))
-        assert resident is not None
-        return cpu, int(resident[1]) / 1024
+@dataclass(frozen=True)
+class Rest:
+    """What waiting costs."""
+
+    cpu: float  # milliseconds a minute
+    bare_ticks: float  # the same of a program that only wakes ten times a second
+    resident: float  # MiB
 
 
-def _cpu_nanoseconds(process: Path) -> int:
+def idle(around: Surroundings, seconds: float, tool: str) -> Rest:
+    """While nothing happens in the forwarding state."""
+    bare = subprocess.Popen([around.programs.directory / "bare_ticks"])
+    try:
+        with at_rest(around, FORWARDING, "InputArchive", tool=tool) as host:
+            pids = (host.process.pid, bare.pid)
+            before = [_cpu_nanoseconds(pid) for pid in pids]
+            time.sleep(seconds)
+            spent = [_cpu_nanoseconds(pid) - earlier for pid, earlier in zip(pids, before)]
+            status = Path(f"/proc/{host.process.pid}/status").read_text("ascii")
+    finally:
+        bare.kill()
+        bare.wait()
+    resident = re.search(r"VmRSS:\s+(\d+) kB", status)
+    assert resident is not None
+    cpu, ticks = (nanoseconds / 1e6 * 60 / seconds for nanoseconds in spent)
+    return Rest(cpu, ticks, int(resident[1]) / 1024)
+
+
+def _cpu_nanoseconds(pid: int) -> int:
     """All threads' time on a processor."""
-    tasks = (process / "task").iterdir()
+    tasks = Path(f"/proc/{pid}/task").iterdir()
     return sum(int((task / "schedstat").read_text("ascii").split()[0]) for task in tasks)
