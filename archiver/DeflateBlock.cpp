@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t kOutputSize =
     DeflateBlock::kInputSize + DeflateBlock::kInputSize / 512 + 64 + DeflateJoin::kGrowth;
 constexpr int kQuickLevel = 3;
-constexpr int kThoroughLevel = 5;
+constexpr int kThoroughLevel = 6;
 
 struct CompressorFree {
   void operator()(libdeflate_compressor* compressor) const {

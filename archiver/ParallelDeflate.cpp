@@ -20,11 +20,7 @@ namespace {
 constexpr unsigned kFewestCores = 1;
 constexpr unsigned kMostCores = 4;  // each costs 3 MiB
 
-/// Two blocks of five are thorough ones, the first among them: most files have no second.
-Effort effortOf(std::size_t block) {
-  const std::size_t turn = block % 5;
-  return turn == 0 || turn == 2 ? Effort::thorough : Effort::quick;
-}
+static_assert(kMostCores + BlockPool::blocksBesideCores <= EffortChoice::mostUnderWay);
 
 }  // namespace
 
@@ -54,6 +50,7 @@ std::size_t ParallelDeflate::read(std::span<std::uint8_t> into) {
     current_ = underWay_.front().get();
     underWay_.pop_front();
     unread_ = current_->output();
+    effort_.measured(unread_.size());
   }
   const std::size_t count = std::min(into.size(), unread_.size());
   std::memcpy(into.data(), unread_.data(), count);
@@ -70,7 +67,7 @@ ParallelDeflate::Work ParallelDeflate::startBlock() {
   const std::size_t size = std::min<std::uint64_t>(left_, DeflateBlock::kInputSize);
   readBlock(block->input().first(size));
   const Position position = left_ == 0 ? Position::last : Position::inner;
-  const Effort effort = effortOf(blocksStarted_++);
+  const Effort effort = effort_.next();
   auto work = [block = std::move(block), size, effort, position]() mutable {
     block->deflate(size, effort, position);
     return std::move(block);

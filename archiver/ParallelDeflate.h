@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "archiver/DeflateBlock.h"
+#include "archiver/EffortChoice.h"
 #include "archiver/FileDescriptor.h"
 #include "archiver/Workers.h"
 
@@ -19,15 +20,17 @@ namespace ztp::archiver {
 /// bounded by how many there are.
 class BlockPool {
  public:
+  /// One that is being read, and one that waits so that no core does.
+  static constexpr std::size_t blocksBesideCores = 2;
+
   BlockPool();
 
   /// A block that nobody uses.
   [[nodiscard]] std::unique_ptr<DeflateBlock> take();
   /// Brings one back.
   void give(std::unique_ptr<DeflateBlock> block);
-  /// How many blocks of a file may be under way at once: one for each core, one that is being read
-  /// and one that waits, so that no core does.
-  [[nodiscard]] std::size_t blocksAtOnce() const { return cores_ + 2; }
+  /// How many blocks of a file may be under way at once: one for each core, and some more.
+  [[nodiscard]] std::size_t blocksAtOnce() const { return cores_ + blocksBesideCores; }
   [[nodiscard]] Workers& workers() { return workers_; }
 
  private:
@@ -64,7 +67,7 @@ class ParallelDeflate {
   std::uint64_t size_;
   std::uint64_t left_;
   std::uint32_t crc_ = 0;
-  std::size_t blocksStarted_ = 0;
+  EffortChoice effort_;
   BlockPool& pool_;
   std::deque<Work> underWay_;
   std::unique_ptr<DeflateBlock> current_;

@@ -15,7 +15,7 @@
 namespace ztp::archiver {
 
 /// A few threads and a queue. The oldest work comes first: whoever waits for results in their order
-/// finds the next one finished or under way.
+/// finds the next one finished or under way. For one thread that gives work.
 class Workers {
  public:
   /// That many threads, started with the first work.

@@ -166,6 +166,17 @@ def test_no_room_to_take_the_result_in(
     assert small.desk.result.read_bytes() == EARLIER and not small.desk.logs.exists()
 
 
+def test_the_room_of_the_upload_is_there_for_the_result(small: Ordeal, ballast: Ballast) -> None:
+    # What was uploaded lies there twice, as a copy and encrypted; what comes back, three times.
+    small.desk.source.write_bytes(_noise(SIZE))
+    conversion = _begin_held(small, BEFORE_DOWNLOAD)
+    ballast.leave(SIZE + SIZE // 5)
+    _go_on(small)
+    outcome = small.end_of(conversion)
+    assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
+    small.assert_survived(outcome, whole=_noise(SIZE))
+
+
 def test_a_disk_that_becomes_full_behind_the_unpacking_does_not_matter(
     small: Ordeal, tmp_path: Path
 ) -> None:
