@@ -4,6 +4,8 @@
 #include <mutex>
 #include <new>
 
+#include "platform/System.h"
+
 namespace ztp {
 namespace {
 
@@ -22,14 +24,14 @@ constinit Header* first = nullptr;
 constexpr std::size_t filledAtMost = 1U << 20U;
 
 void* takeMemory(std::size_t size) {
-  if (size != system::hugePageSize) return ::operator new(size);
-  if (void* const page = system::mapHugePage()) return page;
+  if (size != SecretMemory::hugePageSize) return ::operator new(size);
+  if (void* const page = system::mapHugePage(size)) return page;
   throw std::bad_alloc();
 }
 
 void giveBack(void* memory, std::size_t size) noexcept {
-  if (size == system::hugePageSize) {
-    system::unmapHugePage(memory);
+  if (size == SecretMemory::hugePageSize) {
+    system::unmapHugePage(memory, size);
   } else {
     ::operator delete(memory);
   }

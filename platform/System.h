@@ -47,15 +47,11 @@ bool shapesNewFiles(const std::filesystem::path& directory);
 /// Makes zeros of a large piece of the heap without taking memory for pages that were never filled.
 void discard(void* memory, std::size_t size) noexcept;
 
-/// A page many times as large as usual: a file's worth of memory costs a few hundred page faults
-/// instead of many thousand.
-inline constexpr std::size_t hugePageSize = 2'097'152;
-
-/// Memory of that size that the system aligns and backs with one huge page where it has one;
-/// null when there is no memory.
-void* mapHugePage() noexcept;
+/// Memory of the size of a huge page, aligned to it, that the system backs with one where it has
+/// one; null when there is no memory.
+void* mapHugePage(std::size_t size) noexcept;
 /// Gives it back to the system at once.
-void unmapHugePage(void* memory) noexcept;
+void unmapHugePage(void* memory, std::size_t size) noexcept;
 
 /// Tells the system that an open file is read only once. What is in the file cache already stays:
 /// dropping pages that were just written would make the system store them first.

@@ -76,14 +76,14 @@ void discard(void* memory, std::size_t size) noexcept {
   wipe(memory, size);
 }
 
-void* mapHugePage() noexcept {
-  void* const mapped =
-      ::mmap(nullptr, hugePageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
+// Aligned to a usual page only: there is no huge one to be had.
+void* mapHugePage(std::size_t size) noexcept {
+  void* const mapped = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
   return mapped == MAP_FAILED ? nullptr : mapped;
 }
 
-void unmapHugePage(void* memory) noexcept {
-  ::munmap(memory, hugePageSize);
+void unmapHugePage(void* memory, std::size_t size) noexcept {
+  ::munmap(memory, size);
 }
 
 void keepOutOfFileCache(int fileDescriptor) noexcept {

@@ -140,22 +140,22 @@ void discard(void* memory, std::size_t size) noexcept {
 }
 
 // Twice as much is asked for, and what lies in front of the page and behind it given back.
-void* mapHugePage() noexcept {
+void* mapHugePage(std::size_t size) noexcept {
   void* const mapped =
-      ::mmap(nullptr, 2 * hugePageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+      ::mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (mapped == MAP_FAILED) return nullptr;
   void* page = mapped;
-  std::size_t rest = 2 * hugePageSize;
-  std::align(hugePageSize, hugePageSize, page, rest);
-  const std::size_t inFront = 2 * hugePageSize - rest;
+  std::size_t rest = 2 * size;
+  std::align(size, size, page, rest);
+  const std::size_t inFront = 2 * size - rest;
   if (inFront > 0) ::munmap(mapped, inFront);
-  if (rest > hugePageSize) ::munmap(static_cast<char*>(page) + hugePageSize, rest - hugePageSize);
-  ::madvise(page, hugePageSize, MADV_HUGEPAGE);
+  if (rest > size) ::munmap(static_cast<char*>(page) + size, rest - size);
+  ::madvise(page, size, MADV_HUGEPAGE);
   return page;
 }
 
-void unmapHugePage(void* memory) noexcept {
-  ::munmap(memory, hugePageSize);
+void unmapHugePage(void* memory, std::size_t size) noexcept {
+  ::munmap(memory, size);
 }
 
 void keepOutOfFileCache(int fileDescriptor) noexcept {

@@ -47,7 +47,7 @@ TEST(SecretMemory, ABlockThatFillsAHugePageHasItForItselfToTheLastByte) {
   held.emplace_back(capacity, std::uint8_t{6});
   for (const Data& data : held) {
     const auto end = reinterpret_cast<std::uintptr_t>(data.data() + data.size());
-    EXPECT_EQ(end % system::hugePageSize, 0U);
+    EXPECT_EQ(end % SecretMemory::hugePageSize, 0U);
     EXPECT_EQ(std::count(data.begin(), data.end(), data.front()),
               static_cast<std::ptrdiff_t>(capacity));
   }
