@@ -169,7 +169,8 @@ def test_no_room_to_take_the_result_in(
 def test_the_room_of_the_upload_is_there_for_the_result(small: Ordeal, ballast: Ballast) -> None:
     # What was uploaded lies there twice, as a copy and encrypted; what comes back, three times.
     small.desk.source.write_bytes(_noise(SIZE))
-    conversion = _begin_held(small, BEFORE_DOWNLOAD)
+    answer = {"before": HELD, "destFileName": "result.csv", **RESULT}
+    conversion = _begin_held(small, {"Conversion": {"instead": []}, "OutputArchive": answer})
     ballast.leave(SIZE + SIZE // 5)
     _go_on(small)
     outcome = small.end_of(conversion)
