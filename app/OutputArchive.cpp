@@ -82,7 +82,6 @@ void ZanburyToolProxy::consumeOutputArchive(const ZanburyToolProxyMessage& messa
   if (logsDirPath) deliverLogs(directory);
 }
 
-// Nothing needs them any more, and the result may need their room.
 void ZanburyToolProxy::removeUploadedFiles() {
   if (inputArchivePath.empty()) return;
   removeItemAtPath(inputArchivePath.parent_path() / "InputArchive");

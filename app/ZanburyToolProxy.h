@@ -187,6 +187,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   void transitionToStateWaitingForOutputArchive();
   void sendOutputArchiveAcknowledgement();
   void consumeOutputArchive(const ZanburyToolProxyMessage& message);
+  /// Makes room for the result: the source's copy and its archive are needed no more.
   void removeUploadedFiles();
   [[nodiscard]] bool unpackOutputArchive();
   /// Copies an item of the unpacked directory to a path of the host; the error says why not.

@@ -14,7 +14,7 @@ enum class Position { inner, last };
 
 /// How much time a block may take.
 ///
-/// On text ISA-L needs a third to a fifth of libdeflate's time, and its output is a sixteenth to a
+/// On text ISA-L needs a fourth to a sixth of libdeflate's time, and its output is a sixteenth to a
 /// third larger: see EffortChoice.
 enum class Effort { quick, thorough };
 

@@ -10,8 +10,8 @@ constexpr std::size_t kThoroughTurn = 0;  // first: most files have no second bl
 constexpr std::size_t kQuickTurn = 1;
 constexpr std::size_t kFirstDecided = EffortChoice::mostUnderWay + kQuickTurn;
 
-/// A thorough block takes three to five times as long. For less than a twelfth of the size that is
-/// more than an upload of 50 Mbit/s gains by it.
+/// A thorough block takes four to six times as long. For less than a twelfth of the size that is
+/// more, on two cores, than an upload of 50 Mbit/s gains by it.
 bool isWorthIt(std::size_t thorough, std::size_t quick) {
   return quick - quick / 13 > thorough;
 }
