@@ -40,7 +40,8 @@ void ZanburyToolProxy::attend() {
       const Data data = inputFifoFileHandle->availableData();
       if (!data.empty()) consumeInputFifoData(data);
     }
-    if (isConverterTool()) abortIfHostIsGone();
+    // Whoever has no input FIFO that is polled has nobody who looks for the host either.
+    if (isConverterTool() && inputFifoFileHandle) abortIfHostIsGone();
   });
 }
 
