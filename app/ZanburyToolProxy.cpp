@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -24,7 +25,10 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr std::string_view directoryPrefix = "ZanburyToolProxy.";
-constexpr milliseconds lastWordsTime{100};
+// How long the last words may wait for whoever does not take them: the log and the host, who may
+// only have paused, and the server.
+constexpr milliseconds lastWordsTime{1000};
+constexpr milliseconds lastMessageTime{100};
 constexpr milliseconds timeBehindTheLastMessage{20};
 
 std::optional<std::string> nonEmpty(std::optional<std::string_view> text) {
@@ -139,19 +143,27 @@ void ZanburyToolProxy::abortWithReason(std::optional<std::string_view> reason,
                       exception ? nonEmpty(exception->what()) : std::nullopt};
   abortStrings = causes.lines();
   // From here on every wait has an end, the one for a full standard error included.
-  if (!lastWordsDeadline_) lastWordsDeadline_ = Clock::now() + lastWordsTime;
+  const auto deadline = std::exchange(lastWordsDeadline_, Clock::now() + lastWordsTime);
   log("{}", fmt::join(abortStrings, "\n"));
-  if (state == State::Aborted) return;
+  if (state == State::Aborted) {
+    lastWordsDeadline_ = deadline;
+    return;
+  }
   transitionToStateAborted();
-  lastWordsDeadline_ = Clock::now() + lastWordsTime;
+  endWaitsIn(lastWordsTime);
   if (userDidCancel) sendProgressSectionWithTitle("Canceling...", 0);
+  endWaitsIn(lastMessageTime);
   sendMessageWithType(MessageType::Error, causes.dictionary());
   giveLastMessageItsChance();
   stopProxy();
 }
 
+void ZanburyToolProxy::endWaitsIn(milliseconds time) {
+  lastWordsDeadline_ = Clock::now() + time;
+}
+
 void ZanburyToolProxy::giveLastMessageItsChance() {
-  if (!lastWordsDeadline_) lastWordsDeadline_ = Clock::now() + lastWordsTime;
+  if (!lastWordsDeadline_) endWaitsIn(lastMessageTime);
   if (!outputFileHandle) return;
   const auto remains = [this] { return system::bytesInPipe(outputFileHandle->fileDescriptor()); };
   while (remains() > 0 && Clock::now() < *lastWordsDeadline_) {
@@ -161,7 +173,7 @@ void ZanburyToolProxy::giveLastMessageItsChance() {
 }
 
 void ZanburyToolProxy::stopProxy() {
-  if (!lastWordsDeadline_) lastWordsDeadline_ = Clock::now() + lastWordsTime;
+  if (!lastWordsDeadline_) endWaitsIn(lastMessageTime);
   for (auto* handle :
        {&inputFifoFileHandle, &outputFifoFileHandle, &inputFileHandle, &outputFileHandle}) {
     if (*handle) (*handle)->close();

@@ -75,6 +75,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   [[noreturn]] void leaveNothing() noexcept;
   /// For the end: no buffer of the session can be used any more after it.
   void wipeSecrets() noexcept;
+  /// From now on no wait lasts longer than until `time` has passed.
+  void endWaitsIn(std::chrono::milliseconds time);
   /// Waits, 100 ms at most, until ssh has taken the last message out of the pipe: what comes next
   /// is its end.
   void giveLastMessageItsChance();
@@ -287,7 +289,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   std::optional<BackgroundReader> inputFifoReader_;
   std::optional<ReadinessWatcher> terminationWatcher_;
   std::optional<ReadinessWatcher> childEndWatcher_;
-  /// When the last words to host and server must be out; set by the abort and the stop.
+  /// When the last words that are being said must be out; set by the abort and the stop.
   std::optional<std::chrono::steady_clock::time_point> lastWordsDeadline_;
   bool isWritingToFifo_ = false;
   /// Where a copy for the host is being written at the moment.

@@ -4,9 +4,12 @@ from __future__ import annotations
 
 import mmap
 import struct
+import time
 from pathlib import Path
 
 import pytest
+from desk import PATIENCE
+from standin.record import wait_until
 
 _CELL = struct.Struct("=q")
 
@@ -54,4 +57,22 @@ class ShiftedClock(Preloaded):
     """Clocks that jump: preload/shifted_clock.cpp."""
 
     library = "shifted_clock"
-    cells = ("offset", "monotonic_offset", "asked", "monotonic_asked")
+    cells = ("offset", "monotonic_offset", "asked", "monotonic_asked", "monotonic_held_at")
+
+    def hold(self) -> None:
+        """The clock that the program waits by stands still from now on."""
+        self.set("monotonic_held_at", int(time.monotonic() * 1000))
+
+    def move_on(self, milliseconds: int) -> None:
+        """Moves the held clock on."""
+        self.set("monotonic_held_at", self.get("monotonic_held_at") + milliseconds)
+
+    def let_go(self) -> None:
+        """The clock has its own time again."""
+        self.set("monotonic_held_at", 0)
+
+    def wait_for_looks(self) -> None:
+        """Returns when the program has asked this clock for the time often enough to have
+        acted on it."""
+        aim = self.get("monotonic_asked") + 10
+        wait_until(lambda: self.get("monotonic_asked") >= aim, PATIENCE, "looks at the clock")

@@ -1,4 +1,5 @@
-// Preloaded into a program: its clocks jump, forwards or backwards, whenever the test says so.
+// Preloaded into a program: its clocks jump, forwards or backwards, whenever the test says so, and
+// the one it waits by can be held still and moved on by hand.
 //
 // The offset of the time of day is what an administrator or a time server changes. The offset of
 // the monotonic clock is what nobody can change in earnest; it serves to show that the program
@@ -19,6 +20,7 @@ struct Layout {
   Cell monotonicOffset;  // in: seconds added to the monotonic clock
   Cell asked;            // out: how often the program has asked for the time of day
   Cell monotonicAsked;   // out: the same of the monotonic clock
+  Cell monotonicHeldAt;  // in: what the monotonic clock shows, in milliseconds; 0: its own time
 };
 
 Layout& page() {
@@ -45,6 +47,14 @@ std::int64_t offsetOf(clockid_t clock) {
   return page().monotonicOffset;
 }
 
+timespec shown(clockid_t clock, timespec time) {
+  constexpr std::int64_t millisecondsPerSecond = 1'000;
+  time.tv_sec += offsetOf(clock);
+  const std::int64_t heldAt = isMonotonic(clock) ? page().monotonicHeldAt.load() : 0;
+  if (heldAt == 0) return time;
+  return {heldAt / millisecondsPerSecond, heldAt % millisecondsPerSecond * 1'000'000};
+}
+
 }  // namespace
 }  // namespace ztp::faults
 
@@ -52,7 +62,7 @@ extern "C" {
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
   const long result = ::syscall(SYS_clock_gettime, clock, time);
-  if (result == 0) time->tv_sec += ztp::faults::offsetOf(clock);
+  if (result == 0) *time = ztp::faults::shown(clock, *time);
   return static_cast<int>(result);
 }
 
