@@ -25,6 +25,32 @@ constexpr std::uint64_t forwardLimit = 10'000'000;
 constexpr std::array<std::uint64_t, 9> lengthLimits = {
     controlLimit, controlLimit, controlLimit, controlLimit, controlLimit, 0, 0, 0, forwardLimit};
 
+// What comes before the server has proved itself, and all that says enough by its type, must not
+// take memory or disk: of acknowledgements and markers a body of any length is no more than bytes
+// to skip, and archives are kept only where one is awaited.
+constexpr bool usesBody(ZanburyToolProxyState state, ZanburyToolProxyMessageType type) {
+  using T = ZanburyToolProxyMessageType;
+  switch (type) {
+    case T::Error:
+    case T::ServerHello:
+    case T::ServerHandshake:
+      return true;
+    case T::Forward:
+      return state == ZanburyToolProxyState::ForwardingMessages;
+    case T::OutputArchive:
+      return state == ZanburyToolProxyState::WaitingForOutputArchive;
+    case T::None:
+    case T::ClientHandshake:
+    case T::InputArchive:
+    case T::InputArchiveAcknowledgement:
+    case T::ServerWillStartForwarding:
+    case T::ServerDidStopForwarding:
+    case T::OutputArchiveAcknowledgement:
+      return false;
+  }
+  return false;
+}
+
 // One number for a state and a type, so that the dispatch reads as one table.
 constexpr std::int64_t on(ZanburyToolProxyState state, ZanburyToolProxyMessageType type) {
   return static_cast<std::int64_t>(state) * 256 + static_cast<std::int64_t>(type);
@@ -70,6 +96,7 @@ bool ZanburyToolProxy::consumeChunk(DataView chunk) {
     if (!message) {
       const auto* directory = temporaryDirectoryPath.empty() ? nullptr : &temporaryDirectoryPath;
       message = Message::initForReadingWithTemporaryDirectoryPath(directory, MessageType::None);
+      message->keepsBodyOfType = [this](MessageType type) { return usesBody(state, type); };
     }
     const std::size_t consumed = message->consumeDataWithBytes(chunk);
     if (!isAcceptable(*message)) return false;

@@ -166,7 +166,8 @@ void ZanburyToolProxyMessage::transitionToStateReadingLengthWithType(Type newTyp
 void ZanburyToolProxyMessage::transitionToStateReadingBodyWithLength(std::uint64_t newLength) {
   mutableLengthData.clear();
   length = newLength;
-  if (length != 0) prepareBodyStorage();
+  const bool isKept = !keepsBodyOfType || keepsBodyOfType(type);
+  if (length != 0 && isKept) prepareBodyStorage();
   if (state != State::Aborted) state = State::ReadingBody;
 }
 

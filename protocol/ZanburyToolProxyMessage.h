@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -163,6 +164,10 @@ class ZanburyToolProxyMessage {
   State state = State::None;
   /// Reading: where bodies on disk are created; borrowed, null for nowhere.
   const std::filesystem::path* temporaryDirectoryPath = nullptr;
+  /// Reading: asked once the header is there whether a body of this type is kept; the bytes of one
+  /// that is not are counted and dropped as they arrive, and nothing is made for it. Absent: every
+  /// body is kept.
+  std::function<bool(Type)> keepsBodyOfType;
   /// Reading: the digits gathered so far, at most ten.
   std::string mutableLengthData;
   /// Reading: the body being gathered in memory.

@@ -457,6 +457,30 @@ TEST(BodyInAFile, ThatCannotBeWrittenAbortsWithTheReason) {
   EXPECT_FALSE(reader->bodyFileHandle.has_value());
 }
 
+TEST(BodyThatIsNotKept, IsCountedAndDropped) {
+  const TemporaryFolder folder;
+  for (const std::string_view type : {"o", "I", "f", "."}) {
+    SCOPED_TRACE(type);
+    Reader reader(Type::None, &folder.path());
+    reader->keepsBodyOfType = [](Type) { return false; };
+    EXPECT_EQ(reader.feed(std::string(type) + "5\nab"), 5U);
+    EXPECT_EQ(reader->state, State::ReadingBody);
+    EXPECT_EQ(reader->bodyBytesConsumed, 2U);
+    EXPECT_EQ(reader.feed("cdeh0\n"), 3U);
+    EXPECT_TRUE(reader->didFinishReadingBody());
+    EXPECT_FALSE(reader->bodyData);
+    EXPECT_FALSE(reader->bodyFilePath);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  }
+}
+
+TEST(BodyThatIsNotKept, IsChosenByTheType) {
+  Reader reader;
+  reader->keepsBodyOfType = [](Type type) { return type == Type::Forward; };
+  reader.feed("f3\nabc");
+  EXPECT_EQ(reader.outcome(), (ReaderOutcome{State::FinishedReading, Type::Forward, 3, "abc"}));
+}
+
 TEST(BodyOfAnEmptyDictionary, ReadsAsNoBodyAndAsAnEmptyDictionary) {
   Reader reader;
   reader.feed("O0\n");
