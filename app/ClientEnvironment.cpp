@@ -68,13 +68,7 @@ void ZanburyToolProxy::readClientEnvironment() {
 }
 
 void ZanburyToolProxy::pushServerDestinations(const std::vector<std::string>& destinations) {
-  std::vector<std::string> queue;
-  for (const auto& destination : destinations) {
-    const auto text = trimmed(destination);
-    if (!text.empty()) queue.emplace_back(text);
-  }
-  queue.insert(queue.end(), serverDestinations.begin(), serverDestinations.end());
-  serverDestinations = std::move(queue);
+  serverDestinations.push(destinations);
 }
 
 }  // namespace ztp

@@ -16,6 +16,9 @@ namespace {
 
 using Utilities = ZanburyToolProxyUtilities;
 
+// In one session. Servers that send a client in circles must not keep it for ever.
+constexpr int mostRedirects = 1000;
+
 void addIfPresent(Dictionary& dictionary, const char* key,
                   const std::optional<std::string>& value) {
   if (value) dictionary[key] = *value;
@@ -115,16 +118,24 @@ bool ZanburyToolProxy::consumeServerHandshake(const std::optional<Dictionary>& d
     return false;
   }
   if (const auto destinations = redirectDestinations(*dictionary)) {
-    pushServerDestinations(*destinations);
-    endServerTask();
-    cleanUpServerTask();
-    transitionToStateWaitingForServerHello();
-    launchServerTask();
+    redirectTo(*destinations);
     return false;
   }
   maxInputArchiveSize = integerForKey(*dictionary, "maxInputArchiveSize").value_or(0);
   outputArchiveIV = decodedForKey(*dictionary, "outputArchiveIV");
   return true;
+}
+
+void ZanburyToolProxy::redirectTo(const std::vector<std::string>& destinations) {
+  if (++redirectCount_ > mostRedirects) {
+    abortWithReason("Too many redirects", std::nullopt, nullptr);
+    return;
+  }
+  pushServerDestinations(destinations);
+  endServerTask();
+  cleanUpServerTask();
+  transitionToStateWaitingForServerHello();
+  launchServerTask();
 }
 
 bool ZanburyToolProxy::saltMatches(const Dictionary& dictionary) const {

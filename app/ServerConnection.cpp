@@ -17,12 +17,11 @@ constexpr std::chrono::seconds countdownTick{1};
 }  // namespace
 
 void ZanburyToolProxy::launchServerTask() {
-  if (serverDestinations.empty()) {
+  if (serverDestinations.isEmpty()) {
     transitionToStateRetry();
     return;
   }
-  const std::string destination = serverDestinations.front();
-  serverDestinations.erase(serverDestinations.begin());
+  const std::string destination = serverDestinations.takeFirst();
   perform([&] { launchServerTaskWithDestination(destination); });
 }
 

@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "app/DestinationQueue.h"
 #include "app/ZanburyToolProxyState.h"
 #include "platform/BackgroundReader.h"
 #include "platform/BlockingWait.h"
@@ -156,6 +157,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   void transitionToStateWaitingForServerHandshake();
   /// True when the session goes on to the upload, false when it was redirected (or has failed).
   [[nodiscard]] bool consumeServerHandshake(const std::optional<Dictionary>& dictionary);
+  void redirectTo(const std::vector<std::string>& destinations);
   [[nodiscard]] bool saltMatches(const Dictionary& dictionary) const;
   [[nodiscard]] std::optional<std::vector<std::string>> redirectDestinations(
       const Dictionary& dictionary) const;
@@ -266,7 +268,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   std::int64_t retryDelay = 0;  // seconds
 
   /// Still to be tried, front first.
-  std::vector<std::string> serverDestinations;
+  DestinationQueue serverDestinations;
   std::filesystem::path identityPath;
   std::optional<ChildProcess> serverTask;
   std::int64_t retryCountdown = 0;  // seconds
@@ -292,6 +294,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// When the last words that are being said must be out; set by the abort and the stop.
   std::optional<std::chrono::steady_clock::time_point> lastWordsDeadline_;
   bool isWritingToFifo_ = false;
+  int redirectCount_ = 0;  // of the whole session
   /// Where a copy for the host is being written at the moment.
   std::optional<std::filesystem::path> unfinishedDelivery_;
 };

@@ -58,19 +58,20 @@ std::optional<std::string> portTextFor(std::string_view digits) {
   return std::to_string(port);
 }
 
-bool isBlankOrControl(char character) {
-  return static_cast<unsigned char>(character) <= 0x20 || character == 0x7f;
+bool isControl(char character) {
+  return static_cast<unsigned char>(character) < 0x20 || character == 0x7f;
 }
 
-// Fit to stand alone as one argument of ssh.
-bool isOneWord(std::string_view text) {
+// Fit to be an argument of ssh that is neither an option nor lost. It stands alone in the list, so
+// a blank does no harm: ssh judges it.
+bool isPlainArgument(std::string_view text) {
   return !text.empty() && !text.starts_with('-') &&
-         std::none_of(text.begin(), text.end(), isBlankOrControl);
+         std::none_of(text.begin(), text.end(), isControl);
 }
 
 // ssh would look for a user before "@", and takes "/" for the sign of a URL.
 bool namesOnlyAHost(std::string_view text) {
-  return isOneWord(text) && text.find_first_of("@/") == std::string_view::npos;
+  return isPlainArgument(text) && text.find_first_of("@/") == std::string_view::npos;
 }
 
 }  // namespace
@@ -83,7 +84,7 @@ std::optional<ServerDestination> ServerDestination::fromString(std::string_view 
   auto user = percentDecoded(userInfo.substr(0, userInfo.find(':')));
   auto host = percentDecoded(url.host());
   auto port = portTextFor(url.port());
-  if (!isOneWord(user) || !namesOnlyAHost(host) || !port) return std::nullopt;
+  if (!isPlainArgument(user) || !namesOnlyAHost(host) || !port) return std::nullopt;
   return ServerDestination{std::move(user), std::move(host), std::move(*port)};
 }
 

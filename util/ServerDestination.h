@@ -17,8 +17,8 @@ struct ServerDestination {
   std::string portText;  // decimal, without leading zeros; "(null)" when the URL names no port
 
   /// Absent when the text is no URL, has no user or host, has a port beyond 64 bits, or when ssh
-  /// could take user or host for something else: an option (a leading "-"), several words (blanks,
-  /// control characters), a host with a user of its own or a URL ("@", "/").
+  /// could take user or host for something else: an option (a leading "-"), a host with a user
+  /// of its own or a URL ("@", "/"); and when either holds control characters.
   [[nodiscard]] static std::optional<ServerDestination> fromString(std::string_view text);
 };
 

@@ -195,7 +195,6 @@ const std::string_view harmfulDestinations[] = {
     "ssh://user@-server.example:22",
     "ssh://%2doProxyCommand=x@server.example",
     "ssh://user@%2Doption",
-    "ssh://us%20er@server.example",
     "ssh://us%0aer@server.example",
     "ssh://us%00er@server.example",
     "ssh://user@ser%2fver",
@@ -236,6 +235,19 @@ TEST(EveryRedirect, ToADestinationThatWouldHarmEndsTheSessionBeforeSshStarts) {
     EXPECT_EQ(session.log(), "Invalid server destination\n");
     EXPECT_EQ(Surroundings::instance().leftovers(), "");
   }
+}
+
+TEST(EveryRedirect, IsFollowedAThousandTimes) {
+  InProcessSession session;
+  for (std::size_t redirects = 1; redirects <= 1000; ++redirects) {
+    static_cast<void>(redirected(session, "ssh://other@second.example:22,ssh://third@left:1"));
+    ASSERT_EQ(session.connections().size(), redirects + 1);
+  }
+  static_cast<void>(redirected(session, "ssh://other@second.example:22"));
+  EXPECT_EQ(session.connections().size(), 1001U);
+  EXPECT_EQ(session.status(), 1);
+  EXPECT_EQ(session.log(), "Too many redirects\n");
+  EXPECT_EQ(Surroundings::instance().leftovers(), "");
 }
 
 TEST(EveryRedirect, ToAGoodDestinationIsFollowed) {
