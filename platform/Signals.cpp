@@ -14,7 +14,7 @@
 namespace ztp {
 namespace {
 
-constexpr std::array terminationSignals = {SIGTERM, SIGINT, SIGHUP};
+constexpr std::array terminationSignals = {SIGTERM, SIGINT, SIGHUP, SIGQUIT};
 
 // A pipe that a signal handler writes to. Full means that a byte is waiting already.
 class SignalPipe {
@@ -72,6 +72,12 @@ void install(int signalNumber, void (*handler)(int)) {
   }
 }
 
+// Whoever started this process may want it to outlive a terminal: nohup(1).
+bool isIgnored(int signalNumber) {
+  struct sigaction action {};
+  return ::sigaction(signalNumber, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 void unblock(int signalNumber) {
   sigset_t set{};
   sigemptyset(&set);
@@ -85,6 +91,7 @@ void Signals::catchTermination() {
   static const SignalPipe pipe;
   terminationPipe = &pipe;
   for (const int signalNumber : terminationSignals) {
+    if (isIgnored(signalNumber)) continue;
     install(signalNumber, noteTermination);
     unblock(signalNumber);
   }
@@ -124,6 +131,8 @@ std::string_view Signals::name(int signalNumber) {
       return "SIGINT";
     case SIGHUP:
       return "SIGHUP";
+    case SIGQUIT:
+      return "SIGQUIT";
     default:
       return "signal";
   }

@@ -11,9 +11,10 @@ class Signals {
  public:
   Signals() = delete;
 
-  /// SIGTERM, SIGINT and SIGHUP no longer end the process: they are kept for `takeTermination`.
-  /// The three are unblocked, whatever mask was inherited. SIGPIPE and SIGXFSZ are
-  /// ignored: a write into a broken pipe or beyond the limit of file sizes is an ordinary failure.
+  /// SIGTERM, SIGINT, SIGHUP and SIGQUIT no longer end the process: they are kept for
+  /// `takeTermination`, and unblocked, whatever mask was inherited. One that was ignored at the
+  /// start of the process stays ignored. SIGPIPE and SIGXFSZ are ignored: a write into a broken
+  /// pipe or beyond the limit of file sizes is an ordinary failure.
   static void catchTermination();
   /// Readable while a termination signal waits to be taken.
   static int terminationDescriptor();
@@ -26,7 +27,7 @@ class Signals {
   /// Empties what childEndDescriptor shows.
   static void forgetChildEnds();
 
-  /// "SIGTERM" and so on; "signal" for a number that is none of ours.
+  /// "SIGTERM" and so on; "signal" for any other number.
   static std::string_view name(int signalNumber);
 };
 

@@ -1,4 +1,4 @@
-"""SIGTERM, SIGINT and SIGHUP in every state: the server is told, and nothing is left."""
+"""SIGTERM, SIGINT, SIGHUP and SIGQUIT in every state: the server is told, and nothing is left."""
 
 from __future__ import annotations
 
@@ -12,6 +12,7 @@ from host_view import CONNECTING, log_lines, will_retry
 from observed_process import children_of, ssh_of
 from standin.record import wait_until
 from terminal_host import Conversion, Section
+from wrapped_program import after
 
 WAITS = {"instead": {"await": "never"}}
 HALFWAY = {"forward": {"progressSection": "Halfway", "maximum": 0}}
@@ -46,11 +47,14 @@ STATES: dict[str, tuple[dict, Reached]] = {
         _section_came(Section("Halfway", 0)),
     ),
 }
+TERMINATING = [signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGQUIT]
 CASES = [(name, signal.SIGTERM) for name in STATES] + [
     ("WaitingForServerHello", signal.SIGINT),
     ("WaitingForServerHello", signal.SIGHUP),
+    ("WaitingForServerHello", signal.SIGQUIT),
     ("ForwardingMessages", signal.SIGINT),
     ("ForwardingMessages", signal.SIGHUP),
+    ("ForwardingMessages", signal.SIGQUIT),
 ]
 
 
@@ -73,7 +77,7 @@ def test_the_server_is_told_and_nothing_is_left(
     ssh.wait_for_end()
 
 
-@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT, signal.SIGHUP])
+@pytest.mark.parametrize("number", TERMINATING)
 def test_the_countdown_ends(desk: Desk, number: signal.Signals) -> None:
     conversion = desk.begin(server_destinations=beyond(1), retry_delay=60)
     conversion.wait_for(will_retry(60))
@@ -81,6 +85,20 @@ def test_the_countdown_ends(desk: Desk, number: signal.Signals) -> None:
     outcome = conversion.wait(PATIENCE)
     assert outcome.status == 1 and outcome.leftovers == ()
     assert log_lines(outcome) == [f"Terminated by signal {number.name}"]
+
+
+@pytest.mark.parametrize("number", TERMINATING)
+def test_one_that_was_ignored_at_the_start_stays_ignored(
+    desk: Desk, tmp_path: Path, number: signal.Signals
+) -> None:
+    ignoring = after(desk.program, tmp_path, f"trap '' {number.name.removeprefix('SIG')}")
+    halted = {"ServerHello": {"instead": [{"create": "here"}, {"await": "go"}, "ServerHello"]}}
+    conversion = desk.begin(halted, program=ignoring)
+    wait_until(desk.server.file("here").exists, PATIENCE, "the connection")
+    conversion.signal(number)
+    desk.server.file("go").touch()
+    outcome = conversion.wait(PATIENCE)
+    assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
 
 
 def test_a_connection_that_never_comes_about_ends(desk: Desk) -> None:
