@@ -24,6 +24,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+constexpr std::string_view fallbackRoot = "/tmp";
 constexpr std::string_view directoryPrefix = "ZanburyToolProxy.";
 // How long the last words may wait for whoever does not take them: the log and the host, who may
 // only have paused, and the server.
@@ -76,7 +77,12 @@ void ZanburyToolProxy::startProxy() {
 
 void ZanburyToolProxy::createTemporaryDirectory() {
   if (isServer) return;
-  const auto root = system::temporaryRoot();
+  auto root = system::temporaryRoot();
+  if (!TemporaryDirectory::isSafeRoot(root)) {
+    log("ERROR: Others may write to {}: the working directory is made in {}",
+        printable(root.string()), fallbackRoot);
+    root = fallbackRoot;
+  }
   TemporaryDirectory::removeStale(root, directoryPrefix);
   temporaryDirectory_ = TemporaryDirectory::create(root, directoryPrefix);
   if (temporaryDirectory_) temporaryDirectoryPath = temporaryDirectory_->path();

@@ -49,9 +49,20 @@ bool fitsPattern(const std::string& name, std::string_view prefix) {
                      [](unsigned char character) { return std::isalnum(character) != 0; });
 }
 
+// Something else may bear a name that fits, but is hardly as private as all that is made here.
 bool isOurs(int directory) {
+  constexpr mode_t permissions = 07777;
   struct stat status {};
-  return ::fstat(directory, &status) == 0 && status.st_uid == ::geteuid();
+  return ::fstat(directory, &status) == 0 && status.st_uid == ::geteuid() &&
+         (status.st_mode & permissions) == S_IRWXU;
+}
+
+bool mayBeChangedByOthers(const struct stat& status) {
+  return (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (status.st_mode & S_ISVTX) == 0;
+}
+
+bool belongsToAnotherUser(const struct stat& status) {
+  return status.st_uid != 0 && status.st_uid != ::geteuid() && (status.st_mode & S_ISVTX) == 0;
 }
 
 void removeIfStale(const std::filesystem::path& path) {
@@ -98,6 +109,18 @@ std::optional<TemporaryDirectory> TemporaryDirectory::create(const std::filesyst
     ::rmdir(path.c_str());
   }
   return std::nullopt;
+}
+
+bool TemporaryDirectory::isSafeRoot(const std::filesystem::path& root) {
+  std::error_code code;
+  auto path = std::filesystem::canonical(root, code);
+  if (code) return true;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) == 0 && belongsToAnotherUser(status)) return false;
+  for (;; path = path.parent_path()) {
+    if (::stat(path.c_str(), &status) == 0 && mayBeChangedByOthers(status)) return false;
+    if (path == path.parent_path()) return true;
+  }
 }
 
 void TemporaryDirectory::removeStale(const std::filesystem::path& root, std::string_view prefix) {

@@ -96,6 +96,7 @@ def test_abandoned_directories_are_known_by_their_name(
 ) -> None:
     abandoned = tmp_path / "place" / name
     (abandoned / "InputArchive").mkdir(parents=True)
+    abandoned.chmod(0o700)
     (abandoned / "InputArchive" / "statement.ofx").touch()
     outcome = desk.convert(arguments=[], temporary_directory=tmp_path / "place")
     assert outcome.status == 0, outcome.report()
@@ -106,6 +107,7 @@ def test_abandoned_directories_are_known_by_their_name(
 def test_a_directory_that_somebody_holds_is_kept(desk: Desk, tmp_path: Path) -> None:
     held = tmp_path / "place" / "ZanburyToolProxy.aB3xYz"
     (held / "folder").mkdir(parents=True)
+    held.chmod(0o700)
     lock = os.open(held, os.O_RDONLY | os.O_DIRECTORY)
     fcntl.flock(lock, fcntl.LOCK_EX)
     outcome = desk.convert(temporary_directory=tmp_path / "place")
@@ -132,12 +134,60 @@ def test_only_directories_of_the_own_user_are_removed(desk: Desk, tmp_path: Path
     assert (elsewhere / "folder").is_dir()
 
 
+def test_only_private_directories_are_removed(desk: Desk, tmp_path: Path) -> None:
+    precious = tmp_path / "place" / "ZanburyToolProxy.aB3xYz"
+    precious.mkdir(parents=True)
+    precious.chmod(0o755)
+    outcome = desk.convert(temporary_directory=tmp_path / "place")
+    assert (outcome.status, outcome.leftovers) == (0, (precious.name,)), outcome.report()
+
+
+@pytest.mark.parametrize(
+    ("mode", "mode_above", "is_used"),
+    [
+        pytest.param(0o700, 0o755, True, id="the user's own"),
+        pytest.param(0o755, 0o755, True, id="readable"),
+        pytest.param(0o1777, 0o755, True, id="sticky"),
+        pytest.param(0o777, 0o755, False, id="for everybody"),
+        pytest.param(0o775, 0o755, False, id="for the group"),
+        pytest.param(0o700, 0o777, False, id="below one for everybody"),
+        pytest.param(0o700, 0o1777, True, id="below a sticky one"),
+    ],
+)
+def test_a_place_that_others_may_change_is_not_used(
+    desk: Desk, tmp_path: Path, mode: int, mode_above: int, is_used: bool
+) -> None:
+    place = tmp_path / "above" / "place"
+    place.mkdir(parents=True)
+    place.chmod(mode)
+    place.parent.chmod(mode_above)
+    conversion = desk.begin(HELLO_WAITS, temporary_directory=place)
+    desk.server.begun(1)
+    directory = working_directory(conversion)
+    assert directory.parent == (place if is_used else Path("/tmp"))
+    conversion.cancel()
+    outcome = conversion.wait(PATIENCE)
+    warning = f"ERROR: Others may write to {place}: the working directory is made in /tmp"
+    assert log_lines(outcome) == [*([] if is_used else [warning]), "User canceled"]
+    assert not directory.exists()
+
+
+@pytest.mark.skipif(os.getuid() != 0, reason="only root can give a directory away")
+def test_a_place_of_another_user_is_not_used(desk: Desk, tmp_path: Path) -> None:
+    place = tmp_path / "place"
+    place.mkdir()
+    os.chown(place, 65534, 65534)
+    outcome = desk.convert(temporary_directory=place)
+    assert outcome.status == 0
+    assert "the working directory is made in /tmp" in outcome.stderr_text
+
+
 def test_eight_programs_that_start_at_once_do_not_disturb_each_other(
     desk: Desk, tmp_path: Path
 ) -> None:
     place = tmp_path / "place"
     place.mkdir()
-    (place / "ZanburyToolProxy.aB3xYz").mkdir()
+    (place / "ZanburyToolProxy.aB3xYz").mkdir(mode=0o700)
     desk.server.play(HELLO_WAITS_FOR_ALL)
     gate = tmp_path / "gate"
     waiting = f"while [ ! -e '{gate}' ]; do :; done"
