@@ -55,8 +55,7 @@ void ZanburyToolProxy::transitionToStateWaitingForServerHello() {
 }
 
 void ZanburyToolProxy::consumeServerHello(const std::optional<Dictionary>& /*dictionary*/) {
-  removeItemAtPath(identityPath);
-  identityPath.clear();
+  removeIdentity();
 }
 
 void ZanburyToolProxy::sendClientHandshake() {

@@ -136,6 +136,7 @@ std::uint64_t ZanburyToolProxy::maxLengthForType(MessageType type) {
 bool ZanburyToolProxy::handleMessage(const Message& message) {
   using S = State;
   using T = MessageType;
+  removeIdentity();  // ssh has logged in: somebody speaks at its other end
   if (message.type == T::Error) {
     abortWithErrorMessage(message);
     return false;

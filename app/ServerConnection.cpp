@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "app/ZanburyToolProxy.h"
 #include "platform/Error.h"
 #include "platform/FileManager.h"
@@ -49,7 +51,6 @@ void ZanburyToolProxy::launchServerTaskWithDestination(const std::string& destin
 
 bool ZanburyToolProxy::writeIdentity() {
   constexpr std::string_view reason = "Could not write identity to a file";
-  constexpr unsigned ownerOnly = 0600;
   if (temporaryDirectoryPath.empty()) {
     abortWithReason(reason, Error{"There is no working directory"}, nullptr);
     return false;
@@ -60,14 +61,15 @@ bool ZanburyToolProxy::writeIdentity() {
     abortWithReason(reason, Error{"EXPORT_SERVER_IDENTITY is not set"}, nullptr);
     return false;
   }
-  // The mode is right before the first byte of the key is in the file, whatever the umask.
-  static_cast<void>(FileManager::createEmptyFile(identityPath, ownerOnly));
-  static_cast<void>(FileManager::setMode(identityPath, ownerOnly));
-  if (const auto error = FileManager::writeFile(identityPath, bytesOf(*serverIdentity))) {
+  if (const auto error = FileManager::writeNewPrivateFile(identityPath, bytesOf(*serverIdentity))) {
     abortWithReason(reason, error, nullptr);
     return false;
   }
   return true;
+}
+
+void ZanburyToolProxy::removeIdentity() {
+  removeItemAtPath(std::exchange(identityPath, {}));
 }
 
 std::vector<std::string> ZanburyToolProxy::sshArguments(const std::string& user,
@@ -92,6 +94,7 @@ void ZanburyToolProxy::endServerTask() {
 }
 
 void ZanburyToolProxy::cleanUpServerTask() {
+  removeIdentity();
   serverTask.reset();
   if (inputFileHandle) {
     stopReadingInputFileHandle();

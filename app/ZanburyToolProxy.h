@@ -105,13 +105,15 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   void launchServerTask();
   void launchServerTaskWithDestination(const std::string& destination);
   [[nodiscard]] bool writeIdentity();
+  /// The key is on disk only from the start of an ssh to its server's first message.
+  void removeIdentity();
   [[nodiscard]] std::vector<std::string> sshArguments(const std::string& user,
                                                       const std::string& portText,
                                                       const std::string& host) const;
   /// Tells ssh to end. Its output may have ended while it has not: a server can close one stream
   /// and keep the other, and ssh processes must not pile up.
   void endServerTask();
-  /// Forgets the child and closes its pipes; half a message of it is dropped with them.
+  /// Forgets the child and closes its pipes; half a message and the identity go with them.
   void cleanUpServerTask();
   void transitionToStateRetry();
   void stopRetryTimer();

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/FileHandle.h"
 #include "platform/OpenFile.h"
 
 namespace ztp {
@@ -45,6 +46,23 @@ MaybeError FileManager::createEmptyFile(const fs::path& path, unsigned mode) {
   if (fileDescriptor < 0) return errnoFor("open", path);
   ::close(fileDescriptor);
   return std::nullopt;
+}
+
+MaybeError FileManager::writeNewPrivateFile(const fs::path& path, DataView content) {
+  constexpr mode_t ownerOnly = 0600;
+  const int fileDescriptor = openFile(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, ownerOnly);
+  if (fileDescriptor < 0) return errnoFor("open", path);
+  FileHandle file(fileDescriptor);
+  // The umask may have taken away what the owner needs. Nothing is in the file before its mode is
+  // known to be right.
+  if (::fchmod(fileDescriptor, ownerOnly) != 0) return errnoFor("chmod", path);
+  try {
+    file.writeData(content);
+    file.closeAfterWriting();
+    return std::nullopt;
+  } catch (const PlatformException& exception) {
+    return Error{std::string(exception.what()) + " (" + path.string() + ")"};
+  }
 }
 
 MaybeError FileManager::createDirectory(const fs::path& path) {

@@ -30,6 +30,10 @@ class FileManager {
   /// Makes an empty file, emptying one that exists. `mode` as for open(2), before the umask.
   [[nodiscard]] static MaybeError createEmptyFile(const std::filesystem::path& path,
                                                   unsigned mode = 0666);
+  /// Makes a new file of mode 0600, whatever the umask, and writes into it. An error when anything
+  /// is at the path, a link included; what was made before a failure stays.
+  [[nodiscard]] static MaybeError writeNewPrivateFile(const std::filesystem::path& path,
+                                                      DataView content);
   /// Makes the directory and those above it; one that exists is no error.
   [[nodiscard]] static MaybeError createDirectory(const std::filesystem::path& path);
   /// Removes a file, a link (not what it leads to) or a whole directory tree.

@@ -250,6 +250,21 @@ TEST(EveryRedirect, IsFollowedAThousandTimes) {
   EXPECT_EQ(Surroundings::instance().leftovers(), "");
 }
 
+// The keys of the handshake before are still good, so a server may answer with its own at once.
+TEST(EveryRedirect, ToAServerThatSkipsTheHelloLeavesNoIdentity) {
+  InProcessSession session;
+  static_cast<void>(redirected(session, "ssh://other@second.example:22"));
+  const auto& surroundings = Surroundings::instance();
+  std::string name = surroundings.leftovers();
+  name.pop_back();
+  const auto identity = surroundings.host().parent_path() / "tmp" / name / "identity";
+  EXPECT_TRUE(std::filesystem::exists(identity));
+  session.serverSends(serverHandshake());
+  EXPECT_EQ(session.status(), std::nullopt);
+  EXPECT_NE(session.toHost().find("Uploading"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(identity));
+}
+
 TEST(EveryRedirect, ToAGoodDestinationIsFollowed) {
   InProcessSession session;
   EXPECT_EQ(redirected(session, " ssh://other@second.example:2222 ,,-x"),
