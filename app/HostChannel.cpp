@@ -45,18 +45,6 @@ std::optional<std::string> header(std::size_t length) {
   return std::string(buffer.data(), std::min(static_cast<std::size_t>(formatted), headerSize - 1));
 }
 
-// Marks the time in which a write to the FIFO may be stuck half-way.
-class Marked {
- public:
-  explicit Marked(bool& mark) : mark_(mark) { mark_ = true; }
-  ~Marked() { mark_ = false; }
-  Marked(const Marked&) = delete;
-  Marked& operator=(const Marked&) = delete;
-
- private:
-  bool& mark_;
-};
-
 }  // namespace
 
 bool ZanburyToolProxy::isConverterTool() const {
@@ -164,8 +152,7 @@ void ZanburyToolProxy::sendFifoMessage(const PropertyListDictionary& dictionary)
 }
 
 void ZanburyToolProxy::writeToOutputFifo(DataView bytes) {
-  if (isWritingToFifo_) return;
-  const Marked marked(isWritingToFifo_);
+  if (outputFifoFileHandle->isWriting()) return;
   outputFifoFileHandle->writeData(bytes);
 }
 

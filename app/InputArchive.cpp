@@ -76,6 +76,10 @@ void ZanburyToolProxy::finishUploadProgress() {
   }
 }
 
+void ZanburyToolProxy::endStreamInsideAFrame() {
+  if (outputFileHandle && outputFileHandle->isWriting()) endStreamToServer();
+}
+
 void ZanburyToolProxy::endStreamToServer() {
   if (!outputFileHandle) return;
   outputFileHandle->close();

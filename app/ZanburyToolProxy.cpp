@@ -159,6 +159,7 @@ void ZanburyToolProxy::abortWithReason(std::optional<std::string_view> reason,
   endWaitsIn(lastWordsTime);
   if (userDidCancel) sendProgressSectionWithTitle("Canceling...", 0);
   endWaitsIn(lastMessageTime);
+  endStreamInsideAFrame();
   sendMessageWithType(MessageType::Error, causes.dictionary());
   giveLastMessageItsChance();
   stopProxy();

@@ -173,6 +173,9 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// The server's acknowledgement can overtake the last step of the upload, the one that finds the
   /// end of the file. Does that step now: its progress must not come amid what the tool sends.
   void finishUploadProgress();
+  /// Nothing may follow half a frame: when the session ends in the middle of writing one, the end
+  /// of the stream is all that the server still hears.
+  void endStreamInsideAFrame();
   /// After an upload that broke off the server would wait for the rest, perhaps for ever. The end
   /// of its input tells it; its last words are still read, and the end of its stream ends the
   /// session.
@@ -295,7 +298,6 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   std::optional<ReadinessWatcher> childEndWatcher_;
   /// When the last words that are being said must be out; set by the abort and the stop.
   std::optional<std::chrono::steady_clock::time_point> lastWordsDeadline_;
-  bool isWritingToFifo_ = false;
   int redirectCount_ = 0;  // of the whole session
   /// Where a copy for the host is being written at the moment.
   std::optional<std::filesystem::path> unfinishedDelivery_;

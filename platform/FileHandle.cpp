@@ -41,6 +41,18 @@ std::size_t readSome(int fileDescriptor, std::uint8_t* bytes, std::size_t maximu
   }
 }
 
+// A flag that is up as long as this object lives.
+class Raised {
+ public:
+  explicit Raised(bool& flag) : flag_(flag) { flag_ = true; }
+  ~Raised() { flag_ = false; }
+  Raised(const Raised&) = delete;
+  Raised& operator=(const Raised&) = delete;
+
+ private:
+  bool& flag_;
+};
+
 bool hasSomethingToRead(int fileDescriptor) {
   pollfd descriptor{fileDescriptor, POLLIN, 0};
   return ::poll(&descriptor, 1, 0) == 1 && (descriptor.revents & (POLLIN | POLLHUP)) != 0;
@@ -83,6 +95,7 @@ std::optional<FileHandle> FileHandle::forWritingAtPath(const std::filesystem::pa
 void FileHandle::writeData(DataView bytes) {
   // A wait for a closed descriptor would never end.
   if (fileDescriptor_ == -1) throw PlatformException(Error::fromErrorNumber("write", EBADF));
+  const Raised whileWriting(isWriting_);
   if (isRegularFile_) {
     writeToFile(bytes);
   } else {

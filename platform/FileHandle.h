@@ -34,6 +34,9 @@ class FileHandle {
   /// Writes all of it. On a pipe or FIFO without room this waits (see BlockingWait), whether or not
   /// the descriptor is blocking.
   void writeData(DataView bytes);
+  /// True while `writeData` waits further up the call stack: what is written now would land in the
+  /// middle of that.
+  [[nodiscard]] bool isWriting() const noexcept { return isWriting_; }
 
   /// Bytes of a regular file; 0 for anything else and when it cannot be told.
   [[nodiscard]] std::uint64_t size() const noexcept;
@@ -66,6 +69,7 @@ class FileHandle {
   int fileDescriptor_ = -1;
   Ownership ownership_ = Ownership::owns;
   bool isRegularFile_ = false;
+  bool isWriting_ = false;
 };
 
 }  // namespace ztp
