@@ -1,8 +1,7 @@
 // The entry point: one session, one run loop. Every way out goes through the session's stopProxy.
-#include <algorithm>
 #include <exception>
-#include <string_view>
 
+#include "app/CommandLine.h"
 #include "app/ZanburyToolProxy.h"
 #include "platform/LastResort.h"
 #include "platform/Log.h"
@@ -27,10 +26,10 @@ int main(int argumentCount, char** arguments) {
   ztp::StandardStreams::prepare();
   ztp::system::refuseCoreDumps();
   ztp::LastResort::prepare();
-  const bool isServer =
-      std::any_of(arguments + std::min(argumentCount, 1), arguments + argumentCount,
-                  [](std::string_view argument) { return argument == "server"; });
+  const ztp::CommandLine commandLine(argumentCount, arguments);
   try {
+    const bool isServer = commandLine.asksForServerRole();
+    if (!isServer && commandLine.answers()) return 0;
     runSession(isServer);
     return 0;
   } catch (const std::exception& exception) {
