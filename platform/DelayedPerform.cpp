@@ -19,7 +19,7 @@ struct DelayedPerform::State {
     idle->data = this;
     uv_idle_start(idle, [](uv_idle_t* fired) {
       uv_idle_stop(fired);
-      static_cast<State*>(fired->data)->callback();
+      RunLoop::main().call(static_cast<State*>(fired->data)->callback);
     });
   }
 
@@ -30,7 +30,8 @@ struct DelayedPerform::State {
     timer->data = this;
     uv_update_time(loop);
     uv_timer_start(
-        timer, [](uv_timer_t* fired) { static_cast<State*>(fired->data)->callback(); },
+        timer,
+        [](uv_timer_t* fired) { RunLoop::main().call(static_cast<State*>(fired->data)->callback); },
         static_cast<std::uint64_t>(delay.count()), 0);
   }
 };

@@ -19,7 +19,9 @@ struct ReadinessWatcher::State {
     auto* idle = &handle.emplace<uv_idle_t>();
     uv_idle_init(RunLoop::main().handle(), idle);
     idle->data = this;
-    uv_idle_start(idle, [](uv_idle_t* fired) { static_cast<State*>(fired->data)->callback(); });
+    uv_idle_start(idle, [](uv_idle_t* fired) {
+      RunLoop::main().call(static_cast<State*>(fired->data)->callback);
+    });
   }
 
   // libuv's code for what went wrong; 0 when the descriptor is watched.
@@ -33,7 +35,7 @@ struct ReadinessWatcher::State {
     poll->data = this;
     return uv_poll_start(poll, interest == Interest::readable ? UV_READABLE : UV_WRITABLE,
                          [](uv_poll_t* ready, int /*status*/, int /*events*/) {
-                           static_cast<State*>(ready->data)->callback();
+                           RunLoop::main().call(static_cast<State*>(ready->data)->callback);
                          });
   }
 };

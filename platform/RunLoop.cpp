@@ -3,6 +3,8 @@
 
 #include <uv.h>
 
+#include <utility>
+
 #include "platform/Error.h"
 
 namespace ztp {
@@ -18,10 +20,27 @@ RunLoop::RunLoop() : loop_(uv_default_loop()) {
 
 void RunLoop::run() {
   uv_run(loop_, UV_RUN_DEFAULT);
+  rethrow();
 }
 
 void RunLoop::runOnce() {
   uv_run(loop_, UV_RUN_ONCE);
+  rethrow();
+}
+
+void RunLoop::call(const std::function<void()>& callback) noexcept {
+  // Other callbacks may be due in the same turn. They belong to what is being left.
+  if (raised_) return;
+  try {
+    callback();
+  } catch (...) {
+    raised_ = std::current_exception();
+    stop();
+  }
+}
+
+void RunLoop::rethrow() {
+  if (raised_) std::rethrow_exception(std::exchange(raised_, nullptr));
 }
 
 void RunLoop::stop() {

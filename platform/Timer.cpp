@@ -26,7 +26,8 @@ Timer::Timer(std::chrono::milliseconds interval, Callback callback) {
   uv_update_time(loop);
   const auto period = static_cast<std::uint64_t>(interval.count());
   uv_timer_start(
-      &state_->handle, [](uv_timer_t* timer) { static_cast<State*>(timer->data)->callback(); },
+      &state_->handle,
+      [](uv_timer_t* timer) { RunLoop::main().call(static_cast<State*>(timer->data)->callback); },
       period, period);
 }
 

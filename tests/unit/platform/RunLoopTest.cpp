@@ -138,5 +138,65 @@ TEST(BackgroundReader, MayBeDestroyedWithinItsOwnCallback) {
   EXPECT_EQ(received, "a");
 }
 
+// No std::exception, as the one that ends the program is none.
+struct Raised {
+  int number;
+};
+
+int numberRaisedBy(const std::function<void()>& turn) {
+  try {
+    turn();
+  } catch (const Raised& raised) {
+    return raised.number;
+  }
+  return 0;
+}
+
+TEST(RaisedInACallback, ComesOutOfTheLoopWhateverCalledIt) {
+  const auto raise = [] { throw Raised{7}; };
+  const auto run = [] { RunLoop::main().run(); };
+  {
+    const Timer timer(milliseconds{1}, raise);
+    EXPECT_EQ(numberRaisedBy(run), 7);
+  }
+  {
+    const DelayedPerform now(milliseconds{0}, raise);
+    EXPECT_EQ(numberRaisedBy(run), 7);
+  }
+  {
+    const DelayedPerform later(milliseconds{1}, raise);
+    EXPECT_EQ(numberRaisedBy([&] {
+                for (;;) RunLoop::main().runOnce();
+              }),
+              7);
+  }
+  const Pipe pipe = Pipe::create();
+  const ReadinessWatcher watcher(pipe.writingEnd.fileDescriptor(),
+                                 ReadinessWatcher::Interest::writable, raise);
+  EXPECT_EQ(numberRaisedBy(run), 7);
+}
+
+TEST(RaisedInACallback, IsTheLastOneCalled) {
+  int calls = 0;
+  const auto raise = [&] { throw Raised{++calls}; };
+  const DelayedPerform first(milliseconds{0}, raise);
+  const DelayedPerform second(milliseconds{0}, raise);
+  const Pipe pipe = Pipe::create();
+  const ReadinessWatcher third(pipe.writingEnd.fileDescriptor(),
+                               ReadinessWatcher::Interest::writable, raise);
+  EXPECT_EQ(numberRaisedBy([] { RunLoop::main().run(); }), 1);
+  EXPECT_EQ(calls, 1);
+}
+
+TEST(RaisedInACallback, DoesNotKeepTheLoopFromRunningAgain) {
+  {
+    const DelayedPerform raising(milliseconds{0}, [] { throw Raised{1}; });
+    EXPECT_EQ(numberRaisedBy([] { RunLoop::main().run(); }), 1);
+  }
+  bool isCalled = false;
+  const DelayedPerform later(milliseconds{0}, [&] { isCalled = true; });
+  turnUntil([&] { return isCalled; });
+}
+
 }  // namespace
 }  // namespace ztp
