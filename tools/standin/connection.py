@@ -18,7 +18,7 @@ from standin.ending import ConversationOver
 from standin.framing import Frame, InvalidStream, read_frame
 
 _DRAIN_POLL_SECONDS = 0.001
-_DRAIN_SECONDS = 5.0
+_DRAIN_SECONDS = 60.0
 _PIECES_A_SECOND = 20
 
 
@@ -135,7 +135,7 @@ class Connection:
             raise ConversationOver("client gone", str(error), 1) from error
 
     def _wait_until_taken(self) -> None:
-        """Returns once the pipe is empty, or after a few seconds: a client may not want to read."""
+        """Returns once the pipe is empty, or after a minute: a client may not want to read."""
         waiting = array.array("i", [0])
         deadline = time.monotonic() + _DRAIN_SECONDS
         while time.monotonic() < deadline:

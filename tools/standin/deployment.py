@@ -8,7 +8,7 @@ from pathlib import Path
 from typing import Any
 
 from standin.keys import ServerKeys
-from standin.record import ConnectionRecord, wait_until
+from standin.record import PATIENCE, ConnectionRecord, wait_until
 from standin.script import check_script
 
 PROGRAM = Path(__file__).resolve().parent / "conversion-server"
@@ -36,7 +36,7 @@ class StandinServer:
         directory: Path,
         keys: ServerKeys,
         scripts: dict[str, Any] | list[dict[str, Any]] | None = None,
-        deadline: float = 120.0,
+        deadline: float = 3600.0,
     ) -> None:
         """directory exists and holds no other server; deadline is in seconds."""
         self.directory = directory.resolve()
@@ -70,11 +70,11 @@ class StandinServer:
         }
         self._configuration.write_text(json.dumps(configuration, indent=1), "utf-8")
 
-    def connection(self, number: int, timeout: float = 30.0) -> ConnectionRecord:
+    def connection(self, number: int, timeout: float = PATIENCE) -> ConnectionRecord:
         """The record of the n-th conversation, from 1, once it has ended; TimeoutError."""
         return self.begun(number, timeout).wait_for_end(timeout)
 
-    def begun(self, number: int, timeout: float = 30.0) -> ConnectionRecord:
+    def begun(self, number: int, timeout: float = PATIENCE) -> ConnectionRecord:
         """The record of the n-th conversation as soon as it has begun; TimeoutError."""
         record = ConnectionRecord(self._records / f"connection-{number:03d}")
         start = record.directory / "start.json"

@@ -11,7 +11,7 @@ from typing import Iterable
 
 _POLL_SECONDS = 0.01
 _STOPPED_STATES = "TZ"
-_STOP_SECONDS = 2.0
+_STOP_SECONDS = 60.0
 
 
 @dataclass(frozen=True)

@@ -9,6 +9,7 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any, Callable
 
+PATIENCE = 300.0  # seconds; who has waited for so long waits for what will never come
 _POLL_SECONDS = 0.01
 
 
@@ -126,13 +127,13 @@ class ConnectionRecord:
         """Whether `end` can be read."""
         return (self.directory / "end.json").exists()
 
-    def wait_for_end(self, timeout: float = 30.0) -> ConnectionRecord:
+    def wait_for_end(self, timeout: float = PATIENCE) -> ConnectionRecord:
         """Returns itself once the conversation has ended; TimeoutError."""
         wait_until(lambda: self.has_ended, timeout, f"the end of {self.directory.name}")
         return self
 
     def wait_for_frame(
-        self, type_name: str, direction: str = "received", timeout: float = 30.0
+        self, type_name: str, direction: str = "received", timeout: float = PATIENCE
     ) -> FrameRecord:
         """The first message of that type, once it is there; TimeoutError."""
 

@@ -23,7 +23,7 @@ from standin.vocabulary import ScriptError
 
 USAGE = "usage: conversion-server --config FILE server"
 EXIT_USAGE = 64
-DEFAULT_DEADLINE = 120.0
+DEFAULT_DEADLINE = 3600.0
 
 
 @dataclass(frozen=True)

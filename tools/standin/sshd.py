@@ -29,8 +29,8 @@ from standin.processes import Process, descendants, freeze, wait_for_ends
 _SSHD = "/usr/sbin/sshd"
 _PRIVILEGE_SEPARATION_DIRECTORY = Path("/run/sshd")
 _PORT_ATTEMPTS = 20
-_START_SECONDS = 20.0
-_STOP_SECONDS = 5.0
+_START_SECONDS = 300.0
+_STOP_SECONDS = 60.0
 _POLL_SECONDS = 0.01
 _PR_SET_PDEATHSIG = 1
 

@@ -23,6 +23,7 @@ from .request import Request
 from .streams import SharedStreams
 
 CANCEL = b"\x18"  # any byte outside the forwarding phase cancels; this one says so in ASCII
+_PATIENCE = 300.0  # seconds; long enough for any machine, so that only a hang is caught
 
 
 class Conversion:
@@ -161,7 +162,9 @@ class Conversion:
 
     # Waiting.
 
-    def wait_for(self, wanted: Event | Callable[[Event], object], timeout: float = 10.0) -> Event:
+    def wait_for(
+        self, wanted: Event | Callable[[Event], object], timeout: float = _PATIENCE
+    ) -> Event:
         """The first event, from the beginning, that equals `wanted` or for which it is true.
 
         Raises EndedEarly when the program ends without it, TimeoutError after `timeout` seconds.
@@ -181,7 +184,9 @@ class Conversion:
         found = self._record.wait(search, timeout, aim)
         return cast(Event, found)
 
-    def wait_until(self, condition: Callable[[Conversion], object], timeout: float = 10.0) -> None:
+    def wait_until(
+        self, condition: Callable[[Conversion], object], timeout: float = _PATIENCE
+    ) -> None:
         """Waits until `condition` holds for this conversion. Raises as `wait_for` does."""
         self._record.wait(lambda: condition(self), timeout, "the state waited for")
 
@@ -195,7 +200,7 @@ class Conversion:
                 return
             number += event is not None
 
-    def wait(self, timeout: float = 60.0) -> Outcome:
+    def wait(self, timeout: float = _PATIENCE) -> Outcome:
         """The outcome, once the program has ended. Raises TimeoutError after `timeout` seconds."""
         return self._record.wait(lambda: self._record.outcome, timeout, "the end of the program")
 
@@ -240,7 +245,7 @@ def run(
     request: Request,
     program: str | os.PathLike[str] | None = None,
     *,
-    timeout: float = 60.0,
+    timeout: float = _PATIENCE,
     **options: Any,
 ) -> Outcome:
     """Runs one conversion to its end; `options` are those of Conversion.
