@@ -92,7 +92,9 @@ class Listener:
 
     def _run(self) -> None:
         while not self._is_over():
-            for key, _ in self._selector.select(self._time_left()):
+            ready = self._selector.select(self._time_left())
+            # The FIFO last: with a message, all that standard error got before it is recorded.
+            for key, _ in sorted(ready, key=lambda item: item[0].data == self._read_fifo):
                 key.data()
         while self._read_fifo():
             pass
