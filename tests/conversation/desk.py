@@ -9,11 +9,10 @@ from pathlib import Path
 from typing import Any
 
 from standin import ConnectionRecord, LoopbackSshd, ServerKeys, StandinServer
+from standin.record import PATIENCE
 from terminal_host import Conversion, Outcome, Request
 
 PROJECT = Path(__file__).resolve().parents[2]
-
-PATIENCE = 30.0  # seconds after which a conversation counts as stuck
 
 
 class Desk:
@@ -67,6 +66,7 @@ class Desk:
         """
         if script is not None:
             self.server.play(script)
+        options.setdefault("stderr_grace", PATIENCE)  # ssh, which shares it, may need its time
         own = {"arguments", "overrides", "temporary_directory", "keep_history", "stderr_grace"}
         passed_on = {name: options.pop(name) for name in own & options.keys()}
         program = options.pop("program", self.program)

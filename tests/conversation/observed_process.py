@@ -6,16 +6,16 @@ import os
 from dataclasses import dataclass
 from pathlib import Path
 
-from standin.record import wait_until
+from standin.record import PATIENCE, wait_until
 from terminal_host import Conversion
 
 SSH = "/usr/bin/ssh"
-PATIENCE = 20.0  # seconds
 
 
 @dataclass(frozen=True)
 class ObservedProcess:
-    """One process. What is asked of one that has ended raises FileNotFoundError."""
+    """One process. What is asked of one that has ended raises FileNotFoundError, of one that ends
+    meanwhile ProcessLookupError."""
 
     pid: int
 
@@ -62,9 +62,16 @@ def running_ssh(conversion: Conversion) -> list[ObservedProcess]:
 
 
 def ssh_of(conversion: Conversion) -> ObservedProcess:
-    """The program's ssh, once it runs; TimeoutError."""
-    wait_until(lambda: len(running_ssh(conversion)) == 1, PATIENCE, "one running ssh")
-    return running_ssh(conversion)[0]
+    """The program's ssh, once it runs; TimeoutError. To be asked about one that goes on running: of
+    another, recorded_start.py tells."""
+    found: list[ObservedProcess] = []
+
+    def is_alone() -> bool:
+        found[:] = running_ssh(conversion)
+        return len(found) == 1
+
+    wait_until(is_alone, PATIENCE, "one running ssh")
+    return found[0]
 
 
 def working_directory(conversion: Conversion) -> Path:
@@ -75,7 +82,7 @@ def working_directory(conversion: Conversion) -> Path:
 def _is_ssh(process: ObservedProcess) -> bool:
     try:
         return process.arguments[:1] == [SSH]
-    except FileNotFoundError:
+    except (FileNotFoundError, ProcessLookupError):
         return False
 
 

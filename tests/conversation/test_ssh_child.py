@@ -10,13 +10,16 @@ from pathlib import Path
 
 import pytest
 from dead_ends import SilentListener
-from desk import Desk
+from desk import PATIENCE, Desk
 from observed_process import SSH, ssh_of, working_directory
+from recorded_start import STRACE, RecordedStart
 from standin.record import wait_until
 from wrapped_program import after, in_shell
 
 HELLO_WAITS = {"ServerHello": {"instead": {"await": "never"}}}
 HANDSHAKE_WAITS = {"ServerHandshake": {"instead": {"await": "never"}}}
+
+needs_strace = pytest.mark.skipif(STRACE is None, reason="strace is not installed")
 
 
 @pytest.fixture
@@ -58,7 +61,6 @@ def test_ssh_gets_exactly_these_arguments(desk: Desk, silent: SilentListener) ->
         pytest.param("ssh://ann@127.0.0%2E1:{port}", "ann", "127.0.0.1", id="escaped host"),
         pytest.param("ssh://ann@127.0.0.1:00{port}", "ann", "127.0.0.1", id="leading zeros"),
         pytest.param(" \t\nssh://ann@127.0.0.1:{port}\n ", "ann", "127.0.0.1", id="with blanks"),
-        pytest.param("ssh://ann@LocalHost:{port}", "ann", "LocalHost", id="a name, as written"),
     ],
 )
 def test_user_host_and_port_come_from_the_url(
@@ -66,6 +68,18 @@ def test_user_host_and_port_come_from_the_url(
 ) -> None:
     ssh = ssh_of(desk.begin(server_destinations=form.format(port=silent.port)))
     assert ssh.arguments[15:20] == ["-l", user, "-p", str(silent.port), host]
+
+
+@needs_strace
+def test_a_name_is_passed_on_as_it_is_written(
+    desk: Desk, silent: SilentListener, tmp_path: Path
+) -> None:
+    # Where nobody resolves it, this ssh ends at once.
+    recorded = RecordedStart(desk.program, tmp_path)
+    destination = f"ssh://ann@LocalHost:{silent.port}"
+    desk.begin(program=recorded.program, server_destinations=destination)
+    arguments = recorded.arguments_of_ssh()
+    assert arguments[15:20] == ["-l", "ann", "-p", str(silent.port), "LocalHost"]
 
 
 def test_an_ipv6_address_loses_its_brackets(desk: Desk) -> None:
@@ -94,7 +108,7 @@ def test_ssh_inherits_its_three_descriptors_and_no_other(
     leaky = after(desk.program, tmp_path, f"exec 7<'{document}' 8>>'{document}'")
     conversion = desk.begin(program=leaky, server_destinations=silent.destination)
     ssh = ssh_of(conversion)
-    wait_until(lambda: "socket:" in str(ssh.descriptors), 10, "ssh's connection")
+    wait_until(lambda: "socket:" in str(ssh.descriptors), PATIENCE, "ssh's connection")
     descriptors = ssh.descriptors
     streams = [descriptors.pop(number) for number in range(3)]
     assert all(stream.startswith("pipe:") for stream in streams) and len(set(streams)) == 3
@@ -150,17 +164,17 @@ def test_the_identity_file_holds_the_text_of_the_variable(
     assert (working_directory(conversion) / "identity").read_bytes() == text.encode()
 
 
-@pytest.mark.skipif(shutil.which("strace") is None, reason="strace is not installed")
+@needs_strace
 def test_the_key_is_written_into_a_file_that_is_restricted_already(
     desk: Desk, silent: SilentListener, tmp_path: Path
 ) -> None:
     calls = tmp_path / "calls"
     calls.touch()
     traced_calls = "trace=openat,open,chmod,fchmod,fchmodat,write,execve"
-    tracer = f"{shutil.which('strace')} -f -o {calls} -e {traced_calls}"
+    tracer = f"{STRACE} -f -o {calls} -e {traced_calls}"
     traced = in_shell(desk.program, tmp_path, before=tracer)
     conversion = desk.begin(program=traced, server_destinations=silent.destination)
-    wait_until(lambda: f'execve("{SSH}"' in calls.read_text(), 20, "the start of ssh")
+    wait_until(lambda: f'execve("{SSH}"' in calls.read_text(), PATIENCE, "the start of ssh")
     conversion.kill()
     steps = [step for line in calls.read_text().splitlines() if (step := _step_of(line))]
     assert steps == ["emptied", "mode 0600", "emptied", "key written", "ssh started"]
