@@ -63,11 +63,16 @@ def hold_in(state: str) -> dict[str, Any]:
 def begin_in(ordeal: Ordeal, state: str, **options: Any) -> Conversion:
     """A conversion whose session has come to that state."""
     conversion = begin_held(ordeal, hold_in(state), **options)
+    await_held_in(conversion, state)
+    return conversion
+
+
+def await_held_in(conversion: Conversion, state: str) -> None:
+    """Returns when the session, too, has come to the state in which `hold_in` holds the server."""
     if state == WAITING_FOR_START:
         conversion.wait_for(_PATIENT, PATIENCE)
     elif state in (FORWARDING, WAITING_FOR_RESULT):
         conversion.wait_for(_MARK, PATIENCE)
-    return conversion
 
 
 def begin_held(ordeal: Ordeal, script: dict[str, Any], **options: Any) -> Conversion:

@@ -17,7 +17,10 @@ from terminal_host import Conversion
 
 
 def _kill_ssh(conversion: Conversion) -> None:
-    os.kill(ssh_of(conversion).pid, signal.SIGKILL)
+    """Returns when it has ended, with its pipes: what is written into them afterwards fails."""
+    ssh = ssh_of(conversion)
+    os.kill(ssh.pid, signal.SIGKILL)
+    ssh.wait_for_end()
 
 
 def _assert_converted(ordeal: Ordeal, conversion: Conversion) -> None:

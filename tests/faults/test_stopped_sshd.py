@@ -10,7 +10,7 @@ from dataclasses import dataclass
 from desk import PATIENCE
 from host_view import log_lines
 from ordeal import Ordeal
-from stages import hold_in
+from stages import await_held_in, hold_in
 from standin import StandinServer
 from standin.processes import Process
 from standin.record import wait_until
@@ -18,7 +18,6 @@ from stations import STATES, WAITING_FOR_HELLO
 from terminal_host import Conversion
 
 KEEP_ALIVE = 15.0  # seconds: three messages without an answer, five seconds apart
-BOUND = 60.0  # seconds: the same, the connection, and a busy machine
 SILENCE = "Timeout, server 127.0.0.1 not responding."
 
 
@@ -52,6 +51,7 @@ def _silence(ordeal: Ordeal, state: str) -> Silenced:
         logs_dir_path=folder / "logs",
     )
     wait_until(server.file("held").exists, PATIENCE, state)
+    await_held_in(conversion, state)
     sshd = _sshd_of(server)
     sshd.signal(signal.SIGSTOP)
     return Silenced(conversion, sshd)
@@ -72,14 +72,14 @@ def _all_silenced(ordeal: Ordeal) -> Iterator[dict[str, Silenced]]:
 
 def test_the_keep_alive_ends_a_connection_whose_sshd_stands_still(ordeal: Ordeal) -> None:
     with _all_silenced(ordeal) as silenced:
-        outcomes = {state: ordeal.end_of(one.conversion, BOUND) for state, one in silenced.items()}
+        outcomes = {state: ordeal.end_of(one.conversion) for state, one in silenced.items()}
     for state, outcome in outcomes.items():
         said = [line.rstrip("\r") for line in log_lines(outcome)]
         # A session that has heard no hello yet goes on to the next destination.
         lost = [f"ERROR: The connection to the server was lost in state {state}"]
         expected = [] if state == WAITING_FOR_HELLO else lost
         assert (outcome.status, said) == (0, [SILENCE, *expected]), outcome.report()
-        assert KEEP_ALIVE <= outcome.duration <= BOUND
+        assert outcome.duration >= KEEP_ALIVE
         result = ordeal.desk.directory / state / "result.csv"
         assert result.exists() == (state == WAITING_FOR_HELLO)
-        ordeal.assert_survived(outcome, bound=BOUND)
+        ordeal.assert_survived(outcome)
