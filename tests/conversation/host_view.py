@@ -6,6 +6,8 @@ from terminal_host import Conversion, Outcome, Section
 
 CONNECTING = Section("Connecting to Zanbury Cloud...", 0)
 
+A_DAY = 86_400  # seconds of a countdown that comes to no end in any test
+
 _OF_SSH = ("Warning: Permanently added ", "ssh: ", "Bad port ", "Connection closed by ")
 
 

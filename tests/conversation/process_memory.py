@@ -10,11 +10,10 @@ from collections.abc import Iterator, Mapping
 from pathlib import Path
 
 from desk import Desk
-from standin.record import wait_until
+from standin.record import PATIENCE, wait_until
 from terminal_host import Conversion
 from wrapped_program import in_shell
 
-PATIENCE = 30.0  # seconds
 _EXIT_GROUP = {"x86_64": 231, "aarch64": 94}
 _OF_THE_KERNEL = ("[vvar", "[vdso", "[vsyscall")
 
@@ -25,7 +24,7 @@ CAN_STAND_STILL = STRACE is not None and platform.machine() in _EXIT_GROUP
 
 def standing_still_at_exit(program: Path, directory: Path) -> Path:
     """A script that becomes the program, which then stands still when all that it does is done."""
-    calls = "-e trace=exit_group -e inject=exit_group:delay_enter=60000000"
+    calls = "-e trace=exit_group -e inject=exit_group:delay_enter=3600000000"
     return in_shell(program, directory, before=f"{STRACE} -D -qq -o /dev/null {calls}")
 
 

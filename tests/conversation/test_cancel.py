@@ -1,5 +1,5 @@
 """A byte from the host is a cancel in every state but one, a dead host ends its converter, and both
-act within a second, whatever the program waits for."""
+act whatever the program waits for."""
 
 from __future__ import annotations
 
@@ -16,9 +16,9 @@ from dead_ends import SilentListener, beyond
 from desk import PATIENCE, Desk
 from endings import assert_aborted, assert_clean
 from host_messages import CANCELING, CONNECTING, PATIENT
-from host_view import log_lines, will_retry
+from host_view import A_DAY, log_lines, will_retry
 from observed_process import children_of
-from prompt_end import ends_at_once, processor_seconds, wait_for_wake_ups
+from prompt_end import assert_idle, ends_at_once, wait_for_wake_ups
 from standin.record import wait_until
 from stations import FORWARDING, STATES, WAITING_FOR_RESULT, WAITING_FOR_START, in_state
 from terminal_host import Conversion, Outcome
@@ -89,8 +89,8 @@ def test_the_same_byte_is_forwarded_while_forwarding_is_on(desk: Desk, tool: str
 
 
 def test_a_cancel_during_the_countdown(desk: Desk) -> None:
-    conversion = desk.begin(server_destinations=beyond(1), retry_delay=60)
-    conversion.wait_for(will_retry(60))
+    conversion = desk.begin(server_destinations=beyond(1), retry_delay=A_DAY)
+    conversion.wait_for(will_retry(A_DAY))
     outcome = ends_at_once(conversion, conversion.cancel)
     assert (outcome.status, log_lines(outcome)) == (1, ["User canceled"]), outcome.report()
     assert outcome.fifo_bytes.endswith(CANCELING)
@@ -168,9 +168,9 @@ def test_the_end_of_the_host_ends_its_converter(
 
 def test_the_end_of_the_host_ends_the_countdown(desk: Desk, host: subprocess.Popen) -> None:
     conversion = desk.begin(
-        server_destinations=beyond(1), retry_delay=60, tool=CONVERTER, host_pid=host.pid
+        server_destinations=beyond(1), retry_delay=A_DAY, tool=CONVERTER, host_pid=host.pid
     )
-    conversion.wait_for(will_retry(60))
+    conversion.wait_for(will_retry(A_DAY))
     outcome = ends_at_once(conversion, lambda: _end(host))
     assert (outcome.status, log_lines(outcome)) == (1, ["Host terminated"]), outcome.report()
     assert_clean(outcome)
@@ -241,9 +241,7 @@ def test_a_host_that_does_not_read_is_waited_for_quietly_and_not_for_ever(
         desk.server.file("go on").touch()
         desk.server.begun(1).wait_for_frame("OutputArchive", "sent")
         wait_for_wake_ups(conversion.pid, 8)
-        before = processor_seconds(conversion.pid)
-        wait_for_wake_ups(conversion.pid, 5)
-        assert processor_seconds(conversion.pid) - before < 0.1
+        assert_idle(conversion.pid)
         outcome = ends_at_once(conversion, lambda: CAUSES[reason](given, conversion, host))
         assert_aborted(desk, outcome, reason)
         assert CANCELING not in output.read(), "half a message stands before it"

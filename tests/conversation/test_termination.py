@@ -8,7 +8,7 @@ from collections.abc import Callable
 import pytest
 from dead_ends import SilentListener, beyond
 from desk import PATIENCE, Desk
-from host_view import CONNECTING, log_lines, will_retry
+from host_view import A_DAY, CONNECTING, log_lines, will_retry
 from observed_process import children_of, ssh_of
 from standin.record import wait_until
 from terminal_host import Conversion, Section
@@ -79,8 +79,8 @@ def test_the_server_is_told_and_nothing_is_left(
 
 @pytest.mark.parametrize("number", TERMINATING)
 def test_the_countdown_ends(desk: Desk, number: signal.Signals) -> None:
-    conversion = desk.begin(server_destinations=beyond(1), retry_delay=60)
-    conversion.wait_for(will_retry(60))
+    conversion = desk.begin(server_destinations=beyond(1), retry_delay=A_DAY)
+    conversion.wait_for(will_retry(A_DAY))
     conversion.signal(number)
     outcome = conversion.wait(PATIENCE)
     assert outcome.status == 1 and outcome.leftovers == ()
@@ -119,8 +119,9 @@ def test_a_start_up_that_waits_for_a_fifo_ends(desk: Desk) -> None:
     conversion.signal(signal.SIGTERM)
     outcome = conversion.wait(PATIENCE)
     assert outcome.status == 1 and outcome.leftovers == ()
-    assert log_lines(outcome)[-1] == "Terminated by signal SIGTERM"
-    assert outcome.duration < 9 and desk.server.connections == []
+    *tries, last = log_lines(outcome)
+    assert last == "Terminated by signal SIGTERM" and len(tries) < 100
+    assert desk.server.connections == []
 
 
 def test_a_second_signal_does_not_stop_the_first_from_tidying_up(desk: Desk) -> None:

@@ -8,10 +8,9 @@ from collections.abc import Iterator
 from contextlib import contextmanager
 from pathlib import Path
 
-from standin.record import wait_until
+from standin.record import PATIENCE, wait_until
 
 _CHUNK = 65536
-PATIENCE = 20.0  # seconds
 
 
 class UnreadFifo:

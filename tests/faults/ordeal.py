@@ -20,8 +20,6 @@ from standin.conversion import SourceFile
 from terminal_host import Conversion, Outcome
 from tmpfs import Tmpfs
 
-GRACE = 2.0  # seconds that a descendant has to notice that the program is gone
-
 
 class Ordeal:
     """A desk whose secrets are canaries, a tmpfs that must be empty in the end (`tmpfs` is its
@@ -31,6 +29,7 @@ class Ordeal:
         self.desk = desk
         self.file_system = file_system
         self.tmpfs = file_system.path
+        self.grace = PATIENCE  # seconds that a descendant has to notice that the program is gone
         self._known = children()
         self._counts: dict[int, DescriptorCount] = {}
         self._began = time.time()
@@ -85,7 +84,7 @@ class Ordeal:
         assert not failures, "\n".join([*failures, outcome.report()])
 
     def _no_descendant(self, outcome: Outcome) -> list[str]:
-        left = survivors_of(outcome.pid, self._known, GRACE)
+        left = survivors_of(outcome.pid, self._known, self.grace)
         for relative in left:
             with contextlib.suppress(ProcessLookupError):
                 os.kill(relative.pid, signal.SIGKILL)

@@ -17,7 +17,7 @@ TO_SERVER = "to the server"
 TO_CLIENT = "to the client"
 _PIECE = 65_536
 _RESET = struct.pack("ii", 1, 0)  # SO_LINGER with no time: close becomes a reset
-_ENDS_SECONDS = 5.0
+_ENDS_SECONDS = 60.0
 
 
 @dataclass(frozen=True)

@@ -13,11 +13,10 @@ from pathlib import Path
 
 import pytest
 from standin.processes import Process
-from standin.record import wait_until
+from standin.record import PATIENCE, wait_until
 from terminal_host import Conversion
 
 STRACE = shutil.which("strace")
-PATIENCE = 20.0  # seconds
 
 
 def may_trace() -> bool:

@@ -9,7 +9,6 @@ from __future__ import annotations
 import os
 import signal
 import subprocess
-import time
 from collections.abc import Callable, Iterator
 from pathlib import Path
 from typing import Any
@@ -19,7 +18,7 @@ from desk import PATIENCE
 from host_messages import CANCELING, CONNECTING, PATIENT
 from host_view import log_lines
 from ordeal import Ordeal
-from prompt_end import ends_at_once, processor_seconds, wait_for_wake_ups
+from prompt_end import assert_idle, ends_at_once, wait_for_wake_ups
 from stages import HELD, begin_held, go
 from standin.record import wait_until
 from terminal_host import Conversion
@@ -27,8 +26,6 @@ from unread_fifo import UnreadFifo, unread_fifo
 
 CONVERTER = "ZanburyConverter"
 TOOLS = ["StatementTool", CONVERTER]
-WINDOW = 1.0  # seconds during which the program is watched
-IDLE = 0.05  # of the processor at most, in that time
 
 
 @pytest.fixture
@@ -108,13 +105,6 @@ CASES = [
 ]
 
 
-def _assert_idle(pid: int) -> None:
-    """The process uses hardly any processor time in a while."""
-    before, end = processor_seconds(pid), time.monotonic() + WINDOW
-    wait_until(lambda: time.monotonic() >= end, PATIENCE, "the end of the window")
-    assert processor_seconds(pid) - before < IDLE
-
-
 @pytest.mark.parametrize(("stage", "tool", "reason"), CASES)
 def test_who_is_stuck_is_idle_and_ends_at_once(
     ordeal: Ordeal,
@@ -128,7 +118,7 @@ def test_who_is_stuck_is_idle_and_ends_at_once(
     fifos = {"input_fifo_path": given.path, "output_fifo_path": output.path}
     conversion = STUCK[stage](ordeal, output, {**fifos, "tool": tool, "host_pid": host.pid})
     wait_for_wake_ups(conversion.pid, 5)
-    _assert_idle(conversion.pid)
+    assert_idle(conversion.pid)
     outcome = ends_at_once(conversion, lambda: CAUSES[reason](given, conversion, host))
     assert (outcome.status, log_lines(outcome)) == (1, [reason]), outcome.report()
     assert CANCELING not in output.read(), "half a message stands before it"

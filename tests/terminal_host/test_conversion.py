@@ -14,6 +14,7 @@ from pathlib import Path
 
 import pytest
 from conftest import FAKE_PROGRAM, PROJECT, Play
+from desk import PATIENCE
 from terminal_host import (
     CANCEL,
     Conversion,
@@ -228,13 +229,13 @@ def test_a_temporary_directory_of_the_callers_own_is_used_and_stays(
 
 
 def has_ended(pid: int) -> bool:
-    """Waits for the end of a process of anybody's; False when it lives on for five seconds."""
+    """Waits for the end of a process of anybody's; False when it lives on for minutes."""
     try:
         descriptor = os.pidfd_open(pid)
     except ProcessLookupError:
         return True
     try:
-        return bool(select.select([descriptor], [], [], 5.0)[0])
+        return bool(select.select([descriptor], [], [], PATIENCE)[0])
     finally:
         os.close(descriptor)
 

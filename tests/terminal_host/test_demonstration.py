@@ -14,6 +14,7 @@ from pathlib import Path
 
 import pytest
 from conftest import FAKE_PROGRAM, PROJECT
+from desk import PATIENCE
 
 DEMO = PROJECT / "demo"
 
@@ -45,7 +46,7 @@ class Stage:
 
     def show(self, *plan: list) -> tuple[int, str]:
         with self.start(*plan) as process:
-            written, _ = process.communicate(timeout=20)
+            written, _ = process.communicate(timeout=PATIENCE)
         return process.returncode, written
 
     def is_empty(self, written: str) -> bool:
@@ -91,7 +92,7 @@ def test_a_signal_cancels_and_leaves_nothing(stage: Stage, number: int) -> None:
         written = "".join(lines)
         process.send_signal(number)
         written += process.stdout.read()
-        assert process.wait(timeout=20) == 1
+        assert process.wait(timeout=PATIENCE) == 1
     assert "Canceled. Nothing was converted." in written and stage.is_empty(written)
 
 
@@ -105,5 +106,5 @@ def test_a_signal_cancels_and_leaves_nothing(stage: Stage, number: int) -> None:
     ],
 )
 def test_the_demo_says_what_it_wants(arguments: list[str], status: int, words: str) -> None:
-    done = subprocess.run([str(DEMO), *arguments], capture_output=True, text=True, timeout=20)
+    done = subprocess.run([str(DEMO), *arguments], capture_output=True, text=True, timeout=PATIENCE)
     assert (done.returncode, words in done.stdout + done.stderr) == (status, True)

@@ -8,7 +8,7 @@ import subprocess
 from collections.abc import Iterator
 
 import pytest
-from desk import Desk
+from desk import PATIENCE, Desk
 
 
 def events_of(process: subprocess.Popen) -> Iterator[dict]:
@@ -31,7 +31,7 @@ def test_one_signal_cancels_with_a_byte_into_the_fifo(desk: Desk, number: int) -
         )
         assert until(process, "raw")["base64"] == "GA=="
         assert until(process, "exit")["status"] == 1
-        assert process.wait(timeout=20) == 1
+        assert process.wait(timeout=PATIENCE) == 1
 
 
 def test_a_second_signal_ends_the_program(desk: Desk) -> None:
@@ -41,7 +41,7 @@ def test_a_second_signal_ends_the_program(desk: Desk) -> None:
         until(process, "cancel")
         process.send_signal(signal.SIGINT)
         until(process, "terminate")
-        assert process.wait(timeout=20) == 128 + signal.SIGTERM
+        assert process.wait(timeout=PATIENCE) == 128 + signal.SIGTERM
 
 
 def test_a_third_signal_ends_even_a_program_that_ignores_them(desk: Desk) -> None:
@@ -51,7 +51,7 @@ def test_a_third_signal_ends_even_a_program_that_ignores_them(desk: Desk) -> Non
         for kind in ("cancel", "terminate", "kill"):
             process.send_signal(signal.SIGINT)
             until(process, kind)
-        assert process.wait(timeout=20) == 128 + signal.SIGKILL
+        assert process.wait(timeout=PATIENCE) == 128 + signal.SIGKILL
 
 
 def test_force_follows_when_the_program_does_not_end(desk: Desk) -> None:
@@ -62,7 +62,7 @@ def test_force_follows_when_the_program_does_not_end(desk: Desk) -> None:
         until(process, "cancel")
         process.send_signal(signal.SIGINT)
         until(process, "kill")
-        assert process.wait(timeout=20) == 128 + signal.SIGKILL
+        assert process.wait(timeout=PATIENCE) == 128 + signal.SIGKILL
 
 
 def test_a_reader_who_leaves_ends_the_conversion(desk: Desk) -> None:
@@ -70,5 +70,5 @@ def test_a_reader_who_leaves_ends_the_conversion(desk: Desk) -> None:
         "in.ofx", plan=[["section", "a", 0], ["read", 1]], stdout=subprocess.PIPE
     ) as process:
         process.stdout.close()
-        assert process.wait(timeout=20) == 1
+        assert process.wait(timeout=PATIENCE) == 1
         assert process.stderr.read() == ""

@@ -5,6 +5,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 from pathlib import Path
 
+from desk import PATIENCE
 from injection.accepted import accepted_reason
 from injection.kinds import Kind
 from injection.targets import Target
@@ -12,7 +13,6 @@ from injection.trace import Trace
 from ordeal import Ordeal
 from terminal_host import Exit, Outcome, StderrLine
 
-BOUND = 30.0  # seconds
 _LOADER_GAVE_UP = 127
 # The first thing that the program itself does.
 _BEGINNING_OF_MAIN = "fcntl(0, F_GETFD)"
@@ -103,10 +103,10 @@ def run(
     for fault in case.faults:
         options += ["-e", "inject=" + fault]
     try:
-        outcome = ordeal.end_of(target.begin(ordeal, trace_file, options), BOUND)
+        outcome = ordeal.end_of(target.begin(ordeal, trace_file, options))
     except AssertionError as error:
         injected = Trace(trace_file).injected or "nothing injected"
-        return Verdict(case, BROKEN, f"{injected}\n{error}", BOUND)
+        return Verdict(case, BROKEN, f"{injected}\n{error}", PATIENCE)
     return _judge(case, ordeal, outcome, Trace(trace_file))
 
 
@@ -128,7 +128,7 @@ def _findings(ordeal: Ordeal, outcome: Outcome) -> list[str]:
     """What is wrong, one line each: of the eight checks, of the exit status, of the delivery."""
     findings = []
     try:
-        ordeal.assert_survived(outcome, bound=BOUND)
+        ordeal.assert_survived(outcome)
     except AssertionError as error:
         findings = [line for line in str(error).splitlines() if line.startswith("check ")]
     if not _is_allowed(ordeal, outcome):
