@@ -4,8 +4,10 @@ from __future__ import annotations
 
 import os
 import threading
+from pathlib import Path
 
 _POLL_SECONDS = 0.01
+_PF_EXITING = 4  # of the flags in /proc/PID/stat
 
 
 class DescriptorCount:
@@ -14,9 +16,9 @@ class DescriptorCount:
     MOST = 22  # open at any time in a conversion without faults: 21, and one for good measure
 
     def __init__(self, pid: int) -> None:
-        self.last = 0  # at the last look at the living process; 0 where we may not look
+        self.last = 0  # at the last look before it began to end; 0 where we may not look
         self.peak = 0
-        self._directory = f"/proc/{pid}/fd"
+        self._process = Path(f"/proc/{pid}")
         self._ended = threading.Event()
         threading.Thread(target=self._watch, name="descriptors", daemon=True).start()
 
@@ -27,9 +29,13 @@ class DescriptorCount:
     def _watch(self) -> None:
         while not self._ended.wait(_POLL_SECONDS):
             try:
-                count = len(os.listdir(self._directory))
-            except (OSError, ValueError):
+                count = len(os.listdir(self._process / "fd"))
+                if self._is_ending():  # and closes one after the other
+                    return
+            except OSError:
                 return
-            # A process that is about to go has none any more.
-            if count:
-                self.last, self.peak = count, max(self.peak, count)
+            self.last, self.peak = count, max(self.peak, count)
+
+    def _is_ending(self) -> bool:
+        fields = (self._process / "stat").read_text("utf-8", "replace").rpartition(")")[2].split()
+        return int(fields[6]) & _PF_EXITING != 0

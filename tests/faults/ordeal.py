@@ -43,6 +43,10 @@ class Ordeal:
         self._counts[conversion.pid] = DescriptorCount(conversion.pid)
         return conversion
 
+    def descriptors_of(self, conversion: Conversion) -> DescriptorCount:
+        """The count of a conversion that `begin` has started, for check 7."""
+        return self._counts[conversion.pid]
+
     def convert(self, script: Any = None, **options: Any) -> Outcome:
         """As Desk.convert; a program that does not end is check 1's failure."""
         return self.end_of(self.begin(script, **options))

@@ -11,6 +11,8 @@ from canaries import PLAINTEXT
 from descriptors import DescriptorCount
 from desk import PATIENCE
 from ordeal import Ordeal
+from stages import BEFORE_DOWNLOAD, begin_held, go
+from standin.record import wait_until
 from terminal_host import Outcome
 from wrapped_program import after
 
@@ -94,8 +96,11 @@ def test_descriptors_too_many_are_found(ordeal: Ordeal) -> None:
     numbers = " ".join(f"{number}</dev/null" for number in range(30, 60))
     opening_many = after(ordeal.desk.program, ordeal.desk.directory, f"exec {numbers}")
     opening_many.write_text(opening_many.read_text().replace("/bin/sh", "/bin/bash"))
-    outcome = ordeal.convert(program=opening_many)
-    assert offences(ordeal, outcome) == ["7"]
+    conversion = begin_held(ordeal, BEFORE_DOWNLOAD, program=opening_many)
+    count = ordeal.descriptors_of(conversion)
+    wait_until(lambda: count.last > DescriptorCount.MOST, PATIENCE, "a look at them")
+    go(ordeal.desk)
+    assert offences(ordeal, ordeal.end_of(conversion)) == ["7"]
 
 
 def test_another_flag_is_found(ordeal: Ordeal) -> None:

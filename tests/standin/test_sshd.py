@@ -207,5 +207,7 @@ def test_its_host_key_is_forgotten_and_no_other(before: str, after: str, tmp_pat
     assert known_hosts.read_text() == after
 
 
-def test_no_known_hosts_is_no_error(tmp_path: Path) -> None:
-    forget_host_key("ssh-ed25519 KEY\n", tmp_path / "known_hosts")
+def test_no_known_hosts_is_no_error_and_none_is_made(tmp_path: Path) -> None:
+    known_hosts = tmp_path / "known_hosts"
+    forget_host_key("ssh-ed25519 KEY\n", known_hosts)
+    assert not known_hosts.exists()

@@ -169,10 +169,11 @@ def test_bytes_beyond_a_full_fifo_follow_as_it_empties(play: Play) -> None:
 
 def test_input_after_the_end_does_no_harm(play: Play) -> None:
     conversion = play(["exit", 0])
-    conversion.wait()
+    outcome = conversion.wait()
     conversion.cancel()
     conversion.signal(signal.SIGTERM)
     conversion.kill()
+    assert conversion.wait() == outcome and conversion.events == (Exit(0),)
 
 
 def test_wait_for_finds_an_event_that_has_come_already(play: Play) -> None:
@@ -199,6 +200,7 @@ def test_a_timeout_tells_what_came_and_leaves_the_program_running(play: Play) ->
 def test_wait_until_sees_every_change(play: Play) -> None:
     conversion = play(["raw", "abc"], ["wait"])
     conversion.wait_until(lambda c: c.fifo_bytes == b"abc")
+    assert conversion.running
 
 
 def test_follow_yields_every_event_until_the_exit(play: Play) -> None:

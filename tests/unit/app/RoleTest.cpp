@@ -6,11 +6,6 @@
 namespace ztp::test {
 namespace {
 
-TEST(Role, ASessionThatHasNotStartedIsAClientAndHarmless) {
-  const auto session = ZanburyToolProxy::initServerProxy(false);
-  EXPECT_NE(session, nullptr);
-}
-
 TEST(RoleDeathTest, TheServerRoleEndsTheProcess) {
   EXPECT_EXIT(ZanburyToolProxy::initServerProxy(true), testing::ExitedWithCode(1),
               "^Not a server\n$");

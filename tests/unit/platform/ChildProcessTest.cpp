@@ -3,12 +3,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstring>
-#include <fstream>
 
 #include "platform/BlockingWait.h"
 #include "platform/Error.h"
@@ -34,6 +35,8 @@ std::string printedBy(const std::string& script, std::vector<std::string> enviro
 ChildProcess launchIdle() {
   return ChildProcess::launch({"/bin/sleep", {"1000"}, {}}, {0, 1, 2});
 }
+
+constexpr int patienceInMilliseconds = 300'000;
 
 bool isGone(pid_t pid) {
   return ::kill(pid, 0) != 0 && errno == ESRCH;
@@ -82,14 +85,44 @@ TEST(ChildProcess, IsCollectedWhenItEndsAfterItWasForgotten) {
   EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
 }
 
+// Lets a child end that waits for the end of this pipe, once this process waits for the child.
+class GateOpener : public Attendant {
+ public:
+  explicit GateOpener(FileHandle& gate) : gate_(gate) { BlockingWait::setAttendant(this); }
+  ~GateOpener() override { BlockingWait::setAttendant(nullptr); }
+  GateOpener(const GateOpener&) = delete;
+  GateOpener& operator=(const GateOpener&) = delete;
+
+  [[nodiscard]] std::vector<int> descriptorsToWatch() const override { return {}; }
+  void attend() override {
+    if (++calls == 1) gate_.close();
+  }
+  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> deadline() const override {
+    return std::nullopt;
+  }
+
+  int calls = 0;
+
+ private:
+  FileHandle& gate_;
+};
+
 TEST(ChildProcess, IsFoundEndedThoughNoSignalSaysSo) {
-  static_cast<void>(Signals::childEndDescriptor());
+  const int childEnds = Signals::childEndDescriptor();
   sigset_t childEnd{};
   sigset_t before{};
   sigemptyset(&childEnd);
   sigaddset(&childEnd, SIGCHLD);
   ::sigprocmask(SIG_BLOCK, &childEnd, &before);
-  ChildProcess::launch({"/bin/sleep", {"0.1"}, {}}, {0, 1, 2}).waitUntilExit();
+  Pipe pipe = Pipe::create();
+  auto child = ChildProcess::launch({"/bin/cat", {}, {}}, {pipe.readingEnd.fileDescriptor(), 1, 2});
+  const pid_t pid = child.processIdentifier();
+  const GateOpener opener(pipe.writingEnd);
+  child.waitUntilExit();
+  EXPECT_GE(opener.calls, 1) << "it ended before it was waited for";
+  EXPECT_TRUE(isGone(pid));
+  pollfd announcement{childEnds, POLLIN, 0};
+  EXPECT_EQ(::poll(&announcement, 1, 0), 0) << "its end was announced";
   ::sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
@@ -105,16 +138,10 @@ TEST(ChildProcess, IsKilledWhenItsParentIsGone) {
   pid_t pid = -1;
   std::memcpy(&pid, bytes.data(), sizeof pid);
   ::waitpid(middle, nullptr, 0);
-  // The end of a grandchild cannot be awaited: it is looked for until the test's own time is up.
-  const auto status = "/proc/" + std::to_string(pid) + "/stat";
-  const auto ended = [&] {
-    std::string number;
-    std::string name;
-    std::string state = "Z";
-    std::ifstream(status) >> number >> name >> state;
-    return state == "Z";
-  };
-  while (!ended()) ::sched_yield();
+  const FileHandle grandchild(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
+  pollfd end{grandchild.fileDescriptor(), POLLIN, 0};
+  const bool isReaped = grandchild.fileDescriptor() == -1;
+  EXPECT_TRUE(isReaped || ::poll(&end, 1, patienceInMilliseconds) == 1);
 }
 
 }  // namespace

@@ -191,9 +191,14 @@ class SignalStorm {
 
 TEST(BlockingWait, CallsTheAttendantHoweverOftenItIsInterrupted) {
   Observer observer;
+  observer.onCall = [&] {
+    if (observer.calls == 2) observer.end = Clock::now();
+  };
+  Pipe pipe = Pipe::create();
   const SignalStorm storm;
-  BlockingWait::sleepFor(std::chrono::milliseconds{350});
-  EXPECT_GE(observer.calls, 1);
+  EXPECT_EQ(BlockingWait::untilReadable(pipe.readingEnd.fileDescriptor()),
+            BlockingWait::Outcome::expired);
+  EXPECT_EQ(observer.calls, 2);
 }
 
 TEST(BlockingWait, GlancesWithoutWaiting) {

@@ -2,12 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
+#include <optional>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/BlockingWait.h"
 #include "platform/Error.h"
 #include "tests/unit/util/CapturedLog.h"
 #include "util/ZanburyToolProxyUtilities.h"
@@ -96,10 +100,46 @@ void fill(int fileDescriptor) {
   }
 }
 
+// Is called by every wait as soon as it has begun, and ends it.
+class Watchman : public Attendant {
+ public:
+  Watchman() {
+    EXPECT_EQ(::write(bell_.writingEnd(), "!", 1), 1);
+    BlockingWait::setAttendant(this);
+  }
+  Watchman(const Watchman&) = delete;
+  Watchman& operator=(const Watchman&) = delete;
+  ~Watchman() override { BlockingWait::setAttendant(nullptr); }
+
+  [[nodiscard]] std::vector<int> descriptorsToWatch() const override {
+    return {bell_.readingEnd()};
+  }
+  void attend() override { end_ = std::chrono::steady_clock::now(); }
+  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> deadline() const override {
+    return end_;
+  }
+  [[nodiscard]] bool sawAWait() const { return end_.has_value(); }
+
+ private:
+  Pipe bell_;
+  std::optional<std::chrono::steady_clock::time_point> end_;
+};
+
+bool waitsUntilItCanWrite(int fileDescriptor) {
+  const Watchman watchman;
+  Utilities::waitUntilFileDescriptorCanWrite(fileDescriptor);
+  return watchman.sawAWait();
+}
+
+TEST(WaitUntilCanWrite, WaitsWhileThereIsNoRoom) {
+  const Pipe pipe;
+  fill(pipe.writingEnd());
+  EXPECT_TRUE(waitsUntilItCanWrite(pipe.writingEnd()));
+}
+
 TEST(WaitUntilCanWrite, ReturnsAtOnceWhenThereIsRoom) {
   const Pipe pipe;
-  Utilities::waitUntilFileDescriptorCanWrite(pipe.writingEnd());
-  EXPECT_EQ(::write(pipe.writingEnd(), "x", 1), 1);
+  EXPECT_FALSE(waitsUntilItCanWrite(pipe.writingEnd()));
 }
 
 TEST(WaitUntilCanWrite, WaitsForTheReader) {
@@ -115,18 +155,18 @@ TEST(WaitUntilCanWrite, WaitsForTheReader) {
   EXPECT_EQ(::waitpid(reader, nullptr, 0), reader);
 }
 
-TEST(WaitUntilCanWrite, ReturnsWhenTheReaderIsGone) {
+TEST(WaitUntilCanWrite, ReturnsAtOnceFromAFullPipeWhoseReaderIsGone) {
   std::array<int, 2> ends{};
   ASSERT_EQ(::pipe(ends.data()), 0);
   fill(ends[1]);
   ::close(ends[0]);
-  Utilities::waitUntilFileDescriptorCanWrite(ends[1]);
+  EXPECT_FALSE(waitsUntilItCanWrite(ends[1]));
   ::close(ends[1]);
 }
 
 TEST(WaitUntilCanWrite, ReturnsAtOnceForADescriptorThatIsNone) {
-  Utilities::waitUntilFileDescriptorCanWrite(-1);
-  Utilities::waitUntilFileDescriptorCanWrite(999);
+  EXPECT_FALSE(waitsUntilItCanWrite(-1));
+  EXPECT_FALSE(waitsUntilItCanWrite(999));
 }
 
 TEST(WaitUntilCanWrite, WorksBeyondTheCapacityOfADescriptorSet) {
