@@ -7,8 +7,10 @@
 
 #include <plist/plist.h>
 
+#include "platform/BinaryPropertyList.h"
 #include "platform/FileManager.h"
 #include "platform/Text.h"
+#include "platform/XmlEncoding.h"
 
 namespace ztp {
 namespace {
@@ -57,6 +59,20 @@ std::int64_t realAsInteger(plist_t node) {
   return value == value ? static_cast<std::int64_t>(value) : 0;
 }
 
+plist_t parseBinary(DataView bytes) {
+  plist_t parsed = nullptr;
+  if (!unfoldsWithinLimits(bytes)) return parsed;
+  plist_from_bin(textOf(bytes).data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
+  return parsed;
+}
+
+plist_t parseXml(DataView bytes) {
+  plist_t parsed = nullptr;
+  const auto text = xmlInUtf8(bytes);
+  if (text) plist_from_xml(text->data(), static_cast<std::uint32_t>(text->size()), &parsed);
+  return parsed;
+}
+
 [[noreturn]] void wrongType(std::string_view key, std::string_view expected) {
   throw PlatformException("The value of " + std::string(key) + " is no " + std::string(expected));
 }
@@ -82,10 +98,8 @@ std::variant<std::string, Error> xmlPropertyList(const PropertyListDictionary& d
 
 std::optional<PropertyList> PropertyList::fromData(DataView bytes) {
   if (bytes.empty() || bytes.size() > maximumSize) return std::nullopt;
-  plist_t parsed = nullptr;
-  const std::string_view text = textOf(bytes);
-  plist_from_memory(text.data(), static_cast<std::uint32_t>(text.size()), &parsed);
-  std::shared_ptr<void> node(parsed, [](plist_t list) { plist_free(list); });
+  std::shared_ptr<void> node(isBinaryPropertyList(bytes) ? parseBinary(bytes) : parseXml(bytes),
+                             [](plist_t list) { plist_free(list); });
   if (!node || plist_get_node_type(node.get()) != PLIST_DICT) return std::nullopt;
   return PropertyList(std::move(node));
 }

@@ -31,8 +31,9 @@ class PropertyList {
   /// does not fit.
   static constexpr std::uint64_t maximumSize = 262'144;
 
-  /// Reads the XML or the binary form. Absent when the bytes are no property list, the list is no
-  /// dictionary, or there are more than maximumSize bytes.
+  /// Reads the XML form in the encoding that it tells (see xmlInUtf8) or the binary form. Absent
+  /// when the bytes are not a property list, the list is not a dictionary or, in its binary form,
+  /// unfolds beyond the limits of BinaryPropertyList.h, or there are more than maximumSize bytes.
   static std::optional<PropertyList> fromData(DataView bytes);
   /// The same from a file; absent also when it cannot be read.
   static std::optional<PropertyList> fromFile(const std::filesystem::path& path);
