@@ -5,8 +5,10 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <system_error>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/BlockingWait.h"
@@ -15,13 +17,22 @@
 namespace ztp {
 namespace {
 
+// A file takes any text at once, so that nobody else's line comes between its parts. A pipe with
+// room takes PIPE_BUF bytes without blocking.
+std::size_t takenAtOnce() {
+  struct stat status {};
+  const bool isFile = ::fstat(STDERR_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+  return isFile ? SIZE_MAX : PIPE_BUF;
+}
+
 // A full pipe is waited for before the write: the descriptor may block or, where ssh has made it
-// so, not. A pipe with room takes PIPE_BUF bytes without blocking.
+// so, not.
 void writeAll(std::string_view text) {
+  const std::size_t atOnce = takenAtOnce();
   while (!text.empty()) {
     if (BlockingWait::untilWritable(STDERR_FILENO) == BlockingWait::Outcome::expired) return;
     const ssize_t written =
-        ::write(STDERR_FILENO, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+        ::write(STDERR_FILENO, text.data(), std::min<std::size_t>(text.size(), atOnce));
     if (written >= 0) {
       text.remove_prefix(static_cast<std::size_t>(written));
     } else if (errno != EAGAIN && errno != EINTR) {
@@ -70,18 +81,21 @@ void logErrno(std::string_view call) {
   errno = errorNumber;
 }
 
-std::string printable(std::string_view text, std::size_t limit) {
+std::string printable(std::string_view text) {
   std::string result;
-  while (!text.empty()) {
-    if (result.size() >= limit) return result + "...";
-    const std::size_t length = utf8SequenceLength(text);
-    const std::string_view character = text.substr(0, length == 0 ? 1 : length);
-    if (length == 0 || isUnfit(character)) {
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const std::size_t length = utf8SequenceLength(rest);
+    const std::string_view character = rest.substr(0, length == 0 ? 1 : length);
+    rest.remove_prefix(character.size());
+    if (text.size() - rest.size() > longestPrintable) return result + "...";
+    if (character == "\n") {
+      result += "\n    ";
+    } else if (length == 0 || isUnfit(character)) {
       appendEscaped(result, character);
     } else {
       result += character;
     }
-    text.remove_prefix(character.size());
   }
   return result;
 }

@@ -98,6 +98,27 @@ def test_an_error_message_that_does_not_parse_aborts_without_reason(desk: Desk) 
     assert_aborted(desk, outcome, before=("JSON: not valid at byte 1",))
 
 
+def _refused(desk: Desk, reason: str) -> list[str]:
+    """What is logged of a reason that the server tells."""
+    outcome = desk.convert(in_state(WAITING_FOR_HELLO, {"error": reason}))
+    assert outcome.status == 1, outcome.report()
+    assert_clean(outcome)
+    return log_lines(outcome)
+
+
+def test_a_line_of_a_reason_cannot_pass_for_one_of_ours(desk: Desk) -> None:
+    reason = "one\ntwo\n\nERROR: three\r\x1b[2J\u202e\x9b"
+    escaped = "    ERROR: three\\x0d\\x1b[2J\\xe2\\x80\\xae\\xc2\\x9b"
+    assert _refused(desk, reason) == ["one", "    two", "    ", escaped]
+    assert desk.connection().error == {"reason": reason}, "the server hears it as it was"
+
+
+@pytest.mark.parametrize("size", [5_000, 99_000])
+def test_a_long_reason_is_logged_as_a_whole(desk: Desk, size: int) -> None:
+    reason = "x" * (size - 1) + "."
+    assert _refused(desk, reason) == [reason]
+
+
 def test_what_follows_an_abort_is_ignored(desk: Desk) -> None:
     late = [{"error": "first"}, {"error": "late"}, {"raw": "x"}, {"send": "ServerHello"}]
     outcome = desk.convert(in_state(WAITING_FOR_HELLO, {"together": late}, {"error": "later"}))

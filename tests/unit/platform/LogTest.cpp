@@ -7,10 +7,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fstream>
 #include <thread>
 
 #include "platform/Data.h"
 #include "platform/Pipe.h"
+#include "tests/unit/platform/ScratchDirectory.h"
 
 namespace ztp {
 namespace {
@@ -76,7 +78,9 @@ struct PrintableCase {
 };
 
 constexpr PrintableCase printables[] = {{"plain text"sv, "plain text"sv},
-                                        {"two\nlines"sv, "two\\x0alines"sv},
+                                        {"two\nlines"sv, "two\n    lines"sv},
+                                        {"three\n\n lines"sv, "three\n    \n     lines"sv},
+                                        {"two\r\nlines"sv, "two\\x0d\n    lines"sv},
                                         {"\x1b[31mred"sv, "\\x1b[31mred"sv},
                                         {"a\0b\x7f"sv, "a\\x00b\\x7f"sv},
                                         {"gr\u00fc\u00df"sv, "gr\u00fc\u00df"sv},
@@ -89,8 +93,41 @@ TEST(Log, EscapesWhatCouldForgeALineOrDriveATerminal) {
   for (const auto& [text, expected] : printables) EXPECT_EQ(printable(text), expected);
 }
 
-TEST(Log, CutsLongTextAndSaysSo) {
-  EXPECT_EQ(printable("abcdef", 3), "abc...");
+TEST(Log, CutsOnlyTextOfMoreThanAHundredThousandBytes) {
+  const std::string longest(100'000, 'x');
+  EXPECT_EQ(printable(longest), longest);
+  EXPECT_EQ(printable(longest + "y"), longest + "...");
+  const std::string escaped = printable(std::string(100'000, '\x01'));
+  EXPECT_EQ(escaped.size(), 400'000U);
+  EXPECT_TRUE(escaped.ends_with("\\x01"));
+  EXPECT_EQ(printable(longest.substr(1) + "\u00fc"), longest.substr(1) + "...")
+      << "no part of a character";
+}
+
+// How many times this process has called write(2) and its like (proc(5)).
+std::size_t writesSoFar() {
+  std::ifstream counts("/proc/self/io");
+  for (std::string word; counts >> word;) {
+    std::size_t count = 0;
+    if (word == "syscw:" && counts >> count) return count;
+  }
+  return 0;
+}
+
+TEST(Log, WritesALineOfAnyLengthIntoAFileAtOnce) {
+  const ScratchDirectory scratch;
+  const int file = ::open((scratch / "log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  const int saved = ::dup(STDERR_FILENO);
+  ::dup2(file, STDERR_FILENO);
+  const std::size_t before = writesSoFar();
+  logLine(std::string(200'000, 'x'));
+  const std::size_t after = writesSoFar();
+  ::dup2(saved, STDERR_FILENO);
+  ::close(saved);
+  ::close(file);
+  EXPECT_GT(before, 0U);
+  EXPECT_EQ(after, before + 1);
+  EXPECT_EQ(contentOf(scratch / "log"), std::string(200'000, 'x') + "\n");
 }
 
 TEST(Data, IsWipedBeforeItsMemoryIsLetGo) {
