@@ -6,6 +6,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int kDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 constexpr mode_t kAllPermissions = 0777;
+constexpr std::uint64_t kUsualBlockSize = 4096;
 
 mode_t currentMask() {
   const mode_t mask = ::umask(0);
@@ -39,28 +41,39 @@ DestinationTree::DestinationTree(const std::filesystem::path& destination) : mas
   if (!root_) throw systemError("cannot unpack into " + shown(destination.native()), errno);
 }
 
-std::optional<std::uint64_t> DestinationTree::freeBytes() const {
+std::optional<Room> DestinationTree::room() const {
   struct statvfs status {};
   // A file system without a bound, as a tmpfs can be, has no blocks.
   if (::fstatvfs(root_.get(), &status) != 0 || status.f_blocks == 0) return std::nullopt;
-  return std::uint64_t{status.f_bavail} * status.f_frsize;
+  Room room;
+  room.bytes = std::uint64_t{status.f_bavail} * status.f_frsize;
+  // Over a network the unit is that of a transfer.
+  room.blockSize = std::min<std::uint64_t>(status.f_frsize, kUsualBlockSize);
+  if (status.f_files != 0) room.items = status.f_favail;
+  return room;
 }
 
-void DestinationTree::makeDirectory(const EntryName& name, unsigned permissions, Time time) {
-  const FileDescriptor directory = openDirectory(name, name.components.size());
-  if (name.components.empty() || !wasMadeHere(directory.get(), "")) return;
-  if (::fchmod(directory.get(), permissions & ~mask_) != 0) {
+void DestinationTree::makeDirectory(const EntryName& name, unsigned permissions) {
+  const int directory = openDirectory(name.text);
+  if (name.text.empty() || !wasMadeHere(directory, "")) return;
+  if (::fchmod(directory, permissions & ~mask_) != 0) {
     throw systemError("its mode cannot be set", errno);
   }
-  if (time) times_.push_back({name, *time});
+}
+
+void DestinationTree::setDirectoryTime(const EntryName& name, std::int64_t seconds) {
+  const int directory = openDirectory(name.text);
+  if (name.text.empty() || !wasMadeHere(directory, "")) return;
+  const struct timespec times[] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds), 0}};
+  if (::futimens(directory, times) != 0) throw systemError("its time cannot be set", errno);
 }
 
 PendingFile DestinationTree::beginFile(const EntryName& name, unsigned permissions) {
-  return PendingFile::makeFile(openParent(name), name.components.back(), permissions);
+  return PendingFile::makeFile(openDirectory(name.parent()), std::string(name.last()), permissions);
 }
 
-void DestinationTree::put(PendingFile file, Time time) {
-  if (time) file.setModificationTime(*time);
+void DestinationTree::put(PendingFile file, std::int64_t seconds) {
+  file.setModificationTime(seconds);
   if (wasMadeHere(file.directory(), file.name().c_str())) {
     throw ArchiveError("another entry has its name");
   }
@@ -68,41 +81,45 @@ void DestinationTree::put(PendingFile file, Time time) {
   file.putInPlace();
 }
 
-void DestinationTree::makeLink(const EntryName& name, const std::string& target, Time time) {
-  put(PendingFile::makeLink(openParent(name), name.components.back(), target), time);
+void DestinationTree::makeLink(const EntryName& name, const std::string& target,
+                               std::int64_t seconds) {
+  put(PendingFile::makeLink(openDirectory(name.parent()), std::string(name.last()), target),
+      seconds);
 }
 
-void DestinationTree::setDirectoryTimes() {
-  for (const DirectoryTime& entry : times_) {
-    const FileDescriptor directory = openDirectory(entry.name, entry.name.components.size());
-    const struct timespec times[] = {{0, UTIME_OMIT}, {static_cast<time_t>(entry.seconds), 0}};
-    if (::futimens(directory.get(), times) != 0) {
-      throw systemError("the time of a directory cannot be set", errno);
-    }
+/// The directory of that path, open until the next call.
+int DestinationTree::openDirectory(std::string_view path) {
+  leaveUnless(sharedLength(path_, path));
+  while (path_.size() < path.size()) {
+    const std::string_view rest = path.substr(path_.empty() ? 0 : path_.size() + 1);
+    enter(rest.substr(0, rest.find('/')));
   }
+  return innermost();
 }
 
-FileDescriptor DestinationTree::openDirectory(const EntryName& name, std::size_t depth) {
-  FileDescriptor directory(::fcntl(root_.get(), F_DUPFD_CLOEXEC, 0));
-  if (!directory) throw systemError("fcntl", errno);
-  for (std::size_t i = 0; i < depth; ++i) directory = enter(directory.get(), name.components[i]);
-  return directory;
+int DestinationTree::innermost() const {
+  return levels_.empty() ? root_.get() : levels_.back().directory.get();
 }
 
-FileDescriptor DestinationTree::openParent(const EntryName& name) {
-  return openDirectory(name, name.components.size() - 1);
+void DestinationTree::leaveUnless(std::size_t sharedLength) {
+  while (!levels_.empty() && levels_.back().length > sharedLength) levels_.pop_back();
+  path_.resize(levels_.empty() ? 0 : levels_.back().length);
 }
 
-FileDescriptor DestinationTree::enter(int parent, const std::string& component) {
-  const bool isNew = ::mkdirat(parent, component.c_str(), kAllPermissions) == 0;
+void DestinationTree::enter(std::string_view component) {
+  const int parent = innermost();
+  const std::string name(component);
+  const bool isNew = ::mkdirat(parent, name.c_str(), kAllPermissions) == 0;
   const int reason = errno;
-  if (isNew) rememberMade(parent, component.c_str());
-  FileDescriptor child(::openat(parent, component.c_str(), kDirectory | O_NOFOLLOW));
+  if (isNew) rememberMade(parent, name.c_str());
+  FileDescriptor child(::openat(parent, name.c_str(), kDirectory | O_NOFOLLOW));
   if (!child) {
     const int error = !isNew && reason != EEXIST ? reason : errno;
-    throw systemError("cannot use the directory " + shown(component), error);
+    throw systemError("cannot use the directory " + shown(name), error);
   }
-  return child;
+  if (!path_.empty()) path_ += '/';
+  path_ += name;
+  levels_.push_back({std::move(child), path_.size()});
 }
 
 bool DestinationTree::wasMadeHere(int directory, const char* name) const {

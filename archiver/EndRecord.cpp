@@ -4,162 +4,186 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdio>
-#include <limits>
-#include <span>
-#include <string_view>
+#include <optional>
 #include <vector>
 
 #include "archiver/ArchiveError.h"
-#include "archiver/LibzipHandle.h"
 
 namespace ztp::archiver {
 
 namespace {
 
-using Bytes = std::span<const std::uint8_t>;
+// An end record, its comment and the zeros behind it lie within this much of the archive's tail. A
+// locator may stand before it.
+constexpr std::size_t kTailSize = kLocatorSize + kEndSize + kFull16;
 
-constexpr std::size_t kEndSize = 22;
-constexpr std::size_t kLocatorSize = 20;
-constexpr std::size_t kEnd64Size = 56;
-// libzip looks for end records in this much of the tail.
-constexpr std::size_t kTailSize =
-    kLocatorSize + kEndSize + std::numeric_limits<std::uint16_t>::max();
-
-constexpr std::string_view kEndMagic = "PK\5\6";
-constexpr std::string_view kLocatorMagic = "PK\6\7";
-constexpr std::string_view kEnd64Magic = "PK\6\6";
-constexpr std::string_view kCentralMagic = "PK\1\2";
-
-std::uint64_t littleEndian(Bytes bytes, std::size_t offset, std::size_t width) {
-  std::uint64_t value = 0;
-  for (std::size_t i = width; i > 0; --i) value = value << 8U | bytes[offset + i - 1];
-  return value;
-}
-
-bool hasMagic(Bytes bytes, std::size_t offset, std::string_view magic) {
-  return bytes.size() >= offset + magic.size() &&
-         std::equal(magic.begin(), magic.end(),
-                    bytes.begin() + static_cast<std::ptrdiff_t>(offset));
-}
-
-/// A source that is open as long as this lives.
-class OpenSource {
- public:
-  explicit OpenSource(zip_source_t* source) : source_(source) {
-    if (zip_source_open(source_) != 0) throw failure();
-    zip_stat_t status;
-    zip_stat_init(&status);
-    if (zip_source_stat(source_, &status) == 0 && (status.valid & ZIP_STAT_SIZE) != 0) {
-      size_ = status.size;
-    }
-  }
-  OpenSource(const OpenSource&) = delete;
-  OpenSource& operator=(const OpenSource&) = delete;
-  ~OpenSource() { zip_source_close(source_); }
-
-  [[nodiscard]] std::uint64_t size() const { return size_; }
-
-  /// The bytes at `offset`, fewer than `count` where the archive ends.
-  [[nodiscard]] std::vector<std::uint8_t> read(std::uint64_t offset, std::size_t count) const {
-    // libzip 1.7.3 falls over when it seeks to the end of a buffer that is empty.
-    if (offset >= size_) return {};
-    if (zip_source_seek(source_, static_cast<zip_int64_t>(offset), SEEK_SET) != 0) throw failure();
-    std::vector<std::uint8_t> bytes(
-        static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset)));
-    const zip_int64_t got = zip_source_read(source_, bytes.data(), bytes.size());
-    if (got < 0) throw failure();
-    bytes.resize(static_cast<std::size_t>(got));
-    return bytes;
-  }
-
- private:
-  [[nodiscard]] ArchiveError failure() const {
-    return zipError("cannot read the archive", zip_source_error(source_));
-  }
-
-  zip_source_t* source_;
-  std::uint64_t size_ = 0;
+/// What an end record of either form says.
+struct Claims {
+  std::uint64_t disk;
+  std::uint64_t directoryDisk;
+  std::uint64_t entriesHere;
+  std::uint64_t entries;
+  std::uint64_t size;
+  std::uint64_t offset;
 };
+
+Claims readEnd(Bytes end) {
+  return {numberAt(end, 4, 2),  numberAt(end, 6, 2),  numberAt(end, 8, 2),
+          numberAt(end, 10, 2), numberAt(end, 12, 4), numberAt(end, 16, 4)};
+}
+
+Claims readEnd64(Bytes end64) {
+  return {numberAt(end64, 16, 4), numberAt(end64, 20, 4), numberAt(end64, 24, 8),
+          numberAt(end64, 32, 8), numberAt(end64, 40, 8), numberAt(end64, 48, 8)};
+}
+
+/// Whether a field of the old record leaves the word to the Zip64 end, or says the same.
+bool agrees(std::uint64_t field, std::uint64_t full, std::uint64_t value64) {
+  return field == full || field == value64;
+}
+
+bool agree(const Claims& old, const Claims& end64) {
+  return agrees(old.disk, kFull16, end64.disk) &&
+         agrees(old.directoryDisk, kFull16, end64.directoryDisk) &&
+         agrees(old.entriesHere, kFull16, end64.entriesHere) &&
+         agrees(old.entries, kFull16, end64.entries) && agrees(old.size, kFull32, end64.size) &&
+         agrees(old.offset, kFull32, end64.offset);
+}
 
 class Tail {
  public:
-  Tail(const OpenSource& source, const ExtractionLimits& limits)
-      : source_(source), limits_(limits), size_(source.size()) {
-    const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(size_, kTailSize));
-    bytes_ = source_.read(size_ - length, length);
+  explicit Tail(const ArchiveBytes& archive) : archive_(archive) {
+    bytes_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(archive.size(), kTailSize)));
+    start_ = archive.size() - bytes_.size();
+    if (archive.read(start_, bytes_) != bytes_.size()) {
+      throw ArchiveError("the archive became shorter while it was read");
+    }
   }
 
-  [[nodiscard]] std::uint64_t check() const {
-    std::vector<std::size_t> ends;
-    bool hasStray = false;
-    for (std::size_t offset = 0; offset + kEndSize <= bytes_.size(); ++offset) {
-      if (!hasMagic(bytes_, offset, kEndMagic)) continue;
-      if (reachesEnd(offset)) {
-        ends.push_back(offset);
-      } else {
-        hasStray = hasStray || couldBeMeant(offset);
-      }
+  [[nodiscard]] DirectoryPlace find(const ExtractionLimits& limits) const {
+    const std::size_t end = lastEnd();
+    if (!isFollowedByZeros(end)) throw ArchiveError("the archive's end is broken");
+    Claims claims = readEnd(from(end));
+    std::uint64_t directoryEnd = start_ + end;
+    const std::optional<std::uint64_t> end64 = locateEnd64(end);
+    if (end64) {
+      const Claims old = claims;
+      claims = readEnd64(recordAt(*end64, end));
+      if (!agree(old, claims)) throw ArchiveError("the archive's two ends disagree");
+      directoryEnd = *end64;
     }
-    if (ends.empty() && hasStray) throw ArchiveError("the archive's end is broken");
-    if (ends.empty()) throw ArchiveError("this is no zip archive, or its end is missing");
-    if (ends.size() > 1 || hasStray) throw ArchiveError("the archive has more than one end");
-    checkClaims(ends.front());
-    return size_;
+    checkOthers(end, claims.offset);
+    check(claims, directoryEnd, limits);
+    return {claims.offset, claims.size, claims.entries, end64.has_value()};
   }
 
  private:
-  [[nodiscard]] bool reachesEnd(std::size_t offset) const {
-    return offset + kEndSize + littleEndian(bytes_, offset + 20, 2) == bytes_.size();
+  [[nodiscard]] Bytes from(std::size_t offset) const { return Bytes(bytes_).subspan(offset); }
+
+  [[nodiscard]] std::size_t lastEnd() const {
+    const std::size_t first = start_ == 0 ? 0 : kLocatorSize;
+    for (std::size_t offset = bytes_.size(); offset-- > first;) {
+      if (isEnd(offset)) return offset;
+    }
+    throw ArchiveError("this is not a zip archive, or its end is missing");
+  }
+
+  [[nodiscard]] bool isEnd(std::size_t offset) const {
+    return bytes_.size() - offset >= kEndSize && hasMagic(bytes_, offset, kEndMagic);
+  }
+
+  /// Where the record's comment ends, in the tail or behind it.
+  [[nodiscard]] std::size_t commentEnd(std::size_t end) const {
+    return end + kEndSize + numberAt(bytes_, end + kEndSize - 2, 2);
+  }
+
+  [[nodiscard]] bool isFollowedByZeros(std::size_t end) const {
+    if (commentEnd(end) > bytes_.size()) return false;
+    const Bytes rest = from(commentEnd(end));
+    return std::all_of(rest.begin(), rest.end(), [](std::uint8_t byte) { return byte == 0; });
   }
 
   [[nodiscard]] bool hasLocator(std::size_t end) const {
     return end >= kLocatorSize && hasMagic(bytes_, end - kLocatorSize, kLocatorMagic);
   }
 
-  /// Whether libzip could take a stray record, of an archive inside this one say, for the real one:
-  /// it has a locator, or nothing to locate, or entries are where it says.
-  [[nodiscard]] bool couldBeMeant(std::size_t end) const {
-    const std::uint64_t directorySize = littleEndian(bytes_, end + 12, 4);
-    const std::uint64_t directory = littleEndian(bytes_, end + 16, 4);
-    return hasLocator(end) || directorySize == 0 ||
-           hasMagic(source_.read(directory, kCentralMagic.size()), 0, kCentralMagic);
+  /// The offset that the locator before `end` gives for the Zip64 end; none without a locator.
+  [[nodiscard]] std::optional<std::uint64_t> locateEnd64(std::size_t end) const {
+    if (!hasLocator(end)) return std::nullopt;
+    const Bytes locator = from(end - kLocatorSize);
+    if (numberAt(locator, 4, 4) != 0 || numberAt(locator, 16, 4) > 1) {
+      throw ArchiveError("the archive is one of several parts");
+    }
+    return numberAt(locator, 8, 8);
   }
 
-  void checkClaims(std::size_t end) const {
-    checkClaim(littleEndian(bytes_, end + 8, 2), littleEndian(bytes_, end + 10, 2),
-               hasLocator(end) ? 0 : littleEndian(bytes_, end + 12, 4));
-    if (!hasLocator(end)) return;
-    const std::uint64_t offset = littleEndian(bytes_, end - kLocatorSize + 8, 8);
-    const std::vector<std::uint8_t> end64 = source_.read(offset, kEnd64Size);
-    if (end64.size() != kEnd64Size || !hasMagic(end64, 0, kEnd64Magic)) {
+  [[nodiscard]] std::array<std::uint8_t, kEnd64Size> recordAt(std::uint64_t offset,
+                                                              std::size_t end) const {
+    const std::uint64_t locator = start_ + end - kLocatorSize;
+    std::array<std::uint8_t, kEnd64Size> record{};
+    if (archive_.read(offset, record) != record.size() || !hasMagic(record, 0, kEnd64Magic)) {
       throw ArchiveError("the archive's Zip64 end is missing");
     }
-    checkClaim(littleEndian(end64, 24, 8), littleEndian(end64, 32, 8), littleEndian(end64, 40, 8));
+    const std::uint64_t size = numberAt(record, 4, 8);
+    if (offset > locator || size != locator - offset - kEnd64Uncounted ||
+        size < kEnd64Size - kEnd64Uncounted) {
+      throw ArchiveError("the archive's Zip64 end is broken");
+    }
+    return record;
   }
 
-  /// 0xFFFF entries in an old end record stand for the count in the Zip64 one: it is checked there.
-  void checkClaim(std::uint64_t here, std::uint64_t all, std::uint64_t directorySize) const {
-    const auto isTooMany = [this](std::uint64_t entries) {
-      return entries > limits_.entries && entries != std::numeric_limits<std::uint16_t>::max();
-    };
-    if (isTooMany(here) || isTooMany(all)) throw ArchiveError("the archive has too many entries");
-    if (directorySize > limits_.directoryBytes) {
+  static void check(const Claims& claims, std::uint64_t directoryEnd,
+                    const ExtractionLimits& limits) {
+    if (claims.entries > limits.entries || claims.entriesHere > limits.entries) {
+      throw ArchiveError("the archive has too many entries");
+    }
+    if (claims.size > limits.directoryBytes) {
       throw ArchiveError("the archive's directory is too large");
+    }
+    if (claims.disk != 0 || claims.directoryDisk != 0 || claims.entriesHere != claims.entries) {
+      throw ArchiveError("the archive is one of several parts");
+    }
+    if (claims.size > directoryEnd || claims.offset != directoryEnd - claims.size) {
+      throw ArchiveError("the archive's directory is not where its end says");
     }
   }
 
-  const OpenSource& source_;
-  const ExtractionLimits& limits_;
-  std::uint64_t size_;
+  /// Refuses an archive in which another reader could take another record for the end.
+  void checkOthers(std::size_t end, std::uint64_t directory) const {
+    for (std::size_t other = 0; other < end; ++other) {
+      if (!isEnd(other)) continue;
+      const bool reachesEnd =
+          commentEnd(other) >= commentEnd(end) && commentEnd(other) <= bytes_.size();
+      if (reachesEnd || (start_ + other >= directory && leadsToDirectory(other))) {
+        throw ArchiveError("the archive has more than one end");
+      }
+    }
+  }
+
+  /// Whether a record could be the end of an archive: of an empty one, one with a Zip64 end, or one
+  /// with a directory where it says. (What a file's name happens to hold is none of these.)
+  [[nodiscard]] bool leadsToDirectory(std::size_t end) const {
+    const Claims claims = readEnd(from(end));
+    std::array<std::uint8_t, kCentralMagic.size()> magic{};
+    if (hasLocator(end)) return true;
+    if (claims.disk != 0 || claims.directoryDisk != 0) return false;
+    return claims.size == 0 || (archive_.read(claims.offset, magic) == magic.size() &&
+                                hasMagic(magic, 0, kCentralMagic));
+  }
+
+  const ArchiveBytes& archive_;
   std::vector<std::uint8_t> bytes_;
+  std::uint64_t start_ = 0;  // offset of the tail in the archive
 };
 
 }  // namespace
 
-std::uint64_t checkEndRecord(zip_source_t* source, const ExtractionLimits& limits) {
-  const OpenSource open(source);
-  return Tail(open, limits).check();
+bool DirectoryPlace::announces(std::uint64_t count) const {
+  return entries == (isZip64 ? count : count % (kFull16 + 1));
+}
+
+DirectoryPlace findDirectory(const ArchiveBytes& archive, const ExtractionLimits& limits) {
+  return Tail(archive).find(limits);
 }
 
 }  // namespace ztp::archiver

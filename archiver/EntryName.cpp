@@ -1,7 +1,10 @@
 // The rules for names and link targets.
 #include "archiver/EntryName.h"
 
+#include <algorithm>
+
 #include "archiver/ArchiveError.h"
+#include "archiver/ExtractionLimits.h"
 
 namespace ztp::archiver {
 
@@ -27,32 +30,63 @@ void checkComponent(std::string_view component) {
   if (component.size() > kLongestComponent) throw ArchiveError("its name is too long");
 }
 
+/// Where two texts begin to differ.
+std::size_t differenceOf(std::string_view a, std::string_view b) {
+  const std::size_t length = std::min(a.size(), b.size());
+  const auto* const place = std::mismatch(a.begin(), a.begin() + length, b.begin()).first;
+  return static_cast<std::size_t>(place - a.begin());
+}
+
 }  // namespace
 
-std::string EntryName::text() const {
-  std::string joined;
-  for (const std::string& component : components) {
-    if (!joined.empty()) joined += '/';
-    joined += component;
-  }
-  return joined;
+std::string_view EntryName::parent() const {
+  const std::size_t slash = text.rfind('/');
+  return slash == std::string::npos ? std::string_view() : std::string_view(text).substr(0, slash);
+}
+
+std::string_view EntryName::last() const {
+  return std::string_view(text).substr(text.rfind('/') + 1);
 }
 
 EntryName parseEntryName(std::string_view name) {
   if (name.empty()) throw ArchiveError("it has no name");
   if (name.size() > kLongestName) throw ArchiveError("its name is too long");
   if (name.front() == '/') throw ArchiveError("its name is absolute");
-  if (name.find('\\') != std::string_view::npos) throw ArchiveError("its name has a backslash");
+  if (name.find('\0') != std::string_view::npos) throw ArchiveError("its name has a NUL");
   EntryName result;
   result.isDirectory = name.back() == '/';
+  std::size_t depth = 0;
   while (!name.empty()) {
     const std::string_view component = takeComponent(name);
     if (saysNothing(component)) continue;
     checkComponent(component);
-    result.components.emplace_back(component);
+    if (depth++ > 0) result.text += '/';
+    result.text += component;
   }
-  if (result.components.size() > kMaximumDepth) throw ArchiveError("its name is too deep");
+  if (depth > kMaximumDepth) throw ArchiveError("its name is too deep");
   return result;
+}
+
+std::size_t depthOf(std::string_view text) {
+  return text.empty() ? 0 : 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), '/'));
+}
+
+std::size_t sharedLength(std::string_view a, std::string_view b) {
+  const std::size_t difference = differenceOf(a, b);
+  const auto endsAt = [difference](std::string_view text) {
+    return difference == text.size() || text[difference] == '/';
+  };
+  if (endsAt(a) && endsAt(b)) return difference;
+  const std::size_t slash = a.substr(0, difference).rfind('/');
+  return slash == std::string_view::npos ? 0 : slash;
+}
+
+bool comesBefore(std::string_view a, std::string_view b) {
+  const std::size_t difference = differenceOf(a, b);
+  if (difference == b.size()) return false;
+  if (difference == a.size()) return true;
+  if (a[difference] == '/' || b[difference] == '/') return a[difference] == '/';
+  return static_cast<unsigned char>(a[difference]) < static_cast<unsigned char>(b[difference]);
 }
 
 void checkLinkTarget(const EntryName& link, std::string_view target) {
@@ -62,7 +96,8 @@ void checkLinkTarget(const EntryName& link, std::string_view target) {
   }
   if (target.front() == '/') throw ArchiveError("it is a link to an absolute name");
   // Neither the link's own name nor the top-level directory is there to be left.
-  std::size_t stepsUp = link.components.size() < 2 ? 0 : link.components.size() - 2;
+  const std::size_t depth = depthOf(link.text);
+  std::size_t stepsUp = depth < 2 ? 0 : depth - 2;
   bool hasGoneDown = false;
   while (!target.empty()) {
     const std::string_view component = takeComponent(target);

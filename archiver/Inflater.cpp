@@ -1,5 +1,5 @@
-// Reads raw bytes from libzip and decodes them with ISA-L; meanwhile another thread counts, sums
-// (with libdeflate) and passes on what was decoded before.
+// Reads raw bytes from the archive and decodes them with ISA-L; meanwhile another thread counts,
+// sums (with libdeflate) and passes on what was decoded before.
 #include "archiver/Inflater.h"
 
 #include <isa-l.h>
@@ -52,7 +52,7 @@ class Relay {
     if (underWay_.valid()) underWay_.wait();
   }
 
-  /// Gives the bytes away until the next call of a function here.
+  /// Hands the bytes over until the next call of a function here.
   void pass(std::span<const std::uint8_t> bytes) {
     settle();
     underWay_ = workers_.start([this, bytes] { meter_.pass(bytes); });
@@ -82,21 +82,19 @@ struct Inflater::Decoder {
   std::size_t turn = 0;
   Workers workers{1};
 
-  [[nodiscard]] std::span<std::uint8_t> readRaw(zip_file_t* file) {
-    const zip_int64_t count = zip_fread(file, raw.data(), raw.size());
-    if (count < 0) throw zipError("it cannot be read", zip_file_get_error(file));
-    return std::span(raw).first(static_cast<std::size_t>(count));
+  [[nodiscard]] std::span<std::uint8_t> readRaw(EntryData& data) {
+    return std::span(raw).first(data.read(raw));
   }
 
-  void copy(zip_file_t* file, Meter& meter) {
-    for (auto bytes = readRaw(file); !bytes.empty(); bytes = readRaw(file)) meter.pass(bytes);
+  void copy(EntryData& data, Meter& meter) {
+    for (auto bytes = readRaw(data); !bytes.empty(); bytes = readRaw(data)) meter.pass(bytes);
   }
 
-  void inflate(zip_file_t* file, Meter& meter) {
+  void inflate(EntryData& data, Meter& meter) {
     Relay relay(meter, workers);
     isal_inflate_init(&state);
     while (!isAtEnd()) {
-      const std::span<std::uint8_t> bytes = readRaw(file);
+      const std::span<std::uint8_t> bytes = readRaw(data);
       if (bytes.empty()) throw ArchiveError("its data ends too early");
       state.next_in = bytes.data();
       state.avail_in = static_cast<std::uint32_t>(bytes.size());
@@ -128,12 +126,12 @@ Inflater::Inflater() : decoder_(std::make_unique<Decoder>()) {}
 
 Inflater::~Inflater() = default;
 
-void Inflater::run(const Entry& entry, ZipFileHandle raw, const Output& output) {
+void Inflater::run(const Entry& entry, EntryData raw, const Output& output) {
   Meter meter(entry, output);
   if (entry.isDeflated) {
-    decoder_->inflate(raw.get(), meter);
+    decoder_->inflate(raw, meter);
   } else {
-    decoder_->copy(raw.get(), meter);
+    decoder_->copy(raw, meter);
   }
   meter.finish();
 }

@@ -6,7 +6,7 @@
 #include <memory>
 #include <span>
 
-#include "archiver/LibzipHandle.h"
+#include "archiver/EntryData.h"
 #include "archiver/ZipDirectory.h"
 
 namespace ztp::archiver {
@@ -22,10 +22,10 @@ class Inflater {
   Inflater& operator=(const Inflater&) = delete;
   ~Inflater();
 
-  /// Reads all of `raw` and gives `output` what `entry` holds, never more bytes than it claims.
+  /// Reads all of `raw` and passes to `output` what `entry` holds, never more bytes than it claims.
   /// Throws ArchiveError when the data is broken, or its size or its CRC-32 is not what the entry
   /// claims; `output` has had the bytes before that.
-  void run(const Entry& entry, ZipFileHandle raw, const Output& output);
+  void run(const Entry& entry, EntryData raw, const Output& output);
 
  private:
   struct Decoder;

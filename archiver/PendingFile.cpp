@@ -32,29 +32,33 @@ std::string makeUnderFreeName(Make make) {
 
 }  // namespace
 
-PendingFile::PendingFile(FileDescriptor directory, std::string name)
-    : directory_(std::move(directory)), name_(std::move(name)) {}
+PendingFile::PendingFile(int directory, std::string name)
+    : directory_(directory), name_(std::move(name)) {}
+
+PendingFile::PendingFile(PendingFile&& other) noexcept
+    : directory_(other.directory_),
+      name_(std::move(other.name_)),
+      temporary_(std::exchange(other.temporary_, {})),
+      file_(std::move(other.file_)) {}
 
 PendingFile::~PendingFile() {
-  if (directory_ && !temporary_.empty()) ::unlinkat(directory_.get(), temporary_.c_str(), 0);
+  if (!temporary_.empty()) ::unlinkat(directory_, temporary_.c_str(), 0);
 }
 
-PendingFile PendingFile::makeFile(FileDescriptor directory, std::string name, mode_t mode) {
-  PendingFile pending(std::move(directory), std::move(name));
+PendingFile PendingFile::makeFile(int directory, std::string name, mode_t mode) {
+  PendingFile pending(directory, std::move(name));
   pending.temporary_ = makeUnderFreeName([&](const char* temporary) {
     constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    pending.file_ = FileDescriptor(::openat(pending.directory(), temporary, kNew, mode));
+    pending.file_ = FileDescriptor(::openat(directory, temporary, kNew, mode));
     return pending.file_.get();
   });
   return pending;
 }
 
-PendingFile PendingFile::makeLink(FileDescriptor directory, std::string name,
-                                  const std::string& target) {
-  PendingFile pending(std::move(directory), std::move(name));
-  pending.temporary_ = makeUnderFreeName([&](const char* temporary) {
-    return ::symlinkat(target.c_str(), pending.directory(), temporary);
-  });
+PendingFile PendingFile::makeLink(int directory, std::string name, const std::string& target) {
+  PendingFile pending(directory, std::move(name));
+  pending.temporary_ = makeUnderFreeName(
+      [&](const char* temporary) { return ::symlinkat(target.c_str(), directory, temporary); });
   return pending;
 }
 

@@ -15,14 +15,14 @@ namespace ztp::archiver {
 /// put in its place: a failure leaves nothing half-written behind.
 class PendingFile {
  public:
-  /// A new empty file that is to be `name` in `directory`. Throws ArchiveError.
-  [[nodiscard]] static PendingFile makeFile(FileDescriptor directory, std::string name,
-                                            mode_t mode);
+  /// A new empty file that is to be `name` in `directory`, which must stay open. Throws
+  /// ArchiveError.
+  [[nodiscard]] static PendingFile makeFile(int directory, std::string name, mode_t mode);
   /// A new link to `target` that is to be `name` in `directory`. Throws ArchiveError.
-  [[nodiscard]] static PendingFile makeLink(FileDescriptor directory, std::string name,
+  [[nodiscard]] static PendingFile makeLink(int directory, std::string name,
                                             const std::string& target);
 
-  PendingFile(PendingFile&&) = default;
+  PendingFile(PendingFile&& other) noexcept;
   PendingFile& operator=(PendingFile&&) = delete;
   ~PendingFile();
 
@@ -30,19 +30,19 @@ class PendingFile {
   void write(std::span<const std::uint8_t> bytes);
   /// Sets the modification time, in seconds since 1970. Throws ArchiveError.
   void setModificationTime(std::int64_t seconds);
-  /// Closes the file and gives it its name, in place of a file or link that has it. Throws
+  /// Closes the file and renames it, in place of a file or link that has the name. Throws
   /// ArchiveError.
   void putInPlace();
 
   /// Where it is: the open directory, the name to be, the name until then.
-  [[nodiscard]] int directory() const { return directory_.get(); }
+  [[nodiscard]] int directory() const { return directory_; }
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] const std::string& temporaryName() const { return temporary_; }
 
  private:
-  PendingFile(FileDescriptor directory, std::string name);
+  PendingFile(int directory, std::string name);
 
-  FileDescriptor directory_;
+  int directory_;
   std::string name_;
   std::string temporary_;
   FileDescriptor file_;

@@ -1,6 +1,8 @@
 // The walk over the directory that is packed.
 #include "archiver/TreeScan.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
@@ -8,7 +10,7 @@
 #include <utility>
 
 #include "archiver/ArchiveError.h"
-#include "archiver/EntryName.h"
+#include "archiver/ExtractionLimits.h"
 
 namespace ztp::archiver {
 
@@ -29,17 +31,23 @@ std::string ownName(const fs::path& directory) {
   return name;
 }
 
+FileIdentity identityOf(const struct stat& status) {
+  return {status.st_dev, status.st_ino, status.st_mode, static_cast<std::uint64_t>(status.st_size),
+          status.st_mtim};
+}
+
 class Walk {
  public:
   void add(const fs::path& path, const std::string& name, std::size_t depth) {
-    TreeItem item{path, name, {}};
-    if (::lstat(path.c_str(), &item.status) != 0) throw systemError(cannotRead(path), errno);
-    const mode_t type = item.status.st_mode & S_IFMT;
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) throw systemError(cannotRead(path), errno);
+    const mode_t type = status.st_mode & S_IFMT;
     if (type != S_IFREG && type != S_IFDIR && type != S_IFLNK) {
-      throw ArchiveError("cannot pack " + shown(path.native()) + ": it is no file");
+      throw ArchiveError("cannot pack " + shown(path.native()) +
+                         ": it is neither a file nor a directory nor a link");
     }
     if (depth > kMaximumDepth) throw ArchiveError("too deep: " + shown(path.native()));
-    items_.push_back(std::move(item));
+    items_.push_back({name, identityOf(status)});
     if (type == S_IFDIR) addContents(path, name, depth);
   }
 
@@ -60,7 +68,7 @@ class Walk {
     }
     if (error) throw systemError(cannotRead(path), error.value());
     std::sort(names.begin(), names.end());
-    for (const std::string& child : names) add(path / child, fs::path(name) / child, depth + 1);
+    for (const std::string& child : names) add(path / child, name + "/" + child, depth + 1);
   }
 
   std::vector<TreeItem> items_;
@@ -68,16 +76,31 @@ class Walk {
 
 }  // namespace
 
-std::vector<TreeItem> scanTree(const fs::path& directory) {
+fs::path Tree::pathOf(const TreeItem& item) const {
+  const std::size_t slash = item.name.find('/');
+  return directory / (slash == std::string::npos ? "" : item.name.substr(slash + 1));
+}
+
+Tree scanTree(const fs::path& directory) {
   const std::string name = ownName(directory);
   std::error_code error;
   if (!fs::is_directory(directory, error)) {
-    throw ArchiveError("cannot pack " + shown(directory.native()) + ": it is no directory");
+    throw ArchiveError("cannot pack " + shown(directory.native()) + ": it is not a directory");
   }
   Walk walk;
   // A link to a directory is packed as that directory: the slash makes the system follow it.
   walk.add(directory / "", name, 1);
-  return walk.items();
+  return {directory, walk.items()};
+}
+
+bool isUnchanged(int descriptor, const FileIdentity& identity) {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) throw systemError("fstat", errno);
+  const FileIdentity now = identityOf(status);
+  return now.device == identity.device && now.inode == identity.inode &&
+         now.mode == identity.mode && now.size == identity.size &&
+         now.modified.tv_sec == identity.modified.tv_sec &&
+         now.modified.tv_nsec == identity.modified.tv_nsec;
 }
 
 }  // namespace ztp::archiver

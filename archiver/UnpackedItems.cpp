@@ -8,17 +8,19 @@ namespace ztp::archiver {
 
 UnpackedItems::UnpackedItems(const ZipDirectory& archive, std::filesystem::path destination)
     : destination_(std::move(destination)) {
+  std::string_view before;
   for (const Entry& entry : archive.entries()) {
-    if (entry.name.components.empty()) continue;
-    const std::string& name = entry.name.components.front();
+    const std::string_view name = std::string_view(entry.name.text);
+    const std::string_view top = name.substr(0, name.find('/'));
+    if (top == std::exchange(before, top)) continue;
     std::error_code error;
-    const auto status = std::filesystem::symlink_status(destination_ / name, error);
-    if (status.type() == std::filesystem::file_type::not_found) names_.insert(name);
+    const auto status = std::filesystem::symlink_status(destination_ / top, error);
+    if (status.type() == std::filesystem::file_type::not_found) names_.push_back(top);
   }
 }
 
 UnpackedItems::~UnpackedItems() {
-  for (const std::string& name : names_) {
+  for (const std::string_view name : names_) {
     std::error_code ignored;
     std::filesystem::remove_all(destination_ / name, ignored);
   }

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <filesystem>
-#include <set>
-#include <string>
+#include <string_view>
+#include <vector>
 
 #include "archiver/ZipDirectory.h"
 
@@ -14,6 +14,7 @@ namespace ztp::archiver {
 /// that the whole archive was unpacked.
 class UnpackedItems {
  public:
+  /// `archive` must outlive this.
   UnpackedItems(const ZipDirectory& archive, std::filesystem::path destination);
   UnpackedItems(const UnpackedItems&) = delete;
   UnpackedItems& operator=(const UnpackedItems&) = delete;
@@ -24,7 +25,7 @@ class UnpackedItems {
 
  private:
   std::filesystem::path destination_;
-  std::set<std::string> names_;
+  std::vector<std::string_view> names_;  // of the archive's entries
 };
 
 }  // namespace ztp::archiver

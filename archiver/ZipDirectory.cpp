@@ -1,14 +1,12 @@
-// Reads the central directory through libzip. The local headers are not compared with it: only the
-// central directory is ever used, and libzip's own comparison (ZIP_CHECKCONS) keeps every local
-// extra field in memory, 64 KiB an entry if the archive so wishes.
+// Judges the headers of the central directory. The local headers are not compared with it: only the
+// central directory is ever used.
 #include "archiver/ZipDirectory.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <span>
 #include <string>
-#include <unordered_set>
+#include <string_view>
 #include <utility>
 
 #include "archiver/ArchiveError.h"
@@ -21,16 +19,12 @@ namespace {
 
 // A match of 258 bytes takes two bits at the least.
 constexpr std::uint64_t kMostBytesPerByte = 1032;
-constexpr std::uint64_t kLocalHeaderSize = 30;
 constexpr unsigned kPermissionBits = 0777;
 constexpr unsigned kFilePermissions = 0644;
 constexpr unsigned kDirectoryPermissions = 0755;
 // The owner must be able to read what was unpacked, and to remove it.
 constexpr unsigned kOwnerReads = 0400;
 constexpr unsigned kOwnerUses = 0700;
-
-constexpr zip_uint64_t kNeeded =
-    ZIP_STAT_SIZE | ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC | ZIP_STAT_COMP_METHOD;
 
 [[nodiscard]] ArchiveError refusal(std::string_view name, const std::string& why) {
   return ArchiveError("cannot unpack " + shown(name) + ": " + why);
@@ -55,6 +49,37 @@ EntryKind kindOf(unsigned type, bool isDirectoryByName) {
   throw ArchiveError("it is neither a file nor a directory nor a link");
 }
 
+void readMode(Entry& entry, const CentralHeader& header) {
+  const bool hasMode = header.system == kSystemUnix || header.system == kSystemMac;
+  const unsigned mode = hasMode ? header.attributes >> kUnixModeShift : 0;
+  entry.kind = kindOf(mode & S_IFMT, entry.name.isDirectory);
+  if (entry.name.text.empty() && entry.kind != EntryKind::directory) {
+    throw ArchiveError("it would replace the destination");
+  }
+  const bool isDirectory = entry.kind == EntryKind::directory;
+  const unsigned usual = isDirectory ? kDirectoryPermissions : kFilePermissions;
+  entry.permissions =
+      (mode == 0 ? usual : mode & kPermissionBits) | (isDirectory ? kOwnerUses : kOwnerReads);
+}
+
+Entry readEntry(const CentralHeader& header) {
+  if ((header.flags & kFlagEncrypted) != 0) throw ArchiveError("it is encrypted");
+  if (header.method != kMethodStored && header.method != kMethodDeflated) {
+    throw ArchiveError("its compression method is not supported");
+  }
+  Entry entry;
+  entry.name = parseEntryName(header.name);
+  entry.isDeflated = header.method == kMethodDeflated;
+  entry.localOffset = header.localOffset;
+  entry.compressedSize = header.compressedSize;
+  entry.size = header.size;
+  entry.crc = header.crc;
+  entry.modificationTime = header.unixTime ? *header.unixTime : fromDosTime(header.dosTime);
+  readMode(entry, header);
+  checkSizes(entry);
+  return entry;
+}
+
 /// Sums that must stay within the archive and the limits.
 class Budget {
  public:
@@ -62,11 +87,10 @@ class Budget {
       : archiveLeft_(archiveSize), expandedLeft_(limits.expandedBytes) {}
 
   void take(const Entry& entry) {
-    if (entry.compressedSize > archiveLeft_ ||
-        kLocalHeaderSize > archiveLeft_ - entry.compressedSize) {
+    if (entry.compressedSize > archiveLeft_ || kLocalSize > archiveLeft_ - entry.compressedSize) {
       throw ArchiveError("the entries overlap, or the archive is cut short");
     }
-    archiveLeft_ -= entry.compressedSize + kLocalHeaderSize;
+    archiveLeft_ -= entry.compressedSize + kLocalSize;
     if (entry.size > expandedLeft_) throw ArchiveError("the archive expands to too much");
     expandedLeft_ -= entry.size;
   }
@@ -78,87 +102,51 @@ class Budget {
 
 }  // namespace
 
-ZipDirectory::ZipDirectory(ZipSourceHandle source, const ExtractionLimits& limits) {
-  Budget budget(checkEndRecord(source.get(), limits), limits);
-  archive_ = openArchive(std::move(source), ZIP_RDONLY);
-  const zip_int64_t count = zip_get_num_entries(archive_.get(), 0);
-  if (count < 0 || static_cast<std::uint64_t>(count) > limits.entries) {
-    throw ArchiveError("the archive has too many entries");
-  }
-  std::unordered_set<std::string> names;
-  for (zip_uint64_t index = 0; index < static_cast<zip_uint64_t>(count); ++index) {
-    const char* name = zip_get_name(archive_.get(), index, ZIP_FL_ENC_GUESS);
-    if (name == nullptr) throw zipError("cannot read a name", zip_get_error(archive_.get()));
+ZipDirectory::ZipDirectory(ArchiveBytes archive, const ExtractionLimits& limits)
+    : archive_(std::move(archive)) {
+  readEntries(findDirectory(archive_, limits), limits);
+  std::sort(entries_.begin(), entries_.end(),
+            [](const Entry& a, const Entry& b) { return comesBefore(a.name.text, b.name.text); });
+  countItems(limits);
+}
+
+void ZipDirectory::readEntries(const DirectoryPlace& place, const ExtractionLimits& limits) {
+  Budget budget(archive_.size(), limits);
+  CentralDirectory directory(archive_, place);
+  while (const std::optional<CentralHeader> header = directory.next()) {
+    if (entries_.size() == limits.entries) throw ArchiveError("the archive has too many entries");
     try {
-      Entry entry = readEntry(index, name);
-      if (!names.insert(entry.name.text()).second) throw ArchiveError("it is there twice");
+      Entry entry = readEntry(*header);
       budget.take(entry);
       totalSize_ += entry.size;
       entries_.push_back(std::move(entry));
     } catch (const ArchiveError& error) {
-      throw refusal(name, error.what());
+      throw refusal(header->name, error.what());
     }
   }
-}
-
-Entry ZipDirectory::readEntry(zip_uint64_t index, const char* name) {
-  zip_stat_t status;
-  zip_stat_init(&status);
-  if (zip_stat_index(archive_.get(), index, 0, &status) != 0 ||
-      (status.valid & kNeeded) != kNeeded) {
-    throw ArchiveError("its entry is broken");
-  }
-  if ((status.valid & ZIP_STAT_ENCRYPTION_METHOD) != 0 && status.encryption_method != ZIP_EM_NONE) {
-    throw ArchiveError("it is encrypted");
-  }
-  if (status.comp_method != ZIP_CM_STORE && status.comp_method != ZIP_CM_DEFLATE) {
-    throw ArchiveError("its compression method is not supported");
-  }
-  Entry entry;
-  entry.index = index;
-  entry.name = parseEntryName(name);
-  entry.isDeflated = status.comp_method == ZIP_CM_DEFLATE;
-  entry.compressedSize = status.comp_size;
-  entry.size = status.size;
-  entry.crc = status.crc;
-  readAttributes(entry);
-  readModificationTime(entry, status);
-  checkSizes(entry);
-  return entry;
-}
-
-void ZipDirectory::readAttributes(Entry& entry) {
-  zip_uint8_t system = 0;
-  zip_uint32_t attributes = 0;
-  if (zip_file_get_external_attributes(archive_.get(), entry.index, 0, &system, &attributes) != 0) {
-    throw zipError("its attributes are broken", zip_get_error(archive_.get()));
-  }
-  const bool hasMode = system == ZIP_OPSYS_UNIX || system == ZIP_OPSYS_OS_X;
-  const unsigned mode = hasMode ? attributes >> kUnixModeShift : 0;
-  entry.kind = kindOf(mode & S_IFMT, entry.name.isDirectory);
-  if (entry.name.components.empty() && entry.kind != EntryKind::directory) {
-    throw ArchiveError("it would replace the destination");
-  }
-  const bool isDirectory = entry.kind == EntryKind::directory;
-  const unsigned usual = isDirectory ? kDirectoryPermissions : kFilePermissions;
-  entry.permissions =
-      (mode == 0 ? usual : mode & kPermissionBits) | (isDirectory ? kOwnerUses : kOwnerReads);
-}
-
-void ZipDirectory::readModificationTime(Entry& entry, const zip_stat_t& status) {
-  zip_uint16_t length = 0;
-  const zip_uint8_t* field = zip_file_extra_field_get_by_id(
-      archive_.get(), entry.index, kUnixTimeId, 0, &length, ZIP_FL_CENTRAL);
-  if (field != nullptr) entry.modificationTime = modificationTime(std::span(field, length));
-  if (!entry.modificationTime && (status.valid & ZIP_STAT_MTIME) != 0) {
-    entry.modificationTime = status.mtime;
+  if (!place.announces(entries_.size())) {
+    throw ArchiveError("the archive has more entries than it announces, or fewer");
   }
 }
 
-ZipFileHandle ZipDirectory::openRaw(const Entry& entry) {
-  ZipFileHandle file(zip_fopen_index(archive_.get(), entry.index, ZIP_FL_COMPRESSED));
-  if (!file) throw zipError("cannot be read", zip_get_error(archive_.get()));
-  return file;
+// Each entry adds the components that it does not share with the one before it: every directory is
+// counted once, whether an entry stands for it or not. (Comparing neighbours in order has no worst
+// case as a table of hashes has, for which an attacker chooses the names.)
+void ZipDirectory::countItems(const ExtractionLimits& limits) {
+  std::string_view before;
+  bool isFirst = true;
+  for (const Entry& entry : entries_) {
+    const std::string_view name = entry.name.text;
+    if (!isFirst && name == before) throw refusal(name, "it is there twice");
+    items_ += depthOf(name) - depthOf(name.substr(0, sharedLength(before, name)));
+    before = name;
+    isFirst = false;
+  }
+  if (items_ > limits.entries) throw ArchiveError("the archive has too many directories");
+}
+
+EntryData ZipDirectory::open(const Entry& entry) const {
+  return {archive_, entry.localOffset, entry.compressedSize};
 }
 
 }  // namespace ztp::archiver

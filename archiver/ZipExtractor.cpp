@@ -5,11 +5,11 @@
 #include <string>
 #include <utility>
 
+#include "archiver/ArchiveBytes.h"
 #include "archiver/ArchiveError.h"
 #include "archiver/DestinationTree.h"
 #include "archiver/EntryName.h"
 #include "archiver/Inflater.h"
-#include "archiver/LibzipHandle.h"
 #include "archiver/UnpackedItems.h"
 #include "archiver/ZipDirectory.h"
 
@@ -21,28 +21,38 @@ constexpr std::uint64_t kLongestTarget = 4095;
 
 class Extractor {
  public:
-  Extractor(ZipDirectory archive, const std::filesystem::path& destination)
-      : archive_(std::move(archive)), tree_(destination), unpacked_(archive_, destination) {
-    const std::optional<std::uint64_t> free = tree_.freeBytes();
-    if (free && archive_.totalSize() > *free) {
-      throw ArchiveError("the archive expands to more than the disk has room for");
-    }
+  Extractor(ArchiveBytes zip, const std::filesystem::path& destination,
+            const ExtractionLimits& limits)
+      : archive_(std::move(zip), limits), tree_(destination), unpacked_(archive_, destination) {
+    checkRoom();
   }
 
   void run() {
     forEach(EntryKind::link, [this](const Entry& entry) { static_cast<void>(readTarget(entry)); });
-    forEach(EntryKind::directory, [this](const Entry& entry) {
-      tree_.makeDirectory(entry.name, entry.permissions, entry.modificationTime);
-    });
+    forEach(EntryKind::directory,
+            [this](const Entry& entry) { tree_.makeDirectory(entry.name, entry.permissions); });
     forEach(EntryKind::file, [this](const Entry& entry) { unpackFile(entry); });
     forEach(EntryKind::link, [this](const Entry& entry) {
       tree_.makeLink(entry.name, readTarget(entry), entry.modificationTime);
     });
-    tree_.setDirectoryTimes();
+    forEach(EntryKind::directory, [this](const Entry& entry) {
+      tree_.setDirectoryTime(entry.name, entry.modificationTime);
+    });
     unpacked_.keep();
   }
 
  private:
+  /// Every item takes a block at least, directories that are only implied included.
+  void checkRoom() const {
+    const std::optional<Room> room = tree_.room();
+    if (!room) return;
+    const std::uint64_t blocks = archive_.items() * room->blockSize;
+    if (archive_.totalSize() > room->bytes || blocks > room->bytes - archive_.totalSize() ||
+        (room->items && archive_.items() > *room->items)) {
+      throw ArchiveError("the archive expands to more than the disk has room for");
+    }
+  }
+
   template <typename Action>
   void forEach(EntryKind kind, Action action) {
     for (const Entry& entry : archive_.entries()) {
@@ -50,14 +60,14 @@ class Extractor {
       try {
         action(entry);
       } catch (const ArchiveError& error) {
-        throw ArchiveError("cannot unpack " + shown(entry.name.text()) + ": " + error.what());
+        throw ArchiveError("cannot unpack " + shown(entry.name.text) + ": " + error.what());
       }
     }
   }
 
   void unpackFile(const Entry& entry) {
     PendingFile file = tree_.beginFile(entry.name, entry.permissions);
-    inflater_.run(entry, archive_.openRaw(entry),
+    inflater_.run(entry, archive_.open(entry),
                   [&file](std::span<const std::uint8_t> bytes) { file.write(bytes); });
     tree_.put(std::move(file), entry.modificationTime);
   }
@@ -66,7 +76,7 @@ class Extractor {
   [[nodiscard]] std::string readTarget(const Entry& entry) {
     if (entry.size > kLongestTarget) throw ArchiveError("it is a link to no valid name");
     std::string target;
-    inflater_.run(entry, archive_.openRaw(entry), [&target](std::span<const std::uint8_t> bytes) {
+    inflater_.run(entry, archive_.open(entry), [&target](std::span<const std::uint8_t> bytes) {
       target.append(bytes.begin(), bytes.end());
     });
     checkLinkTarget(entry.name, target);
@@ -83,12 +93,12 @@ class Extractor {
 
 void extractZip(const std::filesystem::path& zip, const std::filesystem::path& destination,
                 const ExtractionLimits& limits) {
-  Extractor(ZipDirectory(fileSource(zip), limits), destination).run();
+  Extractor(ArchiveBytes(zip), destination, limits).run();
 }
 
 void extractZip(std::span<const std::uint8_t> zip, const std::filesystem::path& destination,
                 const ExtractionLimits& limits) {
-  Extractor(ZipDirectory(bufferSource(zip), limits), destination).run();
+  Extractor(ArchiveBytes(zip), destination, limits).run();
 }
 
 }  // namespace ztp::archiver

@@ -15,9 +15,8 @@ import craft
 from conftest import Archiver, Outcome
 from craft import Entry
 
-# The most that any of these may take; an honest small archive takes 7 MiB and 10 ms.
+# The most that any of these may take; an honest small archive takes 7 MiB.
 PEAK_KIB = 48 * 1024
-SECONDS = 10
 SANITIZED = os.environ.get("ZANBURY_SANITIZED", "") != ""
 
 ZEROS = bytes(1_000_000)
@@ -70,17 +69,16 @@ def overlapping() -> bytes:
     return craft.archive(shared, *more)
 
 
-def many(count: int) -> bytes:
-    """`count` empty files, honestly announced as Zip64 does it."""
-    local, directory = craft.body(Entry(f"{i:06}") for i in range(count))
-    end64 = craft.zip64_end(count, len(directory), len(local), len(local) + len(directory))
-    return local + directory + end64 + craft.end_record(0xFFFF, 0xFFFFFFFF, 0xFFFFFFFF)
+def implied_directories() -> bytes:
+    """10,200 files, each in a hundred directories of its own: 3 MB that would make 1,020,000."""
+    return craft.archive(*[Entry(f"{i:x}/" * 99 + "f") for i in range(10_200)])
 
 
-def many_unannounced() -> bytes:
-    """More entries than 16 bits count, announced modulo 65,536 as some programs do it."""
+def unannounced() -> bytes:
+    """A Zip64 end with a count modulo 65,536, as only an old one may have it."""
     local, directory = craft.body(Entry(f"{i:05}") for i in range(65_536 + 10))
-    return local + directory + craft.end_record(10, len(directory), len(local))
+    end64 = craft.zip64_end(10, len(directory), len(local), len(local) + len(directory))
+    return local + directory + end64 + craft.end_record(10, len(directory), len(local))
 
 
 def shared_extra_fields() -> bytes:
@@ -110,6 +108,48 @@ def zip64_claim(entries: int, size: int) -> bytes:
     return local + directory + end64 + craft.end_record(0xFFFF, 0xFFFFFFFF, 0xFFFFFFFF)
 
 
+def zip64_that_disagrees() -> bytes:
+    """An old end that shows one entry, and a Zip64 end that shows two."""
+    local, directory = craft.body([Entry("shown", b"x"), Entry("hidden", b"x")])
+    end64 = craft.zip64_end(2, len(directory), len(local), len(local) + len(directory))
+    first = len(Entry("shown").central(0))
+    return local + directory + end64 + craft.end_record(1, len(directory) - first, len(local))
+
+
+def zip64_end_far_from_its_locator() -> bytes:
+    """Two Zip64 ends: the one that the locator names, and the one right before the locator."""
+    local, directory = craft.body([Entry("shown", b"x"), Entry("hidden", b"x")])
+    at = len(local) + len(directory)
+    first = craft.zip64_end(2, len(directory), len(local), at)[:56]
+    second = craft.zip64_end(2, len(directory), len(local), at)
+    return local + directory + first + second + craft.end_record(0xFFFF, 0xFFFFFFFF, 0xFFFFFFFF)
+
+
+def an_end_in_the_directory() -> bytes:
+    """The directory ends in a comment that holds the end of another archive, with another file."""
+    shown, hidden = Entry("shown", b"x"), Entry("hidden", b"y")
+    first, second = shown.local(), hidden.local()
+    inner = hidden.central(len(first))
+    start = len(first) + len(second)
+    comment = craft.end_record(1, len(inner), start)
+    header = bytearray(shown.central(0) + comment)
+    header[32:34] = struct.pack("<H", len(comment))
+    directory = inner + bytes(header)
+    return first + second + directory + craft.end_record(2, len(directory), start)
+
+
+def an_end_in_an_entry_that_reaches_the_end() -> bytes:
+    """A stored archive whose end claims a comment as long as all that follows, behind which zeros
+    stand: who wants the comment to end where the file ends finds the inner archive."""
+    inner = bytearray(craft.archive(Entry("hidden", b"y")))
+    outer = craft.archive(Entry("shown", bytes(inner))) + bytes(100)
+    place = outer.index(b"PK\5\6")
+    data = bytearray(outer)
+    data[place + 20 : place + 22] = struct.pack("<H", len(outer) - place - 22)
+    shown = bytes(data[30 + len("shown") :][: len(inner)])
+    return craft.archive(Entry("shown", shown)) + bytes(100)
+
+
 def two_ends() -> bytes:
     """An archive in whose comment another archive ends that has another file."""
     local, directory = craft.body([Entry("shown", b"x"), Entry("hidden", b"x")])
@@ -127,6 +167,13 @@ def thousands_of_ends() -> bytes:
     return data
 
 
+def second_disk() -> bytes:
+    """The honest end, as it stands on the last of two disks."""
+    return honest_end()[:4] + struct.pack("<H", 1) + honest_end()[6:]
+
+
+MORE_ENDS = "the archive has more than one end"
+MANY_DIRECTORIES = "the archive has too many directories"
 DATA = b"20240229;CARD PURCHASE;-12.50\n" * 1000
 PACKED = craft.deflate(DATA)
 
@@ -137,8 +184,8 @@ CASES = [
     bad_name("up from below", "a/b/../../../evil", "its name leads out of the destination"),
     bad_name("up and down again", "a/../evil", "its name leads out of the destination"),
     bad_name("up at the end", "a/..", "its name leads out of the destination"),
-    bad_name("backslashes", "..\\..\\evil", "its name has a backslash"),
-    bad_name("drive and backslash", "C:\\evil", "its name has a backslash"),
+    bad_name("up behind a backslash", "a\\b/../evil", "its name leads out of the destination"),
+    bad_name("nul", b"a.txt\0.exe", "its name has a NUL"),
     bad_name("no name", "", "it has no name"),
     bad_name("the destination", ".", "it would replace the destination"),
     bad_name("long component", "n" * 256, "its name is too long"),
@@ -146,8 +193,8 @@ CASES = [
     bad_name("deep", "d/" * 100 + "n", "its name is too deep"),
     bad_name("line feed", "a\nZanburyArchiver: all is well/..", "its name leads out .*"),
     bad_name("control sequence", "\u009b2J\u202e/..", "its name leads out .*"),
-    whole("escape sequence", "cannot open the archive: .*", craft.archive(Entry("\x1b[2J", b"x"))),
-    whole("invalid utf-8", "cannot open the archive: .*", craft.archive(Entry(b"\xff\xfe", b"x"))),
+    bad_name("escape sequence", "\x1b[2J/..", "its name leads out .*"),
+    bad_name("invalid utf-8", b"\xff\xfe/..", "its name leads out .*"),
     link("link to an absolute name", "top/l", "/etc/passwd", "it is a link to an absolute name"),
     link("link up", "l", ".."),
     link("link out of its top", "top/l", "../other"),
@@ -201,7 +248,7 @@ CASES = [
         "it holds more than it claims",
         Entry("a", raw=craft.deflate(bytes(50_000_000)), size=1000, method=craft.DEFLATED),
     ),
-    entry("wrong checksum", "it cannot be read: CRC error", Entry("a", DATA, crc=1)),
+    entry("wrong checksum", "its checksum is wrong", Entry("a", DATA, crc=1)),
     entry(
         "wrong checksum, deflated",
         "its checksum is wrong",
@@ -224,26 +271,26 @@ CASES = [
         Entry("a", b"", raw=b"\0\0\0\xff\xff" * 100_000, method=craft.DEFLATED),
     ),
     Case("overlapping entries", overlapping(), "cannot unpack '.*': the entries overlap, .*"),
-    Case("100,000 entries", many(100_000), "the archive has too many entries"),
-    Case("entries beyond the announced", many_unannounced(), "the archive has too many entries"),
-    Case("ten thousand and one entries", many(10_001), "the archive has too many entries"),
-    whole("empty file", "this is no zip archive, .*", b""),
-    whole("text", "this is no zip archive, .*", b"<OFX>" * 1000),
-    whole("no end", "this is no zip archive, .*", with_end(b"")),
-    whole("cut end", "this is no zip archive, .*", with_end(honest_end()[:-1])),
+    whole("a million and one entries", "the archive has too many entries", zip64_claim(1_000_001, 54)),
+    Case("a million directories that are only implied", implied_directories(), MANY_DIRECTORIES),
+    whole("far more entries than announced", "the archive has more entries than .*", unannounced()),
+    whole("empty file", "this is not a zip archive, .*", b""),
+    whole("text", "this is not a zip archive, .*", b"<OFX>" * 1000),
+    whole("no end", "this is not a zip archive, .*", with_end(b"")),
+    whole("cut end", "this is not a zip archive, .*", with_end(honest_end()[:-1])),
     whole("bytes behind the end", "the archive's end is broken", with_end(honest_end() + b"x")),
     whole(
         "comment beyond the end", "the archive's end is broken", with_end(honest_end(announced=1))
     ),
-    whole("too few entries", "cannot open the archive: .*", with_end(honest_end(entries=0))),
-    whole("too many entries", "cannot open the archive: .*", with_end(honest_end(entries=2))),
-    whole("directory too long", "cannot open the archive: .*", with_end(honest_end(size=500))),
-    whole("directory too short", "cannot open the archive: .*", with_end(honest_end(size=10))),
+    whole("too few entries", "the archive has more entries than it announces, or fewer", with_end(honest_end(entries=0))),
+    whole("too many entries", "the archive has more entries than it announces, or fewer", with_end(honest_end(entries=2))),
+    whole("directory too long", "the archive's directory is not where .*", with_end(honest_end(size=500))),
+    whole("directory too short", "the archive's directory is not where .*", with_end(honest_end(size=10))),
     whole(
-        "directory beyond the end", "cannot open the archive: .*", with_end(honest_end(offset=500))
+        "directory beyond the end", "the archive's directory is not where .*", with_end(honest_end(offset=500))
     ),
     whole(
-        "directory before its place", "cannot open the archive: .*", with_end(honest_end(offset=3))
+        "directory before its place", "the archive's directory is not where .*", with_end(honest_end(offset=3))
     ),
     whole(
         "huge directory", "the archive's directory is too large", with_end(honest_end(size=1 << 30))
@@ -258,8 +305,21 @@ CASES = [
         "the archive's Zip64 end is missing",
         with_end(craft.zip64_end(1, 54, 35, 1 << 60) + honest_end()),
     ),
-    whole("two ends", "the archive has more than one end", two_ends()),
-    whole("thousands of ends", "the archive has more than one end", thousands_of_ends()),
+    whole("two ends", MORE_ENDS, two_ends()),
+    whole("an end in the directory", MORE_ENDS, an_end_in_the_directory()),
+    whole("an end in an entry", MORE_ENDS, an_end_in_an_entry_that_reaches_the_end()),
+    whole("ends that disagree", "the archive's two ends disagree", zip64_that_disagrees()),
+    whole(
+        "two zip64 ends",
+        "the archive's Zip64 end is broken",
+        zip64_end_far_from_its_locator(),
+    ),
+    whole("zeros and a byte", "the archive's end is broken", with_end(honest_end() + b"\0\0x")),
+    whole(
+        "zeros without an end", "this is not a zip archive, .*", with_end(honest_end() + bytes(65_600))
+    ),
+    whole("second of two disks", "the archive is one of several parts", with_end(second_disk())),
+    whole("thousands of ends", MORE_ENDS, thousands_of_ends()),
     Case(
         "entry beyond the archive",
         craft.archive(Entry("a", b"x", offset=1 << 30)),
@@ -278,7 +338,7 @@ CASES = [
     Case(
         "a good file before a bad one",
         craft.archive(Entry("good", b"x"), Entry("bad", DATA, crc=1)),
-        "cannot unpack 'bad': it cannot be read: CRC error",
+        "cannot unpack 'bad': its checksum is wrong",
     ),
 ]
 
@@ -290,7 +350,6 @@ def unpack(data: bytes, archiver: Archiver, tmp_path: Path) -> Outcome:
     outcome = archiver.run("-x", "-k", tmp_path / "a.zip", tmp_path / "in" / "target")
     assert os.listdir(tmp_path / "in") == ["target"]
     assert sorted(os.listdir(tmp_path)) == ["a.zip", "in"]
-    assert outcome.seconds < SECONDS
     assert SANITIZED or outcome.peak_kib < PEAK_KIB
     return outcome
 
@@ -310,22 +369,10 @@ def test_refused(case: Case, archiver: Archiver, tmp_path: Path) -> None:
     assert made(tmp_path) == ()
 
 
-def test_ten_thousand_entries_pass(archiver: Archiver, tmp_path: Path) -> None:
-    outcome = unpack(many(10_000), archiver, tmp_path)
-    assert (outcome.status, outcome.error) == (0, "")
-    assert len(made(tmp_path)) == 10_000
-
-
 def test_extra_fields_that_entries_share_take_no_memory(archiver: Archiver, tmp_path: Path) -> None:
     """5,000 times 64 KiB, were they read for each entry."""
     outcome = unpack(shared_extra_fields(), archiver, tmp_path)
     assert (outcome.status, outcome.error) == (0, "")
-
-
-def test_a_nul_in_a_name_is_a_blank(archiver: Archiver, tmp_path: Path) -> None:
-    outcome = unpack(craft.archive(Entry(b"a.txt\0.exe", b"x")), archiver, tmp_path)
-    assert outcome.status == 0
-    assert made(tmp_path) == ("a.txt .exe",)
 
 
 def test_a_ratio_that_deflate_can_reach_passes(archiver: Archiver, tmp_path: Path) -> None:

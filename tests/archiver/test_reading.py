@@ -158,11 +158,6 @@ def test_utf8_names_need_no_mark(archiver: Archiver, tmp_path: Path) -> None:
     assert unpacked_names(archiver, tmp_path, entry) == ["Größe"]
 
 
-def test_names_that_are_no_utf8_are_code_page_437(archiver: Archiver, tmp_path: Path) -> None:
-    entry = craft.Entry(b"Gr\x94\xe1e", b"x", flags=0)
-    assert unpacked_names(archiver, tmp_path, entry) == ["Größe"]
-
-
 def test_directories_need_no_entry_of_their_own(archiver: Archiver, tmp_path: Path) -> None:
     assert unpacked_names(archiver, tmp_path, craft.Entry("a/b/c", b"x")) == ["a", "a/b", "a/b/c"]
 
