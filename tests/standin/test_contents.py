@@ -3,7 +3,10 @@
 from __future__ import annotations
 
 import json
+import struct
+import time
 import zipfile
+from datetime import datetime
 from typing import Any, Callable
 
 import pytest
@@ -119,6 +122,20 @@ def test_exit_code_and_name_can_be_left_out(standin: Make, statement: bytes) -> 
     archive = output(standin, statement, exitCode=None, destFileName=None)
     assert result_plist(archive) == {}
     assert archive.namelist()[2:] == ["OutputArchive/Logs/", "OutputArchive/Logs/conversion.log"]
+
+
+def test_what_goes_back_was_made_now(standin: Make, statement: bytes) -> None:
+    begun = int(time.time())
+    with output(standin, statement) as archive:
+        entries = archive.infolist()
+    ended = time.time()
+    assert len(entries) == 5
+    for entry in entries:
+        # Even seconds of the local time, and the second of the extra field behind it.
+        local = datetime(*entry.date_time).timestamp()
+        kind, _, _, seconds = struct.unpack("<HHBl", entry.extra[-9:])
+        assert (kind, begun <= seconds <= ended) == (0x5455, True)
+        assert 0 <= seconds - local < 2
 
 
 def test_parts_of_the_archive_can_be_missing(standin: Make, statement: bytes) -> None:

@@ -7,6 +7,8 @@
 from __future__ import annotations
 
 import io
+import struct
+import time
 import zipfile
 from typing import Iterable, Mapping
 
@@ -18,6 +20,8 @@ _LARGEST_SOURCE = 1 << 31
 _FILE_MODE = 0o100644 << 16
 _DIRECTORY_MODE = (0o040755 << 16) | 0x10
 _FINDER_NAMES = ("._", ".DS_Store")
+_UNIX_TIME = 0x5455  # the extra field of APPNOTE 4.6.1 that holds seconds since 1970
+_HAS_MODIFICATION_TIME = 1
 
 
 class ArchiveError(Exception):
@@ -38,17 +42,24 @@ def unpack(data: bytes) -> SourceFile:
 
 
 def pack(entries: Mapping[str, Body]) -> bytes:
-    """A zip with these entries in their order; a name that ends in "/" is a directory."""
+    """A zip with these entries in their order, made now; a name that ends in "/" is a directory."""
+    now = time.time()
     buffer = io.BytesIO()
     with zipfile.ZipFile(buffer, "w", zipfile.ZIP_DEFLATED) as archive:
         for name, body in entries.items():
-            info = zipfile.ZipInfo(name)
+            info = zipfile.ZipInfo(name, time.localtime(now)[:6])
+            info.extra = _unix_time(now)
             info.compress_type = zipfile.ZIP_DEFLATED
             info.external_attr = _DIRECTORY_MODE if name.endswith("/") else _FILE_MODE
             with archive.open(info, "w", force_zip64=len(body) >= 1 << 31) as entry:
                 for block in body.blocks():
                     entry.write(block)
     return buffer.getvalue()
+
+
+def _unix_time(seconds: float) -> bytes:
+    """The time that does not depend on anybody's time zone, as the local one in the entry does."""
+    return struct.pack("<HHBl", _UNIX_TIME, 5, _HAS_MODIFICATION_TIME, int(seconds))
 
 
 def _only_file(infos: Iterable[zipfile.ZipInfo]) -> zipfile.ZipInfo:
