@@ -5,6 +5,7 @@ from __future__ import annotations
 import itertools
 import json
 import os
+import pty
 import re
 import shlex
 import signal
@@ -100,11 +101,41 @@ def test_a_signal_cancels_and_leaves_nothing(stage: Stage, number: int) -> None:
     ("arguments", "status", "words"),
     [
         (["nowhere.ofx"], 2, "demo: there is no file nowhere.ofx"),
+        (["tests"], 2, "demo: tests is a directory; name one statement in it"),
         (["--fast"], 2, "demo: no option named '--fast'"),
         (["a", "b"], 2, "usage: ./demo [FILE]"),
         (["--help"], 0, "./demo FILE     converts FILE"),
     ],
 )
 def test_the_demo_says_what_it_wants(arguments: list[str], status: int, words: str) -> None:
-    done = subprocess.run([str(DEMO), *arguments], capture_output=True, text=True, timeout=PATIENCE)
+    done = subprocess.run(
+        [str(DEMO), *arguments], cwd=PROJECT, capture_output=True, text=True, timeout=PATIENCE
+    )
     assert (done.returncode, words in done.stdout + done.stderr) == (status, True)
+
+
+def test_the_counter_of_the_build_moves_on_a_terminal(tmp_path: Path) -> None:
+    """The script in a tree of its own, where nothing is missing and cmake only counts."""
+    (tmp_path / "scripts").mkdir()
+    for path, text in {
+        tmp_path / "demo": DEMO.read_text(),
+        tmp_path / "scripts" / "install-packages": "#!/bin/sh\n",
+        tmp_path / "cmake": "#!/bin/sh\nprintf '[1/2] Building\\n[2/2] Linking\\n'\nexit 3\n",
+    }.items():
+        path.write_text(text)
+        path.chmod(0o755)
+    control, terminal = pty.openpty()
+    done = subprocess.run(
+        [str(tmp_path / "demo")],
+        env={**os.environ, "PATH": f"{tmp_path}:/usr/bin:/bin"},
+        stdout=terminal,
+        stderr=subprocess.PIPE,
+        text=True,
+        timeout=PATIENCE,
+    )
+    os.close(terminal)
+    written = os.read(control, 65536).decode()
+    os.close(control)
+    assert "\rBuilding the program... 1/2 \rBuilding the program... 2/2 \r" in written
+    assert written.endswith("Building the program... failed\r\n")
+    assert done.returncode == 3 and "[2/2] Linking" in done.stderr
