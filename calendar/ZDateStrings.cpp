@@ -145,8 +145,8 @@ std::optional<Date> ZDateUtilities::dateFromMonthDayYearString(std::string_view 
   const std::string_view last = string.substr(second + 1);
   if (last.find('/') != std::string_view::npos) return std::nullopt;
   // A number that is 0 makes no date: dateWithYear refuses it.
-  return dateWithYear(numberOfLeadingDigits(last), numberOfLeadingDigits(string),
-                      numberOfLeadingDigits(string.substr(first + 1)));
+  return dateWithYear(integerValue(last), integerValue(string.substr(0, first)),
+                      integerValue(string.substr(first + 1, second - first - 1)));
 }
 
 }  // namespace ztp

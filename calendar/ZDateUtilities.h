@@ -112,8 +112,10 @@ class ZDateUtilities {
   [[nodiscard]] static std::int64_t timeZoneOffsetFromOFXTimeString(std::string_view string);
   /// "20190315"; "00000000" for no date. Not coerced.
   [[nodiscard]] static std::string OFXStringFromDate(std::optional<Date> date);
-  /// Reads month/day/year, exactly three numbers: "3/15/2019". Absent when one of them is 0. The
-  /// year is taken as it stands: 19 is the year 19 (see yearByAdjustingYearIfNecessary).
+  /// Reads month/day/year, exactly three integers: "3/15/2019", " 3/+15/2019". Each may have blanks
+  /// and a sign in front, and counts up to its first other character. Absent when one of them is 0
+  /// or below. The year is taken as it stands: 19 is the year 19 (see
+  /// yearByAdjustingYearIfNecessary).
   [[nodiscard]] static std::optional<Date> dateFromMonthDayYearString(std::string_view string);
 
   // Arithmetic (ZDateArithmetic.cpp) ------------------------------------------------------------
