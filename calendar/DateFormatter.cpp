@@ -36,7 +36,7 @@ const std::string& DateFormatter::pattern() const {
 }
 
 std::optional<Timestamp> DateFormatter::timestampFromString(std::string_view text) const {
-  const std::optional<ClockReading> clock = pattern_->read(text);
+  const std::optional<ParsedTime> clock = pattern_->read(text);
   if (!clock) return std::nullopt;
   const std::int32_t offset = clock->secondsFromGMT
                                   ? *clock->secondsFromGMT

@@ -1,5 +1,5 @@
 // DateFormatter: instants to text and back by a pattern of Unicode Technical Standard 35 letters.
-// The wire forms, the display form and the forms that callers bring are all formatters of this
+// The fixed forms, the display form and the forms that callers bring are all formatters of this
 // kind.
 #pragma once
 

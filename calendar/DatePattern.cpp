@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "calendar/FixedFormats.h"
 #include "calendar/PatternText.h"
-#include "calendar/WireForms.h"
 
 namespace ztp {
 
@@ -71,11 +71,11 @@ std::vector<PatternField> compile(std::string_view pattern) {
   return fields;
 }
 
-WireForm wireFormOf(std::string_view pattern) {
-  if (pattern == "yyyy-MM-dd'T'HH:mm:ss'Z'") return WireForm::iso8601;
-  if (pattern == "yyyy-MM-dd'T'HH:mm:ss.SSS'Z'") return WireForm::iso8601Milliseconds;
-  if (pattern == "EEE, dd MMM yyyy HH':'mm':'ss Z") return WireForm::rfc1123;
-  return WireForm::none;
+FixedFormat fixedFormatOf(std::string_view pattern) {
+  if (pattern == "yyyy-MM-dd'T'HH:mm:ss'Z'") return FixedFormat::iso8601;
+  if (pattern == "yyyy-MM-dd'T'HH:mm:ss.SSS'Z'") return FixedFormat::iso8601Milliseconds;
+  if (pattern == "EEE, dd MMM yyyy HH':'mm':'ss Z") return FixedFormat::rfc1123;
+  return FixedFormat::none;
 }
 
 }  // namespace
@@ -83,27 +83,27 @@ WireForm wireFormOf(std::string_view pattern) {
 DatePattern::DatePattern(std::string_view pattern)
     : text_(pattern),
       fields_(compile(pattern)),
-      wireForm_(wireFormOf(pattern)),
+      fixedFormat_(fixedFormatOf(pattern)),
       hasFraction_(std::any_of(fields_.begin(), fields_.end(),
                                [](const PatternField& field) { return field.letter == 'S'; })) {}
 
-std::optional<ClockReading> DatePattern::read(std::string_view text) const {
-  switch (wireForm_) {
-    case WireForm::iso8601:
+std::optional<ParsedTime> DatePattern::read(std::string_view text) const {
+  switch (fixedFormat_) {
+    case FixedFormat::iso8601:
       return readISO8601(text);
-    case WireForm::iso8601Milliseconds:
+    case FixedFormat::iso8601Milliseconds:
       return readISO8601Milliseconds(text);
-    case WireForm::rfc1123:
+    case FixedFormat::rfc1123:
       return readRFC1123(text);
-    case WireForm::none:
+    case FixedFormat::none:
       break;
   }
   return readByFields(fields_, text);
 }
 
-std::string DatePattern::print(const ClockFace& face) const {
-  if (wireForm_ == WireForm::iso8601 && isOfFourDigitYear(face)) return printISO8601(face);
-  return printByFields(fields_, face);
+std::string DatePattern::print(const WallTime& time) const {
+  if (fixedFormat_ == FixedFormat::iso8601 && isOfFourDigitYear(time)) return printISO8601(time);
+  return printByFields(fields_, time);
 }
 
 }  // namespace ztp

@@ -7,13 +7,14 @@
 #include <string_view>
 #include <vector>
 
-#include "calendar/ClockReading.h"
+#include "calendar/ParsedTime.h"
 #include "calendar/PatternField.h"
+#include "calendar/WallTime.h"
 
 namespace ztp {
 
 /// The forms that have a reader and a printer of their own beside the general ones.
-enum class WireForm { none, iso8601, iso8601Milliseconds, rfc1123 };
+enum class FixedFormat { none, iso8601, iso8601Milliseconds, rfc1123 };
 
 /// A pattern's fields in their order. Never changes after construction.
 class DatePattern {
@@ -27,14 +28,14 @@ class DatePattern {
   [[nodiscard]] bool hasFraction() const { return hasFraction_; }
 
   /// What the text says; absent when it is not exactly of this form.
-  [[nodiscard]] std::optional<ClockReading> read(std::string_view text) const;
-  /// The text of a clock's face.
-  [[nodiscard]] std::string print(const ClockFace& face) const;
+  [[nodiscard]] std::optional<ParsedTime> read(std::string_view text) const;
+  /// The text of a wall-clock time.
+  [[nodiscard]] std::string print(const WallTime& time) const;
 
  private:
   std::string text_;
   std::vector<PatternField> fields_;
-  WireForm wireForm_;
+  FixedFormat fixedFormat_;
   bool hasFraction_;
 };
 

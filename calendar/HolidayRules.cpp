@@ -86,12 +86,12 @@ std::uint8_t calendarOf(ZHolidayType type) {
   return 0;
 }
 
-bool isGoodFriday(const AskedDay& day) {
+bool isGoodFriday(const QueriedDay& day) {
   if (day.weekday != friday || (day.civil.month != 3 && day.civil.month != 4)) return false;
   return day.isDate && day.number + 2 == dayNumberFromCivilDate(easterSunday(day.civil.year));
 }
 
-bool isOfficialHoliday(const AskedDay& day, std::uint8_t calendar) {
+bool isOfficialHoliday(const QueriedDay& day, std::uint8_t calendar) {
   const auto month = static_cast<std::size_t>(day.civil.month);
   for (std::size_t at = firstRuleOfMonth[month]; at < firstRuleOfMonth[month + 1]; ++at) {
     const HolidayRule& rule = rules[at];
@@ -106,22 +106,22 @@ bool isOfficialHoliday(const AskedDay& day, std::uint8_t calendar) {
 }
 
 /// The day so many days away at the same time of day; absent beyond the calendar.
-std::optional<AskedDay> neighbour(const AskedDay& day, std::int32_t days) {
+std::optional<QueriedDay> neighbour(const QueriedDay& day, std::int32_t days) {
   const std::int64_t number = std::int64_t{day.number} + days;
   if (!isCalendarDay(number)) return std::nullopt;
-  AskedDay found = AskedDay::ofNumber(static_cast<DayNumber>(number));
+  QueriedDay found = QueriedDay::ofNumber(static_cast<DayNumber>(number));
   found.instant = day.instant + days * static_cast<double>(secondsPerDay);
   found.isDate = day.isDate;
   return found;
 }
 
-HolidayAnswer answerOfNeighbour(const AskedDay& day, std::int32_t days, ZHolidayType type) {
-  const std::optional<AskedDay> asked = neighbour(day, days);
-  return asked ? holidayAnswer(*asked, type) : HolidayAnswer{};
+HolidayAnswer answerOfNeighbour(const QueriedDay& day, std::int32_t days, ZHolidayType type) {
+  const std::optional<QueriedDay> found = neighbour(day, days);
+  return found ? holidayAnswer(*found, type) : HolidayAnswer{};
 }
 
 /// Whether the day is the last of its month or year, on which books are closed.
-bool endsPeriod(const AskedDay& day) {
+bool endsPeriod(const QueriedDay& day) {
   if (day.isDate) return day.civil.day == lastDayOfMonth(day.civil.year, day.civil.month);
   // An instant that is no date equals none; the boundary methods say so in the log.
   const bool endsMonth = ZDateUtilities::lastDayOfMonthContainingDate(day.instant) == day.instant;
@@ -130,7 +130,7 @@ bool endsPeriod(const AskedDay& day) {
 
 /// A Sunday's holiday moves to the Monday; a Saturday's to the Friday, on the exchange alone. The
 /// exchange stays open on the last day of a month or year.
-HolidayAnswer observedInUnitedStates(const AskedDay& day, ZHolidayType type) {
+HolidayAnswer observedInUnitedStates(const QueriedDay& day, ZHolidayType type) {
   if (day.isDate && day.weekday != friday && day.weekday != monday) return {};
   const bool isBank = type == ZHolidayType::ZHolidayTypeUSBank;
   const bool isPeriodEnd = endsPeriod(day);
@@ -153,7 +153,7 @@ static_assert(std::all_of(rules.begin(), rules.end(), isOnWeekdayOrFixed));
 
 /// Whether a holiday of the weekend may have moved to this weekday: only one on a fixed day falls
 /// on a weekend, and it moves by three days at most.
-bool mayStandForWeekend(const AskedDay& day, std::uint8_t calendar) {
+bool mayStandForWeekend(const QueriedDay& day, std::uint8_t calendar) {
   constexpr std::int32_t farthest = 3;
   if (day.civil.day <= farthest) return true;  // from the month before
   const auto month = static_cast<std::size_t>(day.civil.month);
@@ -168,7 +168,7 @@ bool mayStandForWeekend(const AskedDay& day, std::uint8_t calendar) {
 }
 
 /// A weekend's holiday moves to the Monday, and on to the Tuesday when the Monday is taken.
-HolidayAnswer observedInToronto(const AskedDay& day) {
+HolidayAnswer observedInToronto(const QueriedDay& day) {
   if (day.weekday != monday && day.weekday != tuesday) return {};
   if (!mayStandForWeekend(day, tse)) return {false, day.weekday == monday};
   constexpr ZHolidayType type = ZHolidayType::ZHolidayTypeTSE;
@@ -185,12 +185,12 @@ HolidayAnswer observedInToronto(const AskedDay& day) {
 
 }  // namespace
 
-AskedDay AskedDay::ofNumber(DayNumber number) {
+QueriedDay QueriedDay::ofNumber(DayNumber number) {
   return {number, civilDateFromDayNumber(number), weekdayFromDayNumber(number), dateOfDay(number),
           true};
 }
 
-HolidayAnswer holidayAnswer(const AskedDay& day, ZHolidayType type) {
+HolidayAnswer holidayAnswer(const QueriedDay& day, ZHolidayType type) {
   const std::uint8_t calendar = calendarOf(type);
   if (calendar == 0) return {};
   if (isOfficialHoliday(day, calendar)) return {true, false};

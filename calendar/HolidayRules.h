@@ -8,17 +8,17 @@
 
 namespace ztp {
 
-/// A day that a holiday calendar is asked about.
-struct AskedDay {
+/// A day whose holidays are looked up.
+struct QueriedDay {
   DayNumber number = 0;
   CivilDate civil;
   int weekday = 1;
-  /// The instant asked about. Only one at noon UTC can equal another date.
+  /// The instant queried. Only one at noon UTC can equal another date.
   Timestamp instant;
   bool isDate = true;
 
-  /// The date of that day, asked about as one.
-  static AskedDay ofNumber(DayNumber number);
+  /// The date of that day, as a day to query.
+  static QueriedDay ofNumber(DayNumber number);
 };
 
 /// What the rules say of a day.
@@ -29,7 +29,7 @@ struct HolidayAnswer {
 };
 
 /// Whether the day is a holiday, official or observed.
-HolidayAnswer holidayAnswer(const AskedDay& day, ZHolidayType type);
+HolidayAnswer holidayAnswer(const QueriedDay& day, ZHolidayType type);
 
 /// Easter Sunday of a year of the calendar, by the Gregorian rule.
 CivilDate easterSunday(std::int32_t year);

@@ -57,7 +57,7 @@ struct PrintedFields {
   std::int32_t second;  // of the day
 };
 
-void putField(std::string& text, const PatternField& field, const ClockFace& face,
+void putField(std::string& text, const PatternField& field, const WallTime& time,
               const PrintedFields& fields) {
   const int width = field.width;
   const std::int32_t hour = fields.second / 3600;
@@ -79,12 +79,12 @@ void putField(std::string& text, const PatternField& field, const ClockFace& fac
     case 's':
       return putNumber(text, fields.second % 60, width);
     case 'S':
-      return putFraction(text, face.nanoseconds, width);
+      return putFraction(text, time.nanoseconds, width);
     case 'a':
       text += hour < 12 ? "AM" : "PM";
       return;
     case 'Z':
-      return putOffset(text, face.secondsFromGMT, width);
+      return putOffset(text, time.secondsFromGMT, width);
     default:
       text += field.literal;
       return;
@@ -93,15 +93,15 @@ void putField(std::string& text, const PatternField& field, const ClockFace& fac
 
 }  // namespace
 
-std::string printByFields(std::span<const PatternField> fields, const ClockFace& face) {
-  const DayAndSecond at = splitSeconds(face.seconds);
+std::string printByFields(std::span<const PatternField> fields, const WallTime& time) {
+  const DayAndSecond at = splitSeconds(time.seconds);
   const auto day = static_cast<DayNumber>(at.day);
   const auto weekday = static_cast<std::size_t>(weekdayFromDayNumber(day)) - 1;
   const PrintedFields printed{civilDateFromDayNumber(day), weekdayNames.at(weekday), at.second};
   constexpr std::size_t longEnoughForMost = 40;
   std::string text;
   text.reserve(longEnoughForMost);
-  for (const PatternField& field : fields) putField(text, field, face, printed);
+  for (const PatternField& field : fields) putField(text, field, time, printed);
   return text;
 }
 

@@ -191,8 +191,8 @@ std::int32_t hourOf(const ReadFields& fields) {
 
 }  // namespace
 
-std::optional<ClockReading> readByFields(std::span<const PatternField> fields,
-                                         std::string_view text) {
+std::optional<ParsedTime> readByFields(std::span<const PatternField> fields,
+                                       std::string_view text) {
   ReadFields read;
   for (const PatternField& field : fields) {
     if (!takeField(text, field, read)) return std::nullopt;
@@ -200,7 +200,7 @@ std::optional<ClockReading> readByFields(std::span<const PatternField> fields,
   if (!text.empty() || !isExistingDay(read.date)) return std::nullopt;
   const std::int64_t day = dayNumberFromCivilDate(read.date);
   const std::int32_t time = hourOf(read) * 3600 + read.minute * 60 + read.second;
-  return ClockReading{day * secondsPerDay + time, read.fraction, read.secondsFromGMT};
+  return ParsedTime{day * secondsPerDay + time, read.fraction, read.secondsFromGMT};
 }
 
 }  // namespace ztp

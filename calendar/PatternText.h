@@ -7,16 +7,16 @@
 #include <string>
 #include <string_view>
 
-#include "calendar/ClockReading.h"
+#include "calendar/ParsedTime.h"
 #include "calendar/PatternField.h"
+#include "calendar/WallTime.h"
 
 namespace ztp {
 
 /// What the text says when it is exactly of the form of the fields.
-std::optional<ClockReading> readByFields(std::span<const PatternField> fields,
-                                         std::string_view text);
+std::optional<ParsedTime> readByFields(std::span<const PatternField> fields, std::string_view text);
 
-/// The text of a clock's face, field by field.
-std::string printByFields(std::span<const PatternField> fields, const ClockFace& face);
+/// The text of a wall-clock time, field by field.
+std::string printByFields(std::span<const PatternField> fields, const WallTime& time);
 
 }  // namespace ztp

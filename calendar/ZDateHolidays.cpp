@@ -12,7 +12,7 @@ bool ZDateUtilities::isDateHoliday(std::optional<Date> date, ZHolidayType forHol
   *inLieuOfOfficial = false;
   const std::optional<DayNumber> number = dayOfTimestamp(*date);
   if (!number) return false;
-  AskedDay day = AskedDay::ofNumber(*number);
+  QueriedDay day = QueriedDay::ofNumber(*number);
   day.isDate = day.instant == *date;
   day.instant = *date;
   const HolidayAnswer answer = holidayAnswer(day, forHolidayType);

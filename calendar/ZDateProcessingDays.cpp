@@ -37,7 +37,7 @@ class ProcessingDays {
 
   [[nodiscard]] bool contains(DayNumber day) const {
     if (isOff(day)) return false;
-    return !holidayAnswer(AskedDay::ofNumber(day), ZHolidayType::ZHolidayTypeUSBank).isHoliday;
+    return !holidayAnswer(QueriedDay::ofNumber(day), ZHolidayType::ZHolidayTypeUSBank).isHoliday;
   }
 
   /// The day at which `count` processing days have been passed, the first day included, and another

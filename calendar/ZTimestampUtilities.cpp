@@ -12,17 +12,17 @@ namespace ztp {
 
 namespace {
 
-struct WireFormatter {
+struct FixedFormatter {
   std::string_view suffix;
   std::string_view pattern;
 };
 
-constexpr WireFormatter iso8601{"ISO8601DateFormatter", "yyyy-MM-dd'T'HH:mm:ss'Z'"};
-constexpr WireFormatter rfc1123{"RCF1123DateFormatter", "EEE, dd MMM yyyy HH':'mm':'ss Z"};
-constexpr WireFormatter iso8601WithMilliseconds{"ISO8601WithMillisecondsDateFormatter",
-                                                "yyyy-MM-dd'T'HH:mm:ss.SSS'Z'"};
+constexpr FixedFormatter iso8601{"ISO8601DateFormatter", "yyyy-MM-dd'T'HH:mm:ss'Z'"};
+constexpr FixedFormatter rfc1123{"RCF1123DateFormatter", "EEE, dd MMM yyyy HH':'mm':'ss Z"};
+constexpr FixedFormatter iso8601WithMilliseconds{"ISO8601WithMillisecondsDateFormatter",
+                                                 "yyyy-MM-dd'T'HH:mm:ss.SSS'Z'"};
 
-const DateFormatter& formatterInDictionary(const WireFormatter& kind,
+const DateFormatter& formatterInDictionary(const FixedFormatter& kind,
                                            std::string_view receivingClass) {
   std::string key(receivingClass);
   key += ':';
@@ -33,7 +33,7 @@ const DateFormatter& formatterInDictionary(const WireFormatter& kind,
 
 /// The same, with the place of this class's own formatter remembered by the calling thread: the
 /// dictionary never moves an entry.
-const DateFormatter& threadLocalFormatter(const WireFormatter& kind,
+const DateFormatter& threadLocalFormatter(const FixedFormatter& kind,
                                           std::string_view receivingClass,
                                           const DateFormatter*& own) {
   if (receivingClass != ZTimestampUtilities::className) {

@@ -99,8 +99,8 @@ class ZTimestampUtilities {
   /// The user's calendar; its zone follows later changes of the local zone.
   [[nodiscard]] static Calendar _currentCalendar();
 
-  /// The calling thread's formatters of the three wire forms: made on a thread's first use, kept in
-  /// its ThreadDictionary (ThreadDictionary.h) under "<receiving class>:<suffix>", all in UTC. A
+  /// The calling thread's formatters of the three fixed forms: made on a thread's first use, kept
+  /// in its ThreadDictionary (ThreadDictionary.h) under "<receiving class>:<suffix>", all in UTC. A
   /// class that derives its own forms hands in its name and gets formatters of its own.
   ///   suffix "ISO8601DateFormatter",                 pattern "yyyy-MM-dd'T'HH:mm:ss'Z'"
   ///   suffix "RCF1123DateFormatter",                 pattern "EEE, dd MMM yyyy HH':'mm':'ss Z"

@@ -1,6 +1,6 @@
-// WireForms: every character of a fixed form has its place, so a text is read without looking for
-// anything: all digits are taken first, and one test at the end says whether all of them were.
-#include "calendar/WireForms.h"
+// FixedFormats: every character of a fixed form has its place, so a text is read without looking
+// for anything: all digits are taken first, and one test at the end says whether all of them were.
+#include "calendar/FixedFormats.h"
 
 #include <array>
 #include <cstddef>
@@ -114,23 +114,23 @@ void putTwo(char* to, std::int32_t number) {
 
 }  // namespace
 
-std::optional<ClockReading> readISO8601(std::string_view text) {
+std::optional<ParsedTime> readISO8601(std::string_view text) {
   if (text.size() != 20 || text[19] != 'Z') return std::nullopt;
   const std::optional<std::int64_t> seconds = readISO8601DateAndTime(text.data());
   if (!seconds) return std::nullopt;
-  return ClockReading{*seconds};
+  return ParsedTime{*seconds};
 }
 
-std::optional<ClockReading> readISO8601Milliseconds(std::string_view text) {
+std::optional<ParsedTime> readISO8601Milliseconds(std::string_view text) {
   if (text.size() != 24 || text[19] != '.' || text[23] != 'Z') return std::nullopt;
   const std::optional<std::int64_t> seconds = readISO8601DateAndTime(text.data());
   DigitReader digits(text.data());
   const std::int32_t milliseconds = digits.three(20);
   if (!seconds || !digits.sawDigitsOnly()) return std::nullopt;
-  return ClockReading{*seconds, milliseconds / 1000.0};
+  return ParsedTime{*seconds, milliseconds / 1000.0};
 }
 
-std::optional<ClockReading> readRFC1123(std::string_view text) {
+std::optional<ParsedTime> readRFC1123(std::string_view text) {
   // 0 "Fri, " 5 "15 " 8 "Mar " 12 "2019 " 17 "13:30:00 " 26 "+0000"
   if (text.size() < 29) return std::nullopt;
   const char* at = text.data();
@@ -145,15 +145,15 @@ std::optional<ClockReading> readRFC1123(std::string_view text) {
   if (numberOfName(packedWeekdays, at) == 0 || !isExistingDay(date)) return std::nullopt;
   const std::optional<std::int32_t> offset = readOffset(text.substr(26));
   if (!offset || hour > 23 || minute > 59 || second > 59) return std::nullopt;
-  return ClockReading{secondsOf(dayNumberFromCivilDate(date), hour, minute, second), 0.0, offset};
+  return ParsedTime{secondsOf(dayNumberFromCivilDate(date), hour, minute, second), 0.0, offset};
 }
 
-bool isOfFourDigitYear(const ClockFace& face) {
-  return face.seconds < dayNumberFromCivilDate({10'000, 1, 1}) * secondsPerDay;
+bool isOfFourDigitYear(const WallTime& time) {
+  return time.seconds < dayNumberFromCivilDate({10'000, 1, 1}) * secondsPerDay;
 }
 
-std::string printISO8601(const ClockFace& face) {
-  const DayAndSecond at = splitSeconds(face.seconds);
+std::string printISO8601(const WallTime& time) {
+  const DayAndSecond at = splitSeconds(time.seconds);
   const CivilDate date = civilDateFromDayNumber(static_cast<DayNumber>(at.day));
   std::string text("0000-00-00T00:00:00Z");
   char* const to = text.data();
