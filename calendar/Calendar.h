@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "calendar/DateComponents.h"
+#include "calendar/Export.h"
 #include "calendar/TimeZone.h"
 #include "calendar/Timestamp.h"
 
@@ -13,7 +14,7 @@ namespace ztp {
 
 /// A calendar with a time zone of its own, or one that follows the system's local zone. A value
 /// that never changes; safe to share between threads.
-class Calendar {
+class ZANBURY_CALENDAR_API Calendar {
  public:
   /// The calendar in one zone.
   explicit Calendar(TimeZone timeZone) : timeZone_(timeZone) {}

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "calendar/Export.h"
 #include "calendar/TimeZone.h"
 #include "calendar/Timestamp.h"
 
@@ -40,7 +41,7 @@ class DatePattern;
 /// what the pattern has, no blank and no sign; fields are in range and the day exists. Names and
 /// AM/PM are read in any case. Fields that the pattern lacks are those of 2000-01-01 00:00:00.
 ///   DateFormatter("MM/dd/yyyy", TimeZone::utc()).timestampFromString("03/15/2019")
-class DateFormatter {
+class ZANBURY_CALENDAR_API DateFormatter {
  public:
   /// Compiles the pattern; without a zone the formatter reads and prints in the system's local one
   /// at the time of each use. Throws std::invalid_argument for a letter or width that is not known

@@ -5,11 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "calendar/Export.h"
+
 namespace ztp {
 
 /// A parameter that a method cannot do without was absent. It names the place of the assertion as
 /// the library's users know it, and the condition that did not hold.
-class ParameterAssertion : public std::logic_error {
+class ZANBURY_CALENDAR_API ParameterAssertion : public std::logic_error {
  public:
   /// `condition` is the text of the condition, such as "inDate != nil".
   ParameterAssertion(std::string_view fileName, int line, std::string_view condition);

@@ -10,13 +10,14 @@
 #include <string_view>
 
 #include "calendar/DateFormatter.h"
+#include "calendar/Export.h"
 
 namespace ztp {
 
 /// The dictionary of one thread. Entries are added and never replaced or removed, so a reference
 /// to a formatter in it holds until its thread ends. It is gone when the
 /// destructors of thread-local and static objects run: not for use by them.
-class ThreadDictionary {
+class ZANBURY_CALENDAR_API ThreadDictionary {
  public:
   ThreadDictionary() = default;
   ThreadDictionary(const ThreadDictionary&) = delete;

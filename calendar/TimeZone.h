@@ -6,6 +6,7 @@
 #include <optional>
 #include <string_view>
 
+#include "calendar/Export.h"
 #include "calendar/Timestamp.h"
 
 namespace ztp {
@@ -15,7 +16,7 @@ class ZoneRules;
 /// A time zone. Copying copies one pointer; the rules behind it are read once, never change and
 /// live as long as the process, so a TimeZone may be used from any thread and at any time.
 /// tzdata that is updated later is followed by processes started after the update.
-class TimeZone {
+class ZANBURY_CALENDAR_API TimeZone {
  public:
   /// 0 seconds from GMT, at all times.
   [[nodiscard]] static TimeZone utc();

@@ -4,13 +4,15 @@
 
 #include <compare>
 
+#include "calendar/Export.h"
+
 namespace ztp {
 
 /// An instant: seconds since 2001-01-01 00:00:00 UTC, fractions included, leap seconds not counted.
 /// A plain value, as cheap to pass as the double it holds. An absent one is an empty std::optional.
 ///   Timestamp(0.0)                        // 2001-01-01 00:00:00 UTC
 ///   Timestamp::fromUnixSeconds(0.0)       // 1970-01-01 00:00:00 UTC
-class Timestamp {
+class ZANBURY_CALENDAR_API Timestamp {
  public:
   /// Unix time of the reference instant 2001-01-01 00:00:00 UTC, in seconds.
   static constexpr double unixSecondsOfReference = 978307200.0;

@@ -12,6 +12,7 @@
 #include "calendar/Calendar.h"
 #include "calendar/CivilDate.h"
 #include "calendar/DateFormatter.h"
+#include "calendar/Export.h"
 #include "calendar/TimeZone.h"
 #include "calendar/Timestamp.h"
 #include "calendar/ZHolidayType.h"
@@ -38,7 +39,7 @@ concept DatePicker = requires(const Control& control) {
 ///
 /// All may be called from any thread; setCurrentDateOverride and refreshCurrentDate change what all
 /// threads see and are meant for the main thread and for tests.
-class ZDateUtilities {
+class ZANBURY_CALENDAR_API ZDateUtilities {
  public:
   ZDateUtilities() = delete;
 

@@ -10,6 +10,7 @@
 #include "calendar/Calendar.h"
 #include "calendar/DateComponents.h"
 #include "calendar/DateFormatter.h"
+#include "calendar/Export.h"
 #include "calendar/TimeZone.h"
 #include "calendar/Timestamp.h"
 
@@ -20,7 +21,7 @@ namespace ztp {
 /// Wherever a time zone may be absent, an absent one means the user's current zone. An absent
 /// timestamp or date gives an absent result, and so does one beyond the calendar's range (the years
 /// 1 to lastCalendarYear). Text that cannot be read gives no timestamp, and nothing is logged.
-class ZTimestampUtilities {
+class ZANBURY_CALENDAR_API ZTimestampUtilities {
  public:
   ZTimestampUtilities() = delete;
 
