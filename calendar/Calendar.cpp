@@ -10,19 +10,6 @@ namespace ztp {
 
 namespace {
 
-/// The time of day in seconds, which may be negative or more than a day; absent when it alone would
-/// lead out of the calendar.
-std::optional<std::int64_t> secondsOfTime(const DateComponents& fields) {
-  constexpr std::int64_t limit = latestSecond - earliestSecond;
-  const auto isWithin = [](std::int64_t count, std::int64_t unit) {
-    return count >= -limit / unit && count <= limit / unit;
-  };
-  if (!isWithin(fields.hour, 3600) || !isWithin(fields.minute, 60) || !isWithin(fields.second, 1)) {
-    return std::nullopt;
-  }
-  return fields.hour * 3600 + fields.minute * 60 + fields.second;
-}
-
 /// The instant of a wall-clock time; absent when the clock shows a day beyond the calendar.
 std::optional<std::int64_t> instantOfWallClock(std::int64_t wallClock, TimeZone zone) {
   if (wallClock < earliestSecond || wallClock >= latestSecond) return std::nullopt;
@@ -65,7 +52,7 @@ std::optional<DateComponents> Calendar::componentsFromTimestamp(Timestamp instan
 
 std::optional<Timestamp> Calendar::timestampFromComponents(const DateComponents& fields) const {
   const std::optional<DayNumber> day = dayNumberRollingOver(fields.year, fields.month, fields.day);
-  const std::optional<std::int64_t> time = secondsOfTime(fields);
+  const std::optional<std::int64_t> time = secondsOfTime(fields.hour, fields.minute, fields.second);
   if (!day || !time) return std::nullopt;
   const std::optional<std::int64_t> instant = instantOfWallClock(
       *day * secondsPerDay + *time, fields.timeZone ? *fields.timeZone : timeZone());

@@ -1,21 +1,33 @@
 // CivilDate: year, month and day, and the integer arithmetic between them and day numbers. The
 // calendar is Gregorian from 15 October 1582 on and Julian before, whose last day was 4 October
-// 1582. Everything here is pure and constexpr; what is outside the stated ranges is the caller's to
-// refuse.
+// 1582. All arithmetic here is pure and constexpr; what is outside the stated ranges is the
+// caller's to refuse.
 #pragma once
 
+#include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <iosfwd>
 #include <optional>
+#include <string>
+
+#include "calendar/Export.h"
 
 namespace ztp {
 
-/// A day by its name. year [1:lastCalendarYear], month [1:12], day [1:31].
+/// A day by its name. year [1:lastCalendarYear], month [1:12], day [1:31]. Earlier is less.
 struct CivilDate {
   std::int32_t year = 1;
   std::int32_t month = 1;
   std::int32_t day = 1;
-  friend constexpr bool operator==(const CivilDate&, const CivilDate&) = default;
+  [[nodiscard]] friend constexpr auto operator<=>(const CivilDate&, const CivilDate&) = default;
 };
+
+/// "2019-03-15" (ISO 8601); years above 9999 have five digits and more.
+[[nodiscard]] ZANBURY_CALENDAR_API std::string toString(const CivilDate& date);
+/// Writes the same.
+ZANBURY_CALENDAR_API std::ostream& operator<<(std::ostream& out, const CivilDate& date);
 
 /// Days since 2001-01-01, which is day 0.
 using DayNumber = std::int32_t;
@@ -30,7 +42,7 @@ inline constexpr DayNumber firstGregorianDay = -152'750;
 inline constexpr DayNumber lastCalendarDay = 1'825'482'014;
 
 /// Whether the calendar has the day of this number.
-constexpr bool isCalendarDay(std::int64_t number) {
+[[nodiscard]] constexpr bool isCalendarDay(std::int64_t number) {
   return number >= firstCalendarDay && number <= lastCalendarDay;
 }
 
@@ -54,19 +66,19 @@ struct MarchYear {
 };
 
 /// January and February count as the months 13 and 14 of the year before.
-constexpr MarchYear marchYear(std::int32_t year, std::int32_t month) {
+[[nodiscard]] constexpr MarchYear marchYear(std::int32_t year, std::int32_t month) {
   const bool early = month <= 2;
   return {static_cast<std::uint32_t>(year) - (early ? 1U : 0U),
           static_cast<std::uint32_t>(month) + (early ? 12U : 0U)};
 }
 
 /// Days from 1 March to the first of a month [3:14].
-constexpr std::int32_t daysBeforeMonth(std::uint32_t month) {
+[[nodiscard]] constexpr std::int32_t daysBeforeMonth(std::uint32_t month) {
   return static_cast<std::int32_t>((979U * month - 2919U) / 32U);
 }
 
 /// The number of a day that is named by the Gregorian calendar.
-constexpr DayNumber gregorianDayNumber(const CivilDate& date) {
+[[nodiscard]] constexpr DayNumber gregorianDayNumber(const CivilDate& date) {
   const MarchYear from = marchYear(date.year, date.month);
   const std::uint32_t century = from.year / 100U;
   const std::uint32_t beforeYear = 365U * from.year + from.year / 4U - century + century / 4U;
@@ -75,14 +87,14 @@ constexpr DayNumber gregorianDayNumber(const CivilDate& date) {
 }
 
 /// The number of a day that is named by the Julian calendar.
-constexpr DayNumber julianDayNumber(const CivilDate& date) {
+[[nodiscard]] constexpr DayNumber julianDayNumber(const CivilDate& date) {
   const MarchYear from = marchYear(date.year, date.month);
   return static_cast<std::int32_t>(365U * from.year + from.year / 4U) +
          daysBeforeMonth(from.month) + date.day - 1 - daysFromJulianMarchZero;
 }
 
 /// The name of the day [0:365] after 1 March of a year.
-constexpr CivilDate fromMarchYear(std::uint32_t year, std::uint32_t dayOfYear) {
+[[nodiscard]] constexpr CivilDate fromMarchYear(std::uint32_t year, std::uint32_t dayOfYear) {
   const std::uint32_t line = 2141U * dayOfYear + 197913U;
   const bool early = dayOfYear >= 306U;
   return {static_cast<std::int32_t>(year + (early ? 1U : 0U)),
@@ -91,7 +103,7 @@ constexpr CivilDate fromMarchYear(std::uint32_t year, std::uint32_t dayOfYear) {
 }
 
 /// What the Gregorian calendar calls a day.
-constexpr CivilDate gregorianDate(DayNumber number) {
+[[nodiscard]] constexpr CivilDate gregorianDate(DayNumber number) {
   const auto days = static_cast<std::uint64_t>(std::int64_t{number} + daysFromGregorianMarchZero);
   const std::uint64_t quarters = 4U * days + 3U;
   const auto century = static_cast<std::uint32_t>(quarters / 146'097U);
@@ -103,7 +115,7 @@ constexpr CivilDate gregorianDate(DayNumber number) {
 }
 
 /// What the Julian calendar calls a day.
-constexpr CivilDate julianDate(DayNumber number) {
+[[nodiscard]] constexpr CivilDate julianDate(DayNumber number) {
   const auto quarters = 4U * static_cast<std::uint32_t>(number + daysFromJulianMarchZero) + 3U;
   return fromMarchYear(quarters / 1461U, quarters % 1461U / 4U);
 }
@@ -113,7 +125,7 @@ constexpr CivilDate julianDate(DayNumber number) {
 /// The name of a day of the calendar.
 ///   civilDateFromDayNumber(0)         // 2001-01-01
 ///   civilDateFromDayNumber(-152751)   // 1582-10-04, the day before 1582-10-15
-constexpr CivilDate civilDateFromDayNumber(DayNumber number) {
+[[nodiscard]] constexpr CivilDate civilDateFromDayNumber(DayNumber number) {
   return number >= firstGregorianDay ? civil_detail::gregorianDate(number)
                                      : civil_detail::julianDate(number);
 }
@@ -122,7 +134,7 @@ constexpr CivilDate civilDateFromDayNumber(DayNumber number) {
 /// October 1582 does not have are read as Julian days, ten days later.
 ///   dayNumberFromCivilDate({2001, 1, 1})     // 0
 ///   dayNumberFromCivilDate({1582, 10, 10})   // that of 1582-10-20
-constexpr DayNumber dayNumberFromCivilDate(const CivilDate& date) {
+[[nodiscard]] constexpr DayNumber dayNumberFromCivilDate(const CivilDate& date) {
   const DayNumber gregorian = civil_detail::gregorianDayNumber(date);
   return gregorian >= firstGregorianDay ? gregorian : civil_detail::julianDayNumber(date);
 }
@@ -131,8 +143,9 @@ constexpr DayNumber dayNumberFromCivilDate(const CivilDate& date) {
 /// roll over, as do those at or below 0. Absent beyond the calendar's range; nothing overflows.
 ///   dayNumberRollingOver(2020, 13, 1)   // that of 2021-01-01
 ///   dayNumberRollingOver(2020, 2, 30)   // that of 2020-03-01
-constexpr std::optional<DayNumber> dayNumberRollingOver(std::int64_t year, std::int64_t month,
-                                                        std::int64_t day) {
+[[nodiscard]] constexpr std::optional<DayNumber> dayNumberRollingOver(std::int64_t year,
+                                                                      std::int64_t month,
+                                                                      std::int64_t day) {
   if (year < 1 || year > lastCalendarYear) return std::nullopt;
   if (month >= 1 && month <= 12 && day >= 1 && day <= 28) {
     return dayNumberFromCivilDate({static_cast<std::int32_t>(year),
@@ -159,19 +172,19 @@ constexpr std::optional<DayNumber> dayNumberRollingOver(std::int64_t year, std::
 
 /// 1 (Sunday) to 7 (Saturday) for any day of the calendar.
 ///   weekdayFromDayNumber(0)   // 2: 2001-01-01 was a Monday
-constexpr int weekdayFromDayNumber(DayNumber number) {
+[[nodiscard]] constexpr int weekdayFromDayNumber(DayNumber number) {
   constexpr std::uint32_t daysFromEarlierSunday = 730'493;
   return static_cast<int>((static_cast<std::uint32_t>(number) + daysFromEarlierSunday) % 7U) + 1;
 }
 
 /// Whether the year has a 29 February: by Julian count before 1582, by Gregorian count after.
-constexpr bool isLeapYear(std::int32_t year) {
+[[nodiscard]] constexpr bool isLeapYear(std::int32_t year) {
   if (year % 4 != 0) return false;
   return year < 1582 || year % 100 != 0 || year % 400 == 0;
 }
 
 /// The last day of a month [1:12], 28 to 31. October 1582 ends with the 31st like every October.
-constexpr int lastDayOfMonth(std::int32_t year, std::int32_t month) {
+[[nodiscard]] constexpr int lastDayOfMonth(std::int32_t year, std::int32_t month) {
   if (month == 2) return isLeapYear(year) ? 29 : 28;
   return 30 + ((month + month / 8) & 1);
 }
@@ -179,7 +192,7 @@ constexpr int lastDayOfMonth(std::int32_t year, std::int32_t month) {
 /// Whether the calendar has the day: all numbers in range, and not one of the ten days that
 /// October 1582 lacks.
 ///   isExistingDay({2019, 2, 29})   // false
-constexpr bool isExistingDay(const CivilDate& date) {
+[[nodiscard]] constexpr bool isExistingDay(const CivilDate& date) {
   if (date.year < 1 || date.year > lastCalendarYear) return false;
   if (date.month < 1 || date.month > 12 || date.day < 1) return false;
   if (date.day > 28 && date.day > lastDayOfMonth(date.year, date.month)) return false;
@@ -187,3 +200,13 @@ constexpr bool isExistingDay(const CivilDate& date) {
 }
 
 }  // namespace ztp
+
+/// Days as keys.
+template <>
+struct std::hash<ztp::CivilDate> {
+  [[nodiscard]] std::size_t operator()(const ztp::CivilDate& date) const noexcept {
+    // Every day of the calendar has a number of its own here: 16 * 32 days a year.
+    const std::int64_t number = (std::int64_t{date.year} * 16 + date.month) * 32 + date.day;
+    return std::hash<std::int64_t>{}(number);
+  }
+};

@@ -22,8 +22,8 @@ int main() {
   const std::optional<ztp::Date> date = ZDateUtilities::dateFromISO8601String("2019-03-10");
   require(ZDateUtilities::ISO8601StringFromDate(date) == "2019-03-10", "a date's text");
   require(!ZDateUtilities::isNYSEHoliday(date), "a holiday");
-  const std::optional<ztp::Timestamp> midnight =
-      ZTimestampUtilities::timestampAtMidnightOnDate(date, ztp::TimeZone::named("America/New_York"));
+  const std::optional<ztp::Timestamp> midnight = ZTimestampUtilities::timestampAtMidnightOnDate(
+      date, ztp::TimeZone::named("America/New_York"));
   require(ZTimestampUtilities::ISO8601StringFromTimestamp(midnight) == "2019-03-10T05:00:00Z",
           "midnight in a zone");
   std::puts("consumer: all answers are right");
