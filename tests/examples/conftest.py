@@ -1,0 +1,15 @@
+"""Makes the tools and the fixtures of the conversation tests known to the tests of the examples."""
+
+from __future__ import annotations
+
+import sys
+from pathlib import Path
+
+PROJECT = Path(__file__).resolve().parents[2]
+sys.path[:0] = [
+    str(PROJECT / "tools"),
+    str(PROJECT / "tests" / "conversation"),
+    str(Path(__file__).resolve().parent),
+]
+
+from fixtures import desk, keys, program, sshd  # noqa: E402, F401
