@@ -22,11 +22,16 @@ void ZanburyToolProxy::abortIfTerminated() {
   }
 }
 
+// While forwarding, bytes of the host are no cancel and wait for their turn; once the delivery has
+// begun it is too late for one.
+bool ZanburyToolProxy::canHostCancel() const {
+  return inputFifoFileHandle && state != State::ForwardingMessages && !delivery_;
+}
+
 std::vector<int> ZanburyToolProxy::descriptorsToWatch() const {
   if (lastWordsDeadline_) return {};
   std::vector<int> descriptors{Signals::terminationDescriptor()};
-  // While forwarding, bytes of the host are no cancel and wait for their turn.
-  if (inputFifoFileHandle && state != State::ForwardingMessages) {
+  if (canHostCancel()) {
     descriptors.push_back(inputFifoFileHandle->fileDescriptor());
   }
   return descriptors;
@@ -36,7 +41,7 @@ void ZanburyToolProxy::attend() {
   if (lastWordsDeadline_) return;
   perform([this] {
     abortIfTerminated();
-    if (inputFifoFileHandle && state != State::ForwardingMessages) {
+    if (canHostCancel()) {
       const Data data = inputFifoFileHandle->availableData();
       if (!data.empty()) consumeInputFifoData(data);
     }

@@ -1,18 +1,13 @@
 // The upload: the source file as an encrypted zip archive, with its progress shown to the host.
 #include "app/ZanburyToolProxy.h"
 #include "platform/FileManager.h"
+#include "platform/ItemPath.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp {
 namespace {
 
 using Utilities = ZanburyToolProxyUtilities;
-
-// The last component of a path; a slash at its end does not count.
-std::filesystem::path lastComponent(std::filesystem::path path) {
-  if (!path.has_filename()) path = path.parent_path();
-  return path.filename();
-}
 
 }  // namespace
 
@@ -30,11 +25,9 @@ void ZanburyToolProxy::createInputArchive() {
 }
 
 bool ZanburyToolProxy::copySourceFile(const std::filesystem::path& directory) {
-  const std::filesystem::path source = sourceFilePath.value_or("");
-  const auto error = source.empty()
-                         ? std::optional(Error{"EXPORT_FILE_PATH is not set"})
-                         : FileManager::copyItem(source, directory / lastComponent(source),
-                                                 FileManager::Links::keep);
+  const auto source = withoutTrailingSlashes(sourceFilePath.value_or(""));
+  const auto error = source.empty() ? std::optional(Error{"EXPORT_FILE_PATH is not set"})
+                                    : FileManager::copyItem(source, directory / source.filename());
   if (!error) return true;
   abortWithReason("Could not copy the source file to the InputArchive directory", error, nullptr);
   return false;

@@ -91,7 +91,7 @@ void ZanburyToolProxy::createTemporaryDirectory() {
 
 void ZanburyToolProxy::removeItemAtPath(const std::filesystem::path& path) {
   if (path.empty() || FileManager::isSurelyAbsent(path)) return;
-  if (const auto error = FileManager::removeItem(path)) {
+  if (const auto error = FileManager::removeItem(path, TreeRemoval::Unremovable::empty)) {
     log("ERROR: Could not remove file, error = {}", printable(error->description));
     const bool didRun = ZanburyToolProxyUtilities::runTaskWithLaunchPath(
         "/bin/rm", std::vector<std::string>{"-rf", path.string()});
@@ -191,7 +191,7 @@ void ZanburyToolProxy::stopProxy() {
   stopRetryTimer();
   // An archiver that was interrupted must not go on writing into what is removed next.
   ChildProcess::killAwaited();
-  removeUnfinishedDelivery();
+  if (delivery_) delivery_->abandon();
   removeItemAtPath(temporaryDirectoryPath);
   temporaryDirectoryPath.clear();
   LastResort::remember({});

@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "app/Delivery.h"
 #include "app/DestinationQueue.h"
 #include "app/ZanburyToolProxyState.h"
 #include "platform/BackgroundReader.h"
@@ -86,6 +87,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
 
   void startAttending();
   void abortIfTerminated();
+  /// Whether bytes from the host mean a cancel, at once.
+  [[nodiscard]] bool canHostCancel() const;
   [[nodiscard]] std::vector<int> descriptorsToWatch() const override;
   void attend() override;
   [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> deadline() const override;
@@ -199,16 +202,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// Makes room for the result: the source's copy and its archive are needed no more.
   void removeUploadedFiles();
   [[nodiscard]] bool unpackOutputArchive();
-  /// Copies an item of the unpacked directory to a path of the host; the error says why not.
-  [[nodiscard]] std::optional<Error> deliver(const std::filesystem::path& directory,
-                                             const std::filesystem::path& item,
-                                             const std::filesystem::path& destination);
-  /// Removes what a delivery that is interrupted by the end of the session has written so far.
-  void removeUnfinishedDelivery();
-  void deliverConvertedFile(const std::filesystem::path& directory,
-                            const std::string& destFileName);
-  void deliverLogs(const std::filesystem::path& directory);
-  void replaceLogs(const std::filesystem::path& directory);
+  void abortAfterFailedDelivery(const std::optional<Delivery::Failure>& failure);
 
   // --- HostChannel.cpp: the two FIFOs ---
 
@@ -299,8 +293,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// When the last words that are being said must be out; set by the abort and the stop.
   std::optional<std::chrono::steady_clock::time_point> lastWordsDeadline_;
   int redirectCount_ = 0;  // of the whole session
-  /// Where a copy for the host is being written at the moment.
-  std::optional<std::filesystem::path> unfinishedDelivery_;
+  /// From the moment on at which the result is there. What the host sends then does nothing more.
+  std::optional<Delivery> delivery_;
 };
 
 }  // namespace ztp

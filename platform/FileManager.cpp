@@ -7,8 +7,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/BlockingWait.h"
 #include "platform/FileHandle.h"
+#include "platform/ItemPath.h"
 #include "platform/OpenFile.h"
+#include "platform/TreeCopy.h"
 
 namespace ztp {
 namespace {
@@ -26,6 +29,23 @@ Error errnoFor(std::string_view call, const fs::path& path) {
 MaybeError maybe(std::string_view call, const fs::path& path, const std::error_code& code) {
   if (!code) return std::nullopt;
   return errorFor(call, path, code);
+}
+
+// Copies what a path leads to, to a name that is free.
+void copyTo(const Directory& directory, const std::string& name, const fs::path& source) {
+  TreeCopy copy(TreeCopy::Content::copy, std::nullopt, BlockingWait::glance);
+  struct stat status {};
+  if (::stat(source.c_str(), &status) != 0) throw PlatformException(errnoFor("stat", source));
+  if (S_ISDIR(status.st_mode)) {
+    Directory from = Directory::at(source);
+    return copy.copyDirectory(from, directory.makeSubdirectory(name));
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw PlatformException("Neither a file nor a directory: " + source.string());
+  }
+  const int file = openFile(source, O_RDONLY | O_NONBLOCK);
+  if (file < 0) throw PlatformException(errnoFor("open", source));
+  copy.copyFile(FileHandle(file), directory, name);
 }
 
 }  // namespace
@@ -71,10 +91,35 @@ MaybeError FileManager::createDirectory(const fs::path& path) {
   return maybe("mkdir", path, code);
 }
 
-MaybeError FileManager::removeItem(const fs::path& path) {
-  std::error_code code;
-  fs::remove_all(path, code);
-  return maybe("remove", path, code);
+MaybeError FileManager::removeItem(const fs::path& path, TreeRemoval::Unremovable unremovable) {
+  try {
+    if (isSurelyAbsent(path)) return std::nullopt;
+    const ItemPath item(path);
+    TreeRemoval removal(BlockingWait::glance, unremovable);
+    removal.remove(Directory::at(item.parent), item.name);
+    return removal.error();
+  } catch (const PlatformException& exception) {
+    return Error{exception.what()};
+  }
+}
+
+MaybeError FileManager::copyItem(const fs::path& source, const fs::path& destination) {
+  try {
+    const ItemPath item(destination);
+    const Directory directory = Directory::at(item.parent);
+    if (directory.statusOf(item.name)) {
+      return Error::fromErrorNumber("copy to " + destination.string(), EEXIST);
+    }
+    try {
+      copyTo(directory, item.name, source);
+      return std::nullopt;
+    } catch (const PlatformException&) {
+      TreeRemoval([] {}).remove(directory, item.name);
+      throw;
+    }
+  } catch (const PlatformException& exception) {
+    return Error{exception.what()};
+  }
 }
 
 MaybeError FileManager::setMode(const fs::path& path, unsigned mode) {

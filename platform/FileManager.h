@@ -10,6 +10,7 @@
 
 #include "platform/Data.h"
 #include "platform/Error.h"
+#include "platform/TreeRemoval.h"
 
 namespace ztp {
 
@@ -36,8 +37,12 @@ class FileManager {
                                                       DataView content);
   /// Makes the directory and those above it; one that exists is no error.
   [[nodiscard]] static MaybeError createDirectory(const std::filesystem::path& path);
-  /// Removes a file, a link (not what it leads to) or a whole directory tree.
-  [[nodiscard]] static MaybeError removeItem(const std::filesystem::path& path);
+  /// Removes a file, a link (not what it leads to) or a whole directory tree, its directories that
+  /// are not writable included; that nothing is there is no error. The main thread's attendant is
+  /// called now and then (see BlockingWait).
+  [[nodiscard]] static MaybeError removeItem(
+      const std::filesystem::path& path,
+      TreeRemoval::Unremovable unremovable = TreeRemoval::Unremovable::leave);
   [[nodiscard]] static MaybeError setMode(const std::filesystem::path& path, unsigned mode);
 
   /// Writes in place, emptying what was there; a file that is new gets mode 0600 or less.
@@ -61,19 +66,12 @@ class FileManager {
   [[nodiscard]] static std::variant<std::vector<std::filesystem::path>, Error> contentsOfDirectory(
       const std::filesystem::path& path);
 
-  /// What a copy does with a symbolic link inside the copied tree. A link named as the source
-  /// itself is always followed.
-  enum class Links { keep, refuse };
-  /// What a copy does with a file's bytes. With `share` a file becomes a second name of the same
-  /// file where the destination allows it and the result is the same: for a source that is our own,
-  /// is not changed any more and goes soon.
-  enum class Content { copy, share };
-  /// Copies a file or a directory tree to a path where nothing is yet, with permissions (without
-  /// set-id bits) and modification times. What was copied before a failure is removed again.
-  /// The main thread's attendant is called now and then (see BlockingWait).
+  /// Copies the file or the directory tree that `source` leads to, to a path where nothing is yet,
+  /// with permissions (without set-id bits) and modification times; links inside a tree are kept.
+  /// What was copied before a failure is removed again. The main thread's attendant is called now
+  /// and then.
   [[nodiscard]] static MaybeError copyItem(const std::filesystem::path& source,
-                                           const std::filesystem::path& destination, Links links,
-                                           Content content = Content::copy);
+                                           const std::filesystem::path& destination);
 };
 
 }  // namespace ztp

@@ -8,9 +8,14 @@
 namespace ztp {
 
 int openFile(const std::filesystem::path& path, int flags, unsigned mode) noexcept {
+  return openFileAt(AT_FDCWD, path, flags, mode);
+}
+
+int openFileAt(int directory, const std::filesystem::path& path, int flags,
+               unsigned mode) noexcept {
   int fileDescriptor = -1;
   do {
-    fileDescriptor = ::open(path.c_str(), flags | O_CLOEXEC, mode);
+    fileDescriptor = ::openat(directory, path.c_str(), flags | O_CLOEXEC, mode);
   } while (fileDescriptor < 0 && errno == EINTR);
   return fileDescriptor;
 }

@@ -40,9 +40,19 @@ std::size_t bytesInPipe(int fileDescriptor) noexcept;
 /// copied this way (errno tells why).
 std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t maximum) noexcept;
 
-/// Whether new files in a directory get something from it that a file brought there would not have,
-/// such as its group or an access list. True also where that cannot be told.
-bool shapesNewFiles(const std::filesystem::path& directory);
+/// Whether new files in an open directory get something from it that a file brought there would not
+/// have, such as its group or an access list. True also where that cannot be told.
+bool shapesNewFiles(int directory) noexcept;
+
+/// The flag of open(2) for a directory that may be searched but not listed.
+int searchOnly() noexcept;
+
+/// Lets two items of one open directory change their names at one stroke. False, and nothing done,
+/// where the file system cannot do that (errno tells why).
+bool exchangeNames(int directory, const char* name, const char* other) noexcept;
+
+/// Fills in bytes that nobody can foresee. False when the system has none.
+bool fillWithRandomBytes(void* memory, std::size_t size) noexcept;
 
 /// Makes zeros of a large piece of the heap without taking memory for pages that were never filled.
 void discard(void* memory, std::size_t size) noexcept;

@@ -1,4 +1,6 @@
 // What macOS gives.
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -7,6 +9,7 @@
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -68,8 +71,20 @@ std::optional<std::size_t> copyInKernel(int /*source*/, int /*destination*/,
 }
 
 // Every directory gives new files its group.
-bool shapesNewFiles(const std::filesystem::path& /*directory*/) {
+bool shapesNewFiles(int /*directory*/) noexcept {
   return true;
+}
+
+int searchOnly() noexcept {
+  return O_SEARCH;
+}
+
+bool exchangeNames(int directory, const char* name, const char* other) noexcept {
+  return ::renameatx_np(directory, name, directory, other, RENAME_SWAP) == 0;
+}
+
+bool fillWithRandomBytes(void* memory, std::size_t size) noexcept {
+  return ::getentropy(memory, size) == 0;
 }
 
 void discard(void* memory, std::size_t size) noexcept {

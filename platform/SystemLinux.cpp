@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
@@ -117,13 +118,24 @@ std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t
   return static_cast<std::size_t>(copied);
 }
 
-bool shapesNewFiles(const std::filesystem::path& directory) {
-  const std::filesystem::path path = directory.empty() ? "." : directory;
+bool shapesNewFiles(int directory) noexcept {
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0 || (status.st_mode & S_ISGID) != 0) return true;
+  if (::fstat(directory, &status) != 0 || (status.st_mode & S_ISGID) != 0) return true;
   // acl(5): the access list that new files start with.
-  if (::getxattr(path.c_str(), "system.posix_acl_default", nullptr, 0) >= 0) return true;
+  if (::fgetxattr(directory, "system.posix_acl_default", nullptr, 0) >= 0) return true;
   return errno != ENODATA && errno != ENOTSUP;
+}
+
+int searchOnly() noexcept {
+  return O_PATH;
+}
+
+bool exchangeNames(int directory, const char* name, const char* other) noexcept {
+  return ::renameat2(directory, name, directory, other, RENAME_EXCHANGE) == 0;
+}
+
+bool fillWithRandomBytes(void* memory, std::size_t size) noexcept {
+  return ::getentropy(memory, size) == 0;
 }
 
 void discard(void* memory, std::size_t size) noexcept {

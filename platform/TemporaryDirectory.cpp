@@ -69,7 +69,7 @@ void removeIfStale(const std::filesystem::path& path) {
   const int directory = openDirectory(path);
   if (directory < 0) return;
   if (isOurs(directory) && tryLock(directory) == Lock::taken && isDirectoryAt(directory, path)) {
-    static_cast<void>(FileManager::removeItem(path));
+    static_cast<void>(FileManager::removeItem(path, TreeRemoval::Unremovable::empty));
   }
   ::close(directory);
 }

@@ -4,6 +4,7 @@ host's two places, and the host hears what is wrong."""
 from __future__ import annotations
 
 import io
+import plistlib
 import stat
 import zipfile
 from collections.abc import Callable
@@ -191,44 +192,91 @@ def test_an_archive_without_the_top_level_directory_aborts(desk: Desk, top: str)
     assert not desk.result.exists()
 
 
-def test_a_file_in_place_of_the_top_level_directory_delivers_nothing(desk: Desk) -> None:
-    desk.logs.mkdir()
-    outcome = _answer_zip(desk, zipped(file("OutputArchive", b"x")))
-    assert outcome.status == 0 and not desk.result.exists(), outcome.report()
-    assert list(desk.logs.iterdir()) == []
-    assert_clean(outcome)
-
-
-def test_a_link_in_place_of_the_top_level_directory_leads_nowhere(desk: Desk) -> None:
-    entries = [link("OutputArchive", "Other"), *_renamed("Other")]
-    outcome = _answer_zip(desk, zipped(*entries))
-    # It stays inside the working directory, so it is as good as the directory itself.
-    assert outcome.status == 0 and desk.result.read_bytes() == CONVERTED.data, outcome.report()
-
-
 def _renamed(top: str) -> list[Entry]:
     return [
         Entry(entry.name.replace("OutputArchive", top), entry.data, entry.mode) for entry in GOOD
     ]
 
 
+@pytest.mark.parametrize(
+    "entries",
+    [
+        pytest.param([file("OutputArchive", b"x")], id="a file"),
+        pytest.param([link("OutputArchive", "Other"), *_renamed("Other")], id="a link"),
+        pytest.param([link("OutputArchive", "."), *_renamed("Other")], id="a link to all"),
+        pytest.param([*GOOD, link("Other", "OutputArchive")], id="a link beside it"),
+    ],
+)
+def test_the_top_level_is_a_directory_without_links_beside_it(
+    desk: Desk, entries: list[Entry]
+) -> None:
+    desk.logs.mkdir()
+    outcome = _answer_zip(desk, zipped(*entries))
+    assert_aborted(desk, outcome, NOT_UNZIPPED)
+    assert not desk.result.exists() and list(desk.logs.iterdir()) == []
+
+
+@pytest.mark.parametrize("name", ["identity", "config", "OutputArchive.zip"])
+def test_what_is_private_is_not_delivered_as_the_result(desk: Desk, name: str) -> None:
+    # A link that leads to the working directory, and so to whatever lies there.
+    plist = plistlib.dumps({"toolExitCode": 0, "destFileName": name})
+    outcome = _answer_zip(desk, zipped(link("OutputArchive", "."), file("Result.plist", plist)))
+    assert_aborted(desk, outcome, NOT_UNZIPPED)
+    assert not desk.result.exists() and not desk.logs.exists()
+
+
+HARMLESS_LINKS = [
+    ("a sibling", "latest.log", "tool-1.log"),
+    ("a file further down", "latest.log", "run/1.log"),
+    ("a file further up", "run/latest.log", "../tool-1.log"),
+    ("a folder", "latest", "run"),
+]
+
+
 @pytest.mark.parametrize("place", ["new", "there already"])
-def test_a_link_in_the_logs_never_reaches_the_host_as_a_link(desk: Desk, place: str) -> None:
+@pytest.mark.parametrize(
+    ("name", "target"), [pytest.param(*words, id=identity) for identity, *words in HARMLESS_LINKS]
+)
+def test_a_link_inside_the_logs_is_delivered_as_a_link(
+    desk: Desk, name: str, target: str, place: str
+) -> None:
     if place == "there already":
         desk.logs.mkdir()
     inner = [
-        file("OutputArchive/Logs/real.log", b"1"),
-        link("OutputArchive/Logs/l.log", "real.log"),
+        link(f"OutputArchive/Logs/{name}", target),
+        file("OutputArchive/Logs/tool-1.log", b"1"),
+        file("OutputArchive/Logs/run/1.log", b"1"),
     ]
     outcome = _answer_zip(desk, zipped(*GOOD, *inner))
-    if place == "new":
-        assert log_lines(outcome)[0] == "Could not copy logs to host path"
-        assert outcome.status == 1 and not desk.logs.exists(), outcome.report()
-    else:
-        assert outcome.status == 0, outcome.report()
-        assert (desk.logs / "l.log").read_bytes() == b"1"
-        assert not (desk.logs / "l.log").is_symlink()
+    assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
+    assert (desk.logs / name).readlink() == Path(target)
+    assert (desk.logs / name).exists()
     assert_clean(outcome)
+
+
+@pytest.mark.parametrize(
+    ("target", "places"),
+    [
+        pytest.param("../converted.csv", ["new", "there already"], id="beside the logs"),
+        pytest.param("..", ["new", "there already"], id="above the logs"),
+        pytest.param("older.log", ["there already"], id="a log of the host"),
+        pytest.param(".", ["there already"], id="the directory of the host"),
+    ],
+)
+def test_a_link_out_of_the_logs_is_refused(desk: Desk, target: str, places: list[str]) -> None:
+    entries = zipped(*GOOD, link("OutputArchive/Logs/l.log", target))
+    for place in places:
+        desk.result.unlink(missing_ok=True)
+        reason = "Could not copy logs to host path"
+        if place == "there already":
+            desk.logs.mkdir()
+            (desk.logs / "older.log").touch()
+            reason = "Could not copy log file to host logs directory"
+        outcome = _answer_zip(desk, entries)
+        assert (outcome.status, log_lines(outcome)[0]) == (1, reason), outcome.report()
+        assert "A link leads out of the result: " in log_lines(outcome)[1]
+        assert not (desk.logs / "l.log").is_symlink()
+        assert_clean(outcome)
 
 
 def test_a_converted_file_may_be_a_link_to_another_inside(desk: Desk) -> None:

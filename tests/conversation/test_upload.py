@@ -81,15 +81,24 @@ def test_the_archive_is_encrypted_with_the_keys_of_the_handshake(desk: Desk) -> 
     assert len(body) == len(zipped) + 16 - len(zipped) % 16
 
 
-@pytest.mark.parametrize("kind", ["link to a file", "directory"])
-def test_links_are_followed_and_directories_taken_whole(desk: Desk, kind: str) -> None:
+@pytest.mark.parametrize(
+    ("path", "expected"),
+    [
+        pytest.param("link", "link", id="link to a file"),
+        pytest.param("folder", "folder/inside", id="directory"),
+        pytest.param("folder//", "folder/inside", id="directory, with slashes behind it"),
+        pytest.param("folder/inside/", "inside", id="file, with a slash behind it"),
+    ],
+)
+def test_links_are_followed_and_directories_taken_whole(
+    desk: Desk, path: str, expected: str
+) -> None:
     folder = desk.directory / "folder"
     folder.mkdir()
     (folder / "inside").write_bytes(b"x")
-    link = desk.directory / "link"
-    link.symlink_to(folder / "inside")
-    path, expected = (link, "link") if "link" in kind else (folder, "folder/inside")
-    assert_lost(desk.convert(UNPACKED_BY_NOBODY, file_path=path), SENDING)
+    (desk.directory / "link").symlink_to(folder / "inside")
+    asked = f"{desk.directory}/{path}"
+    assert_lost(desk.convert(UNPACKED_BY_NOBODY, file_path=asked), SENDING)
     body = desk.connection().received[-1].body
     secrets = desk.connection().secrets
     assert body is not None

@@ -1,0 +1,156 @@
+// Finds the items of a result and puts each in its place. A way that fails says where it led to.
+#include "app/Delivery.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/ItemPath.h"
+#include "platform/Log.h"
+#include "platform/Text.h"
+#include "platform/TreeRemoval.h"
+#include "util/ZanburyToolProxyUtilities.h"
+
+namespace ztp {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* resultName = "OutputArchive";
+constexpr const char* logsName = "Logs";
+
+// The result itself; a link would be another way into the private directory, and so would any
+// other beside it.
+Directory openResult(const fs::path& path) {
+  Directory directory = Directory::at(path);
+  while (const char* const name = directory.nextName()) {
+    const auto status = directory.statusOf(name);
+    if (status && S_ISLNK(status->st_mode)) {
+      throw PlatformException(directory.pathOf(name).string() + ": a link beside the result");
+    }
+  }
+  return directory.subdirectory(resultName);
+}
+
+Error errorFor(const fs::path& destination, const PlatformException& exception) {
+  return {"copy to " + destination.string() + ": " + exception.what()};
+}
+
+void logNotRemoved(const std::optional<Error>& error) {
+  if (error) log("ERROR: Could not remove file, error = {}", printable(error->description));
+}
+
+}  // namespace
+
+Delivery::Delivery(const fs::path& directory, InterruptCheck check)
+    : resultPath_(directory / resultName),
+      result_(openResult(directory)),
+      check_(std::move(check)) {}
+
+std::optional<Delivery::Failure> Delivery::deliverConvertedFile(const std::string& name,
+                                                                const fs::path& destination) {
+  destination_.reset();
+  std::string newName;
+  try {
+    const ItemPath place(destination);
+    destination_ = Directory::at(place.parent);
+    newName = place.name;
+    const PathWalk item = locate(name);
+    put(item.parent(), item.name(), newName, Links::insideItem);
+    return std::nullopt;
+  } catch (const PlatformException& exception) {
+    removeOld(newName);
+    return Failure{"Could not copy dest file to host path", errorFor(destination, exception)};
+  }
+}
+
+std::optional<Delivery::Failure> Delivery::deliverLogs(const fs::path& destination) {
+  std::error_code code;
+  return fs::exists(destination, code) ? deliverLogsInto(destination) : deliverNewLogs(destination);
+}
+
+std::optional<Delivery::Failure> Delivery::deliverNewLogs(const fs::path& destination) {
+  try {
+    const ItemPath place(destination);
+    destination_ = Directory::at(place.parent);
+    if (destination_->statusOf(place.name)) {
+      throw PlatformException(Error::fromErrorNumber("a link to nowhere", EEXIST));
+    }
+    const PathWalk logs = locate(logsName);
+    put(logs.parent(), logs.name(), place.name, Links::insideItem);
+    return std::nullopt;
+  } catch (const PlatformException& exception) {
+    return Failure{"Could not copy logs to host path", errorFor(destination, exception)};
+  }
+}
+
+std::optional<Delivery::Failure> Delivery::deliverLogsInto(const fs::path& destination) {
+  destination_.reset();
+  std::optional<Directory> logs;
+  for (const auto& path :
+       ZanburyToolProxyUtilities::pathsForContentsOfDirectory(resultPath_ / logsName)) {
+    const std::string name = path.filename();
+    try {
+      if (!destination_) destination_ = Directory::at(destination);
+      if (!logs) logs = openLogs();
+      put(*logs, name, name, Links::insideSiblings);
+    } catch (const PlatformException& exception) {
+      removeOld(name);
+      return Failure{"Could not copy log file to host logs directory",
+                     errorFor(destination / name, exception)};
+    }
+  }
+  return std::nullopt;
+}
+
+Directory Delivery::openLogs() const {
+  const PathWalk logs = locate(logsName);
+  return logs.parent().subdirectory(logs.name());
+}
+
+PathWalk Delivery::locate(const std::string& name) const {
+  const std::string path = resultPath_.string() + "/" + name;
+  PathWalk walk(result_);
+  const auto end = walk.follow(name);
+  if (end == PathWalk::End::nowhere) {
+    throw PlatformException(Error::fromErrorNumber("stat " + path, ENOENT));
+  }
+  if (end == PathWalk::End::outside || walk.isAtTop()) {
+    throw PlatformException(path + ": not inside the result");
+  }
+  return walk;
+}
+
+void Delivery::put(const Directory& from, const std::string& name, const std::string& newName,
+                   Links links) {
+  const auto status = from.statusOf(name);
+  std::optional<Directory> tree;
+  if (status && S_ISDIR(status->st_mode)) tree = from.subdirectory(name);
+  const bool isOwnScope = tree && links == Links::insideItem;
+  const TreeCopy::LinkScope scope =
+      isOwnScope ? TreeCopy::LinkScope{*tree, "", PathWalk::Top::inside}
+                 : TreeCopy::LinkScope{from, tree ? name : "", PathWalk::Top::outside};
+  pending_.emplace(*destination_, newName);
+  try {
+    // The unpacked result goes soon: on the same file system the bytes need not be copied.
+    TreeCopy copy(TreeCopy::Content::share, scope, check_);
+    pending_->copy(from, name, copy);
+    logNotRemoved(pending_->takePlace(check_));
+    pending_.reset();
+  } catch (...) {
+    pending_.reset();
+    throw;
+  }
+}
+
+void Delivery::removeOld(const std::string& name) {
+  if (!destination_) return;
+  TreeRemoval removal(check_);
+  removal.remove(*destination_, name);
+  logNotRemoved(removal.error());
+}
+
+void Delivery::abandon() noexcept {
+  pending_.reset();
+}
+
+}  // namespace ztp

@@ -1,0 +1,12 @@
+// How long work on files lets a signal act.
+#pragma once
+
+#include <functional>
+
+namespace ztp {
+
+/// Called for every entry of a tree and every piece of a file. It may end the work by raising, or
+/// the process.
+using InterruptCheck = std::function<void()>;
+
+}  // namespace ztp
