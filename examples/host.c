@@ -24,19 +24,19 @@ static void cancel(int number) {
 }
 
 // Open for both directions: it neither waits for the program nor ends before it has begun.
-static int new_fifo(const char *path) {
+static int new_fifo(const char* path) {
   return mkfifo(path, 0600) == 0 ? open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC) : -1;
 }
 
-static const char *content_of(const char *path) {
+static const char* content_of(const char* path) {
   static char text[65536];
-  FILE *file = fopen(path, "r");
+  FILE* file = fopen(path, "r");
   text[file != NULL ? fread(text, 1, sizeof text - 1, file) : 0] = 0;
   return text;
 }
 
 // In the child. (A host with threads makes an array of variables beforehand, for execve.)
-static void run_program(const char *source, const char *logs, const char *pid) {
+static void run_program(const char* source, const char* logs, const char* pid) {
   setenv("EXPORT_FILE_PATH", source, 1);
   setenv("EXPORT_DEST_PATH", "result", 1);
   setenv("EXPORT_LOGS_DIR_PATH", logs, 1);
@@ -52,21 +52,21 @@ static void run_program(const char *source, const char *logs, const char *pid) {
   setenv("EXPORT_RETRY_DELAY", "10", 1);
   setenv("EXPORT_HOST_PID", pid, 1);
   setsid();  // the terminal's Ctrl-C is for the host alone
-  execl(getenv("ZANBURY_PROGRAM"), "ZanburyToolProxy", (char *)NULL);
+  execl(getenv("ZANBURY_PROGRAM"), "ZanburyToolProxy", (char*)NULL);
   _exit(127);
 }
 
 // A message: an XML property list.
-static void show(const char *list) {
-  static const char *const escaped[] = {"&lt;", "&gt;", "&amp;"};
-  const char *section = strstr(list, "<string>progressSection</string>");
+static void show(const char* list) {
+  static const char* const escaped[] = {"&lt;", "&gt;", "&amp;"};
+  const char* section = strstr(list, "<string>progressSection</string>");
   if (section == NULL && strstr(list, "<string>progressStatus</string>") == NULL) return;
-  const char *key = section != NULL ? "<key>progressTitle</key>" : "<key>progressValue</key>";
-  const char *value = strstr(list, key);
+  const char* key = section != NULL ? "<key>progressTitle</key>" : "<key>progressValue</key>";
+  const char* value = strstr(list, key);
   char text[512] = "";
   if (value != NULL) sscanf(value + strlen(key), "%*[^>]>%511[^<]", text);
   for (int i = 0; i < 3; ++i) {
-    for (char *at = text; (at = strstr(at, escaped[i])) != NULL; ++at) {
+    for (char* at = text; (at = strstr(at, escaped[i])) != NULL; ++at) {
       memmove(at + 1, at + strlen(escaped[i]), strlen(at + strlen(escaped[i])) + 1);
       *at = "<>&"[i];
     }
@@ -84,7 +84,7 @@ static void take(int fifo) {
     size_t length = strtoul(next, &digits, 10);
     if (digits != line_end || length > sizeof pending / 2) next = end;  // no message: dropped
     if (next == end || (size_t)(end - line_end) <= length) break;
-    char *list = strndup(line_end + 1, length);
+    char* list = strndup(line_end + 1, length);
     show(list);
     free(list);
     next = line_end + 1 + length;
@@ -93,7 +93,7 @@ static void take(int fifo) {
   memmove(pending, next, filled);
 }
 
-int main(int count, char **arguments) {
+int main(int count, char** arguments) {
   char directory[4096], pid[24];
   snprintf(directory, sizeof directory, "%s.XXXXXX", count == 4 ? arguments[2] : "/");
   snprintf(pid, sizeof pid, "%ld", (long)getpid());
