@@ -82,7 +82,7 @@ static void take(int fifo) {
   char *next = pending, *end = pending + filled + (count > 0 ? count : 0), *line_end, *digits;
   while ((line_end = memchr(next, '\n', (size_t)(end - next))) != NULL) {
     size_t length = strtoul(next, &digits, 10);
-    if (digits != line_end || length > sizeof pending / 2) next = end;  // no message: dropped
+    if (digits != line_end || length > sizeof pending / 2) next = end;  // not a message: dropped
     if (next == end || (size_t)(end - line_end) <= length) break;
     char* list = strndup(line_end + 1, length);
     show(list);

@@ -58,7 +58,7 @@ class Messages {
     this.pending = Buffer.concat([this.pending, bytes]);
     for (let end; (end = this.pending.indexOf('\n') + 1) > 0; ) {
       const length = Number(this.pending.subarray(0, end - 1).toString('latin1'));
-      if (!Number.isInteger(length)) this.pending = Buffer.alloc(0); // no message: dropped
+      if (!Number.isInteger(length)) this.pending = Buffer.alloc(0); // not a message: dropped
       if (!(this.pending.length >= end + length)) return;
       show(this.pending.subarray(end, end + length).toString());
       this.pending = this.pending.subarray(end + length);

@@ -66,7 +66,7 @@ def messages(stream):
                 yield plistlib.loads(rest[: int(digits)])
                 pending = rest[int(digits) :]
                 digits, line_feed, rest = pending.partition(b"\n")
-        except Exception:  # a tool may send what is no message: it is dropped, the rest goes on
+        except Exception:  # a tool may send what is not a message: it is dropped
             pending = b""
 
 

@@ -83,7 +83,7 @@ def test_shows_the_characters_that_xml_escapes(hosting: Hosting) -> None:
     assert ODD_TITLE in host.lines
 
 
-def test_goes_on_behind_bytes_that_are_no_message(hosting: Hosting) -> None:
+def test_goes_on_after_bytes_that_are_not_a_message(hosting: Hosting) -> None:
     host = hosting({"Conversion": {"before": {"forward": "no message\n"}}})
     assert host.run() == 0
     assert host.lines[-1] == "Status 0, a result"
