@@ -4,8 +4,8 @@
     listing.py            prints the listings
     listing.py --write    puts them into PROTOCOL.md, in place of what stands in its blocks
 
-A block in PROTOCOL.md begins with "```text frame N", for the bytes of the N-th frame as they travel,
-or "```text clear N", for what its body holds when it is decrypted.
+A block in PROTOCOL.md begins with "```text frame N", for the bytes of the N-th frame as they
+travel, or "```text clear N", for what its body holds when it is decrypted.
 """
 
 from __future__ import annotations
