@@ -1,4 +1,4 @@
-"""The commands under EXAMPLES in the manual page convert a file, given servers and keys that exist."""
+"""The commands under EXAMPLES in the manual page convert a file, given real servers and keys."""
 
 from __future__ import annotations
 
