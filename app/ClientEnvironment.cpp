@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "app/ZanburyToolProxy.h"
+#include "platform/Log.h"
 #include "platform/Text.h"
 
 namespace ztp {
@@ -37,7 +38,11 @@ std::vector<std::string> shuffled(std::vector<std::string> items) {
 }  // namespace
 
 void ZanburyToolProxy::startClient() {
+  events_ = EventRecord(environmentString("EXPORT_EVENTS_PATH"));
   readClientEnvironment();
+  if (serverDestinations.isEmpty()) {
+    log("ERROR: EXPORT_SERVER_DESTINATIONS names no server to connect to");
+  }
   openFifos();
   startReadingInputFifoFileHandle();
   transitionToStateWaitingForServerHello();

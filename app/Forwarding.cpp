@@ -9,11 +9,11 @@
 
 namespace ztp {
 void ZanburyToolProxy::transitionToStateWaitingForServerDidStartForwarding() {
-  state = State::WaitingForServerDidStartForwarding;
+  enterState(State::WaitingForServerDidStartForwarding);
 }
 
 void ZanburyToolProxy::transitionToStateForwardingMessages() {
-  state = State::ForwardingMessages;
+  enterState(State::ForwardingMessages);
 }
 
 void ZanburyToolProxy::consumeForwardedData(DataView body) {
@@ -23,6 +23,7 @@ void ZanburyToolProxy::consumeForwardedData(DataView body) {
   try {
     if (!bytes) throw PlatformException("The forwarded message cannot be decrypted");
     writeToOutputFifo(*bytes);
+    events_.forwardedToHost(bytes->size());
     if (isConverterTool()) outputFifoFileHandle->synchronize();
   } catch (const PlatformException& exception) {
     abortWithReason("Could not write forwarded data", std::nullopt, &exception);
@@ -33,6 +34,7 @@ void ZanburyToolProxy::forwardData(DataView bytes) {
   auto body =
       CryptoUtilities::encryptData(bytes, AESKeyBytes{viewOf(symmetricKey)}, viewOf(forwardingIV));
   sendMessageWithType(MessageType::Forward, body ? std::move(*body) : Data{});
+  events_.forwardedToTool(bytes.size());
 }
 
 }  // namespace ztp

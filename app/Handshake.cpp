@@ -51,7 +51,7 @@ bool hasBytes(const std::optional<Data>& data) {
 }  // namespace
 
 void ZanburyToolProxy::transitionToStateWaitingForServerHello() {
-  state = State::WaitingForServerHello;
+  enterState(State::WaitingForServerHello);
 }
 
 void ZanburyToolProxy::consumeServerHello(const std::optional<Dictionary>& /*dictionary*/) {
@@ -108,7 +108,7 @@ void ZanburyToolProxy::addSessionSecrets(Dictionary& dictionary) const {
 }
 
 void ZanburyToolProxy::transitionToStateWaitingForServerHandshake() {
-  state = State::WaitingForServerHandshake;
+  enterState(State::WaitingForServerHandshake);
 }
 
 bool ZanburyToolProxy::consumeServerHandshake(const std::optional<Dictionary>& dictionary) {

@@ -37,6 +37,13 @@ bool tryToOpen(const std::optional<std::string>& path, int& fileDescriptor, std:
   return fileDescriptor != -1;
 }
 
+// The attempts have said why; this says once which path it was and who gave it.
+void logUnlessOpen(const std::optional<std::string>& path, int fileDescriptor,
+                   std::string_view variable) {
+  if (!path || fileDescriptor != -1) return;
+  log("ERROR: Could not open {}: {}", variable, printable(*path));
+}
+
 // The length line, made in eleven bytes with a terminating NUL.
 std::optional<std::string> header(std::size_t length) {
   std::array<char, headerSize> buffer{};
@@ -62,6 +69,10 @@ void ZanburyToolProxy::openFifos() {
     if (canRead && canWrite) break;
     BlockingWait::sleepFor(timeBetweenAttempts);
   }
+  logUnlessOpen(inputFifoPath, isServer ? writeDescriptor : readDescriptor,
+                "EXPORT_INPUT_FIFO_PATH");
+  logUnlessOpen(outputFifoPath, isServer ? readDescriptor : writeDescriptor,
+                "EXPORT_OUTPUT_FIFO_PATH");
   using Utilities = ZanburyToolProxyUtilities;
   inputFifoFileHandle = Utilities::newFileHandleWithFileDescriptor(readDescriptor);
   outputFifoFileHandle = Utilities::newFileHandleWithFileDescriptor(writeDescriptor);

@@ -53,7 +53,7 @@ bool ZanburyToolProxy::zipAndEncrypt(const std::filesystem::path& directory) {
 }
 
 void ZanburyToolProxy::transitionToStateSendingInputArchive() {
-  state = State::SendingInputArchive;
+  enterState(State::SendingInputArchive);
   pendingOutputMessage = ZanburyToolProxyMessage::startWritingMessageWithType(
       MessageType::InputArchive, inputArchivePath, *outputFileHandle, *this);
   // Without a message nothing would ever come back from the server.
@@ -91,6 +91,7 @@ bool ZanburyToolProxy::messageShouldContinueWritingWithTotalBytesWritten(
 
 void ZanburyToolProxy::messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) {
   if (state == State::Aborted) return;
+  events_.uploaded(message.bodyBytesWritten);
   perform([&] {
     if (message.shouldAbort()) {
       abortWithReason("Could not write message asynchronously", std::nullopt, nullptr);

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "app/DictionaryValues.h"
+#include "app/Ending.h"
 #include "app/ZanburyToolProxy.h"
 #include "platform/Log.h"
 
@@ -86,7 +87,9 @@ void ZanburyToolProxy::serverStreamDidEnd() {
     launchServerTask();
     return;
   }
-  log("ERROR: The connection to the server was lost in state {}", stringForState(state));
+  log("ERROR: The connection to the server was lost in state {} ({}:{})", stringForState(state),
+      server_->host, server_->portText);
+  endingCode_ = ending::connectionLost;
   stopProxy();
 }
 
@@ -189,6 +192,7 @@ bool ZanburyToolProxy::handleInputArchiveAcknowledgement() {
 }
 
 void ZanburyToolProxy::handleOutputArchive(const Message& message) {
+  events_.downloaded(message.length);
   sendOutputArchiveAcknowledgement();
   consumeOutputArchive(message);
   giveLastMessageItsChance();
@@ -198,6 +202,7 @@ void ZanburyToolProxy::handleOutputArchive(const Message& message) {
 void ZanburyToolProxy::abortWithErrorMessage(const Message& message) {
   const auto dictionary = message.bodyDataAsDictionary();
   const auto reason = dictionary ? stringForKey(*dictionary, "reason") : std::nullopt;
+  endingCode_ = ending::serverError;
   abortWithReason(reason, std::nullopt, nullptr);
 }
 

@@ -2,6 +2,7 @@
 // asked for them.
 //
 // What is inside the archive comes from the server: Delivery looks after what of it may go where.
+#include "app/Ending.h"
 #include "app/ZanburyToolProxy.h"
 #include "platform/Log.h"
 #include "util/ZanburyToolProxyUtilities.h"
@@ -16,20 +17,18 @@ struct Result {
   std::int64_t toolExitCode = 0;
   std::string destFileName;
 
-  static Result fromFile(const std::filesystem::path& path) {
+  static std::optional<Result> fromFile(const std::filesystem::path& path) {
     const auto list = PropertyList::fromFile(path);
-    if (!list) {
-      log("ERROR: Could not read Result.plist");
-      return {};
-    }
-    return {list->integer("toolExitCode").value_or(0), list->string("destFileName").value_or("")};
+    if (!list) return std::nullopt;
+    return Result{list->integer("toolExitCode").value_or(0),
+                  list->string("destFileName").value_or("")};
   }
 };
 
 }  // namespace
 
 void ZanburyToolProxy::transitionToStateWaitingForOutputArchive() {
-  state = State::WaitingForOutputArchive;
+  enterState(State::WaitingForOutputArchive);
 }
 
 void ZanburyToolProxy::sendOutputArchiveAcknowledgement() {
@@ -41,15 +40,24 @@ void ZanburyToolProxy::consumeOutputArchive(const ZanburyToolProxyMessage& messa
   removeUploadedFiles();
   if (!unpackOutputArchive()) return;
   const auto directory = temporaryDirectoryPath / "OutputArchive";
-  const auto result = Result::fromFile(directory / "Result.plist");
+  auto read = Result::fromFile(directory / "Result.plist");
+  if (!read) {
+    log("ERROR: Could not read Result.plist");
+    endingCode_ = ending::resultUnreadable;
+  }
+  const auto result = std::move(read).value_or(Result{});
   if (result.toolExitCode != 0) {
     log("ERROR: toolExitCode is not zero: {}", result.toolExitCode);
     toolExitCode = result.toolExitCode;
   }
   if (destFilePath && !result.destFileName.empty()) {
     abortAfterFailedDelivery(delivery_->deliverConvertedFile(result.destFileName, *destFilePath));
+    events_.deliveredFile();
   }
-  if (logsDirPath) abortAfterFailedDelivery(delivery_->deliverLogs(*logsDirPath));
+  if (logsDirPath) {
+    abortAfterFailedDelivery(delivery_->deliverLogs(*logsDirPath));
+    events_.deliveredLogs();
+  }
 }
 
 void ZanburyToolProxy::removeUploadedFiles() {

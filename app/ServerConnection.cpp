@@ -33,6 +33,8 @@ void ZanburyToolProxy::launchServerTaskWithDestination(const std::string& destin
     abortWithReason("Invalid server destination", std::nullopt, nullptr);
     return;
   }
+  server_ = server;
+  events_.connecting(*server);
   if (!writeIdentity()) return;
   // Empty, so that no user or system configuration takes part in the connection.
   static_cast<void>(FileManager::createEmptyFile(temporaryDirectoryPath / "config"));
@@ -109,7 +111,7 @@ void ZanburyToolProxy::cleanUpServerTask() {
 }
 
 void ZanburyToolProxy::transitionToStateRetry() {
-  state = State::Retry;
+  enterState(State::Retry);
   // A delay at the very end of the range must not overflow.
   retryCountdown = retryDelay < INT64_MAX ? retryDelay + 1 : retryDelay;
   stopRetryTimer();

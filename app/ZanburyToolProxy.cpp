@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "app/Ending.h"
 #include "platform/FileManager.h"
 #include "platform/LastResort.h"
 #include "platform/Log.h"
@@ -89,6 +90,11 @@ void ZanburyToolProxy::createTemporaryDirectory() {
   LastResort::remember(temporaryDirectoryPath);
 }
 
+void ZanburyToolProxy::enterState(State next) {
+  state = next;
+  events_.transition(next);
+}
+
 void ZanburyToolProxy::removeItemAtPath(const std::filesystem::path& path) {
   if (path.empty() || FileManager::isSurelyAbsent(path)) return;
   if (const auto error = FileManager::removeItem(path, TreeRemoval::Unremovable::empty)) {
@@ -133,7 +139,7 @@ void ZanburyToolProxy::wipeSecrets() noexcept {
 }
 
 void ZanburyToolProxy::transitionToStateAborted() {
-  state = State::Aborted;
+  enterState(State::Aborted);
 }
 
 void ZanburyToolProxy::abortWithReason(std::optional<std::string_view> reason,
@@ -148,6 +154,10 @@ void ZanburyToolProxy::abortWithReason(std::optional<std::string_view> reason,
   const Causes causes{nonEmpty(reason), error ? nonEmpty(error->description) : std::nullopt,
                       exception ? nonEmpty(exception->what()) : std::nullopt};
   abortStrings = causes.lines();
+  if (state != State::Aborted) {
+    endingReason_ = causes.reason;
+    if (endingCode_ != ending::serverError) endingCode_ = codeForReason(endingReason_);
+  }
   // From here on every wait has an end, the one for a full standard error included.
   const auto deadline = std::exchange(lastWordsDeadline_, Clock::now() + lastWordsTime);
   log("{}", fmt::join(abortStrings, "\n"));
@@ -197,7 +207,17 @@ void ZanburyToolProxy::stopProxy() {
   LastResort::remember({});
   wipeSecrets();
   StandardStreams::restore();
-  endProcess(state == State::Aborted ? 1 : static_cast<int>(toolExitCode));
+  events_.ended(endingCode(), endingReason_, exitStatus());
+  endProcess(exitStatus());
+}
+
+int ZanburyToolProxy::exitStatus() const {
+  return state == State::Aborted ? 1 : static_cast<int>(toolExitCode);
+}
+
+std::string_view ZanburyToolProxy::endingCode() const {
+  if (!endingCode_.empty()) return endingCode_;
+  return toolExitCode == 0 ? ending::converted : ending::toolFailed;
 }
 
 }  // namespace ztp

@@ -19,6 +19,7 @@
 
 #include "app/Delivery.h"
 #include "app/DestinationQueue.h"
+#include "app/EventRecord.h"
 #include "app/ZanburyToolProxyState.h"
 #include "platform/BackgroundReader.h"
 #include "platform/BlockingWait.h"
@@ -31,6 +32,7 @@
 #include "platform/TemporaryDirectory.h"
 #include "platform/Timer.h"
 #include "protocol/ZanburyToolProxyMessage.h"
+#include "util/ServerDestination.h"
 
 namespace ztp {
 
@@ -67,6 +69,11 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
 
  private:
   void createTemporaryDirectory();
+  /// The one place that changes the state.
+  void enterState(State next);
+  [[nodiscard]] int exitStatus() const;
+  /// What machines are told of an end that no abort has brought.
+  [[nodiscard]] std::string_view endingCode() const;
   /// Removes a file or a tree; nothing for an empty path or one where nothing is.
   void removeItemAtPath(const std::filesystem::path& path);
   void transitionToStateAborted();
@@ -293,6 +300,12 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// When the last words that are being said must be out; set by the abort and the stop.
   std::optional<std::chrono::steady_clock::time_point> lastWordsDeadline_;
   int redirectCount_ = 0;  // of the whole session
+  /// The one that is connected to.
+  std::optional<ServerDestination> server_;
+  EventRecord events_;
+  /// How the session ends, as far as it is known; see Ending.h.
+  std::string_view endingCode_;
+  std::optional<std::string> endingReason_;
   /// From the moment on at which the result is there. What the host sends then does nothing more.
   std::optional<Delivery> delivery_;
 };

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import re
+
 from desk import Desk
 from host_view import log_lines
 from terminal_host import Outcome
@@ -36,9 +38,18 @@ def assert_aborted(
     assert_clean(outcome)
 
 
+def lost_in(line: str) -> str:
+    """The state in which that log line says that the connection to a server was lost; "" for any
+    other line."""
+    found = re.fullmatch(
+        r"ERROR: The connection to the server was lost in state (\w+) \(\S+:\d+\)", line
+    )
+    return found[1] if found else ""
+
+
 def assert_lost(outcome: Outcome, state: str, *, before: tuple[str, ...] = ()) -> None:
     """The stream ended in that state: one line says so; the status is the tool's, 0."""
-    lost = f"ERROR: The connection to the server was lost in state {state}"
-    assert log_lines(outcome) == [*before, lost], outcome.report()
+    *earlier, last = log_lines(outcome)
+    assert (tuple(earlier), lost_in(last)) == (before, state), outcome.report()
     assert outcome.status == 0, outcome.report()
     assert_clean(outcome)

@@ -10,7 +10,7 @@ from itertools import permutations
 import pytest
 from dead_ends import beyond, tried
 from desk import PATIENCE, Desk
-from host_view import CONNECTING, log_lines, will_retry
+from host_view import CONNECTING, log_lines, sections, will_retry
 from terminal_host import Conversion, Section
 
 CLIENT = {
@@ -125,7 +125,7 @@ def test_with_no_destination_the_countdown_starts_at_once(
 ) -> None:
     conversion = desk.begin(retry_delay=3, overrides={"EXPORT_SERVER_DESTINATIONS": destinations})
     conversion.wait_for(will_retry(3))
-    assert conversion.events[0] == will_retry(3)
+    assert sections(conversion)[0] == will_retry(3)
 
 
 @pytest.mark.parametrize(
@@ -142,7 +142,7 @@ def test_with_no_destination_the_countdown_starts_at_once(
 def test_the_retry_delay_is_the_leading_integer(desk: Desk, text: str, title: Section) -> None:
     conversion = desk.begin(retry_delay=text, server_destinations="")
     conversion.wait_for(lambda event: isinstance(event, Section))
-    assert conversion.events[0] == title
+    assert sections(conversion)[0] == title
 
 
 @pytest.mark.parametrize("text", ["x", "", "x5", "- 5", "--5", "0x10", "-5"])

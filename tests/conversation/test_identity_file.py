@@ -1,26 +1,15 @@
-"""The identity on disk: how it is made, and how soon it goes."""
+"""The identity on disk: a file that is not private gets no key."""
 
 from __future__ import annotations
 
 import shutil
 
 import pytest
-from dead_ends import beyond
-from desk import PATIENCE, Desk
-from endings import assert_clean
-from host_view import log_lines, will_retry
+from desk import Desk
+from host_view import log_lines
 from wrapped_program import in_shell
 
 STRACE = shutil.which("strace")
-
-
-def test_none_lies_there_during_the_countdown(desk: Desk) -> None:
-    conversion = desk.begin(server_destinations=beyond(1), retry_delay=60)
-    conversion.wait_for(will_retry(60))
-    [directory] = conversion.temporary_directory.glob("ZanburyToolProxy.*")
-    assert [path.name for path in directory.iterdir()] == ["config"]
-    conversion.cancel()
-    assert_clean(conversion.wait(PATIENCE))
 
 
 @pytest.mark.skipif(STRACE is None, reason="strace is not installed")

@@ -77,14 +77,12 @@ def test_the_cycle_after_a_redirect_tries_the_configured_destinations(desk: Desk
     assert tried(conversion.stderr_text) == [7]
 
 
-def test_nothing_runs_during_the_countdown_and_the_key_is_still_there_for_the_next_try(
-    desk: Desk,
-) -> None:
+def test_nothing_runs_and_no_key_lies_there_during_the_countdown(desk: Desk) -> None:
     conversion = desk.begin(server_destinations=beyond(1), retry_delay=60)
     conversion.wait_for(will_retry(60))
     wait_until(lambda: children_of(conversion.pid) == [], PATIENCE, "no child")
     directory = next(conversion.temporary_directory.iterdir())
-    assert sorted(path.name for path in directory.iterdir()) == ["config", "identity"]
+    assert [path.name for path in directory.iterdir()] == ["config"]
 
 
 def test_a_cancel_ends_the_countdown(desk: Desk) -> None:

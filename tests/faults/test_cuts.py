@@ -8,6 +8,7 @@ from pathlib import Path
 
 import pytest
 from desk import PATIENCE
+from endings import lost_in
 from host_view import CONNECTING, log_lines, will_retry
 from ordeal import Ordeal
 from prompt_end import ends_at_once, wait_for_wake_ups
@@ -24,7 +25,6 @@ from stations import (
 from terminal_host import Outcome
 
 CUTTER = Path(__file__).parent / "frame_cutter.py"
-LOST = "ERROR: The connection to the server was lost in state "
 DELIVERED = "delivered"
 
 # Bytes that a whole conversation has on the wire, at least; and where the login is behind it.
@@ -85,7 +85,7 @@ def assert_delivered(ordeal: Ordeal, outcome: Outcome) -> None:
 def assert_lost_in(ordeal: Ordeal, outcome: Outcome, state: str) -> None:
     """The session ended there, with the line that says so and without a result."""
     assert outcome.sections.count(CONNECTING) == 1, outcome.report()
-    assert errors(outcome) == [LOST + state], outcome.report()
+    assert [lost_in(line) for line in errors(outcome)] == [state], outcome.report()
     assert outcome.status == 0 and not ordeal.desk.result.exists()
 
 
@@ -126,7 +126,7 @@ def assert_as_described(ordeal: Ordeal, outcome: Outcome) -> str:
     if not errors(outcome):
         assert_delivered(ordeal, outcome)
         return DELIVERED
-    state = errors(outcome)[0].removeprefix(LOST)
+    state = lost_in(errors(outcome)[0])
     assert state in STATES and state != WAITING_FOR_HELLO
     assert_lost_in(ordeal, outcome, state)
     return state

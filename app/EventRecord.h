@@ -1,0 +1,66 @@
+// A record of one session for machines: lines of JSON (RFC 8259) in a file of the host's choice.
+//
+//   line = {"v": 1, "time": "2026-03-01T12:00:00.123Z", "event": EVENT, "state": STATE, ...}
+//
+//   start        "program": version
+//   connect      "user", "host", "port": the server that is tried now
+//   transition   "from": the state before
+//   upload       "bytes": of the encrypted archive, all of them written
+//   download     "bytes": of the encrypted result, all of them read
+//   end          "code": see Ending.h, "reason": the logged one or null, "status",
+//                "delivered": {"file", "logs"}, "bytes": {"upload", "download", "toTool", "toHost"}
+//
+// It holds no secret, and whatever becomes of it, the session goes on: a line that cannot be
+// written at once ends the record.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "app/ZanburyToolProxyState.h"
+#include "platform/FileHandle.h"
+#include "util/ServerDestination.h"
+
+namespace ztp {
+
+/// Writes the record, or nothing.
+class EventRecord {
+ public:
+  using State = ZanburyToolProxyState;
+
+  /// One that writes nothing.
+  EventRecord() = default;
+  /// Appends to the file or FIFO at the path; a new file gets mode 0600. Writes nothing when there
+  /// is no path, or nothing that can be opened without waiting.
+  explicit EventRecord(const std::optional<std::string>& path);
+
+  void connecting(const ServerDestination& server);
+  /// The session's state is `next` from now on.
+  void transition(State next);
+  void uploaded(std::uint64_t bytes);
+  void downloaded(std::uint64_t bytes);
+  void forwardedToTool(std::uint64_t bytes) { toTool_ += bytes; }
+  void forwardedToHost(std::uint64_t bytes) { toHost_ += bytes; }
+  void deliveredFile() { didDeliverFile_ = true; }
+  void deliveredLogs() { didDeliverLogs_ = true; }
+  /// The last line.
+  void ended(std::string_view code, const std::optional<std::string>& reason, int status);
+
+ private:
+  /// `details` gives the line's own members; it is asked only when there is a file.
+  template <typename Details>
+  void write(std::string_view event, const Details& details) noexcept;
+
+  std::optional<FileHandle> file_;
+  State state_ = State::None;
+  std::uint64_t upload_ = 0;
+  std::uint64_t download_ = 0;
+  std::uint64_t toTool_ = 0;
+  std::uint64_t toHost_ = 0;
+  bool didDeliverFile_ = false;
+  bool didDeliverLogs_ = false;
+};
+
+}  // namespace ztp
