@@ -5,7 +5,6 @@ from __future__ import annotations
 import os
 import subprocess
 import sys
-import time
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -22,7 +21,6 @@ class Outcome:
     status: int
     error: str
     peak_kib: int
-    seconds: float
 
 
 @dataclass(frozen=True)
@@ -33,7 +31,6 @@ class Archiver:
 
     def run(self, *arguments: str | Path, timeout: float = 120) -> Outcome:
         """One run with `arguments`, whatever comes of it. Nothing of it outlives `timeout`."""
-        started = time.monotonic()
         result = subprocess.run(
             [sys.executable, "-I", "-S", LAUNCHER, self.executable, *map(str, arguments)],
             stdin=subprocess.DEVNULL,
@@ -42,8 +39,7 @@ class Archiver:
             check=True,
         )
         status, peak = map(int, result.stdout.split()[-2:])
-        seconds = time.monotonic() - started
-        return Outcome(status, result.stderr.decode("ascii"), peak, seconds)
+        return Outcome(status, result.stderr.decode("ascii"), peak)
 
     def pack(self, directory: Path, archive: Path) -> None:
         """Packs and demands success."""

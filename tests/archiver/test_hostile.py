@@ -2,10 +2,13 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import re
 import struct
+import subprocess
 import zlib
+from collections.abc import Iterator
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -271,7 +274,9 @@ CASES = [
         Entry("a", b"", raw=b"\0\0\0\xff\xff" * 100_000, method=craft.DEFLATED),
     ),
     Case("overlapping entries", overlapping(), "cannot unpack '.*': the entries overlap, .*"),
-    whole("a million and one entries", "the archive has too many entries", zip64_claim(1_000_001, 54)),
+    whole(
+        "a million and one entries", "the archive has too many entries", zip64_claim(1_000_001, 54)
+    ),
     Case("a million directories that are only implied", implied_directories(), MANY_DIRECTORIES),
     whole("far more entries than announced", "the archive has more entries than .*", unannounced()),
     whole("empty file", "this is not a zip archive, .*", b""),
@@ -282,15 +287,35 @@ CASES = [
     whole(
         "comment beyond the end", "the archive's end is broken", with_end(honest_end(announced=1))
     ),
-    whole("too few entries", "the archive has more entries than it announces, or fewer", with_end(honest_end(entries=0))),
-    whole("too many entries", "the archive has more entries than it announces, or fewer", with_end(honest_end(entries=2))),
-    whole("directory too long", "the archive's directory is not where .*", with_end(honest_end(size=500))),
-    whole("directory too short", "the archive's directory is not where .*", with_end(honest_end(size=10))),
     whole(
-        "directory beyond the end", "the archive's directory is not where .*", with_end(honest_end(offset=500))
+        "too few entries",
+        "the archive has more entries than it announces, or fewer",
+        with_end(honest_end(entries=0)),
     ),
     whole(
-        "directory before its place", "the archive's directory is not where .*", with_end(honest_end(offset=3))
+        "too many entries",
+        "the archive has more entries than it announces, or fewer",
+        with_end(honest_end(entries=2)),
+    ),
+    whole(
+        "directory too long",
+        "the archive's directory is not where .*",
+        with_end(honest_end(size=500)),
+    ),
+    whole(
+        "directory too short",
+        "the archive's directory is not where .*",
+        with_end(honest_end(size=10)),
+    ),
+    whole(
+        "directory beyond the end",
+        "the archive's directory is not where .*",
+        with_end(honest_end(offset=500)),
+    ),
+    whole(
+        "directory before its place",
+        "the archive's directory is not where .*",
+        with_end(honest_end(offset=3)),
     ),
     whole(
         "huge directory", "the archive's directory is too large", with_end(honest_end(size=1 << 30))
@@ -309,14 +334,12 @@ CASES = [
     whole("an end in the directory", MORE_ENDS, an_end_in_the_directory()),
     whole("an end in an entry", MORE_ENDS, an_end_in_an_entry_that_reaches_the_end()),
     whole("ends that disagree", "the archive's two ends disagree", zip64_that_disagrees()),
-    whole(
-        "two zip64 ends",
-        "the archive's Zip64 end is broken",
-        zip64_end_far_from_its_locator(),
-    ),
+    whole("two zip64 ends", "the archive's Zip64 end is broken", zip64_end_far_from_its_locator()),
     whole("zeros and a byte", "the archive's end is broken", with_end(honest_end() + b"\0\0x")),
     whole(
-        "zeros without an end", "this is not a zip archive, .*", with_end(honest_end() + bytes(65_600))
+        "zeros without an end",
+        "this is not a zip archive, .*",
+        with_end(honest_end() + bytes(65_600)),
     ),
     whole("second of two disks", "the archive is one of several parts", with_end(second_disk())),
     whole("thousands of ends", MORE_ENDS, thousands_of_ends()),
@@ -367,6 +390,37 @@ def test_refused(case: Case, archiver: Archiver, tmp_path: Path) -> None:
     assert re.fullmatch(f"ZanburyArchiver: {case.says}\n", outcome.error), outcome.error
     assert outcome.error.isascii() and len(outcome.error) < 400
     assert made(tmp_path) == ()
+
+
+@contextlib.contextmanager
+def small_file_system(path: Path, options: str) -> Iterator[Path]:
+    """A tmpfs at `path` with these mount options; skips where it cannot be had."""
+    if os.geteuid() != 0:
+        pytest.skip("only root can mount a small file system")
+    path.mkdir()
+    subprocess.run(["mount", "-t", "tmpfs", "-o", options, "tmpfs", path], check=True)
+    try:
+        yield path
+    finally:
+        subprocess.run(["umount", path], check=True)
+
+
+@pytest.mark.parametrize(
+    ("options", "status"),
+    [("size=64k", 0), ("size=60k", 1), ("size=1m,nr_inodes=17", 0), ("size=1m,nr_inodes=16", 1)],
+)
+def test_directories_that_are_only_implied_need_room(
+    options: str, status: int, archiver: Archiver, tmp_path: Path
+) -> None:
+    """A file in fifteen directories: a block and an inode each, and one inode for the root."""
+    (tmp_path / "a.zip").write_bytes(craft.archive(Entry("d/" * 15 + "empty")))
+    with small_file_system(tmp_path / "small", options) as target:
+        outcome = archiver.run("-x", "-k", tmp_path / "a.zip", target)
+        assert len(list(target.rglob("*"))) == (0 if status else 16)
+    assert outcome.status == status
+    assert status == 0 or outcome.error.endswith(
+        ": the archive expands to more than the disk has room for\n"
+    )
 
 
 def test_extra_fields_that_entries_share_take_no_memory(archiver: Archiver, tmp_path: Path) -> None:

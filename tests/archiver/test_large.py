@@ -70,6 +70,22 @@ def test_memory_does_not_grow_with_the_file(archiver: Archiver, tmp_path: Path) 
     assert (tmp_path / "target" / "top" / "half").read_bytes() == (top / "half").read_bytes()
 
 
+def test_many_entries_take_little_memory(archiver: Archiver, tmp_path: Path) -> None:
+    """Forty thousand of them, unpacked and packed again."""
+    archive = tmp_path / "peer.zip"
+    with zipfile.ZipFile(archive, "w") as peer:
+        for number in range(40_000):
+            peer.writestr(f"top/{number // 1000:03}/{number:06}", b"")
+    unpacked = archiver.run("-x", "-k", archive, tmp_path / "target", timeout=600)
+    top = tmp_path / "target" / "top"
+    packed = archiver.run("-c", "-k", "--keepParent", top, tmp_path / "top.zip", timeout=600)
+    assert (unpacked.status, unpacked.error, packed.status, packed.error) == (0, "", 0, "")
+    assert SANITIZED or max(packed.peak_kib, unpacked.peak_kib) < 32 * 1024
+    with zipfile.ZipFile(archive) as peer, zipfile.ZipFile(tmp_path / "top.zip") as ours:
+        files = [name for name in ours.namelist() if not name.endswith("/")]
+        assert files == peer.namelist()
+
+
 def test_an_archive_with_an_entry_behind_four_gigabytes_is_read(
     archiver: Archiver, tmp_path: Path
 ) -> None:

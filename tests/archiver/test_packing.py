@@ -129,6 +129,39 @@ def test_we_unpack_the_same_tree(
     assert contents(tmp_path / "target" / "InputArchive") == contents(tree)
 
 
+NAMES = [b"control \x01\x1b[2J\n", b"latin-1 \xfc", b"cp437 \x94", "ö".encode(), "ö\x01".encode()]
+
+
+def test_names_of_any_bytes_are_stored_as_they_are(archiver: Archiver, tmp_path: Path) -> None:
+    top = os.fsencode(tmp_path / "top")
+    os.mkdir(top)
+    for name in NAMES:
+        with open(os.path.join(top, name), "wb") as file:
+            file.write(name)
+    archiver.pack(tmp_path / "top", tmp_path / "top.zip")
+    archiver.unpack(tmp_path / "top.zip", tmp_path / "target")
+    target = os.fsencode(tmp_path / "target" / "top")
+    assert sorted(os.listdir(target)) == sorted(NAMES)
+    for peer in (["unzip", "-tq"], ["unzip", "-l"], ["7z", "t", "-bd"], ["7z", "l"]):
+        locale = os.environ | {"LC_ALL": "C.UTF-8"}
+        result = subprocess.run(
+            [*peer, tmp_path / "top.zip"], capture_output=True, env=locale, check=False
+        )
+        assert result.returncode == 0, result
+    with zipfile.ZipFile(tmp_path / "top.zip") as peer:  # without the mark it takes code page 437
+        marked = {info.filename for info in peer.infolist() if info.flag_bits & 0x800}
+    assert marked == {"top/ö", "top/ö\x01"}
+
+
+def test_a_refusal_of_a_strange_name_is_one_plain_line(archiver: Archiver, tmp_path: Path) -> None:
+    os.mkfifo(make_directory(tmp_path / "top") + b"/\x1b[2J\n\xff")
+    outcome = archiver.run("-c", "-k", "--keepParent", tmp_path / "top", tmp_path / "top.zip")
+    assert outcome.status == 1
+    assert re.fullmatch(
+        r"ZanburyArchiver: cannot pack '.*/top/\\x1b\[2J\\x0a\\xff': .*\n", outcome.error
+    )
+
+
 def test_packing_twice_gives_the_same_bytes(
     archiver: Archiver, packed: Path, tree: Path, tmp_path: Path
 ) -> None:
@@ -142,6 +175,12 @@ def test_bytes_that_do_not_deflate_hardly_grow(archiver: Archiver, tmp_path: Pat
     (top / "random").write_bytes(os.urandom(5_000_000))
     archiver.pack(top, tmp_path / "top.zip")
     assert (tmp_path / "top.zip").stat().st_size < 5_000_000 * 1.002
+
+
+def make_directory(path: Path) -> bytes:
+    """A new directory; returns its path as bytes."""
+    path.mkdir()
+    return os.fsencode(path)
 
 
 def make_fifo(path: Path) -> None:
@@ -175,6 +214,52 @@ def test_special_files_are_refused_and_leave_no_archive(
     assert os.listdir(tmp_path) == ["top"]
 
 
+# Root without the capabilities that pass over permissions is a user like any other.
+AS_A_USER = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
+
+
+def pack_as_a_user(archiver: Archiver, top: Path, archive: Path) -> subprocess.CompletedProcess:
+    """Packs without any privilege."""
+    prefix = AS_A_USER if os.geteuid() == 0 else []
+    words = [*prefix, archiver.executable, "-c", "-k", "--keepParent", str(top), str(archive)]
+    return subprocess.run(words, capture_output=True, text=True, check=False)
+
+
+def test_a_directory_that_cannot_be_written_is_packed(archiver: Archiver, tmp_path: Path) -> None:
+    top = tmp_path / "top"
+    (top / "closed").mkdir(parents=True)
+    (top / "closed" / "file").write_bytes(b"content")
+    (top / "closed").chmod(0o500)
+    result = pack_as_a_user(archiver, top, tmp_path / "top.zip")
+    assert (result.returncode, result.stderr) == (0, "")
+    archiver.unpack(tmp_path / "top.zip", tmp_path / "target")
+    unpacked = tmp_path / "target" / "top" / "closed"
+    assert (unpacked / "file").read_bytes() == b"content"
+    assert stat.S_IMODE(unpacked.stat().st_mode) == 0o700  # it can be removed again
+
+
+@pytest.mark.parametrize(
+    ("closed", "mode", "says"),
+    [
+        ("sub", 0o000, "cannot read '.*/top/sub': Permission denied"),
+        ("sub", 0o400, "cannot read '.*/top/sub/file': Permission denied"),
+        ("sub/file", 0o200, "cannot open '.*/top/sub/file': Permission denied"),
+    ],
+)
+def test_what_cannot_be_read_is_named_and_leaves_no_archive(
+    closed: str, mode: int, says: str, archiver: Archiver, tmp_path: Path
+) -> None:
+    top = tmp_path / "top"
+    (top / "sub").mkdir(parents=True)
+    (top / "sub" / "file").write_bytes(b"content")
+    (top / closed).chmod(mode)
+    result = pack_as_a_user(archiver, top, tmp_path / "top.zip")
+    (top / "sub").chmod(0o700)
+    assert result.returncode == 1
+    assert re.fullmatch(f"ZanburyArchiver: {says}\n", result.stderr), result.stderr
+    assert os.listdir(tmp_path) == ["top"]
+
+
 def test_a_full_disk_leaves_no_archive(archiver: Archiver, tmp_path: Path) -> None:
     top = tmp_path / "top"
     top.mkdir()
@@ -183,13 +268,7 @@ def test_a_full_disk_leaves_no_archive(archiver: Archiver, tmp_path: Path) -> No
     words = ["-c", "-k", "--keepParent", str(top), str(tmp_path / "out" / "top.zip")]
     # A limit on the size of files fails the write as a full disk does, with another reason.
     limited = subprocess.run(
-        [
-            "/bin/sh",
-            "-c",
-            'ulimit -f 2000; exec "$0" "$@"',
-            archiver.executable,
-            *words,
-        ],
+        ["/bin/sh", "-c", 'ulimit -f 2000; exec "$0" "$@"', archiver.executable, *words],
         capture_output=True,
         text=True,
         check=False,
