@@ -68,7 +68,9 @@ class Walk {
     }
     if (error) throw systemError(cannotRead(path), error.value());
     std::sort(names.begin(), names.end());
-    for (const std::string& child : names) add(path / child, name + "/" + child, depth + 1);
+    for (const std::string& child : names) {
+      add(path / child, (fs::path(name) / child).native(), depth + 1);
+    }
   }
 
   std::vector<TreeItem> items_;
