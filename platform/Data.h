@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
@@ -46,13 +45,6 @@ struct WipingAllocator {
 
 /// A byte buffer. `Data(n)` and `resize(n)` leave the new bytes uninitialised.
 using Data = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
-
-/// Content too large for one block: pieces of `dataPieceSize` bytes each, the last one smaller or
-/// as large. Each can be let go of by itself.
-using DataPieces = std::deque<Data>;
-/// Almost 2 MiB: it fits a processor's cache, lies on one huge page where the system has any, and
-/// goes back to the system when it is let go of.
-inline constexpr std::size_t dataPieceSize = SecretMemory::hugePageCapacity;
 
 /// A view of bytes that somebody else owns.
 using DataView = std::span<const std::uint8_t>;

@@ -20,22 +20,23 @@ namespace ztp {
 namespace {
 
 constexpr std::size_t offeredAtMost = 65'536;
+constexpr unsigned ownerOnly = 0600;
 
 bool isRegularFile(int fileDescriptor) {
   struct stat status {};
   return ::fstat(fileDescriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-std::optional<FileHandle> openExisting(const std::filesystem::path& path, int flags) {
-  const int fileDescriptor = openFile(path, flags);
+std::optional<FileHandle> opened(const std::filesystem::path& path, int flags) {
+  const int fileDescriptor = openFile(path, flags, ownerOnly);
   if (fileDescriptor < 0) return std::nullopt;
   return FileHandle(fileDescriptor);
 }
 
 // One read(2) that interruptions do not end.
-std::size_t readSome(int fileDescriptor, std::uint8_t* bytes, std::size_t maximum) {
+std::size_t readSome(int fileDescriptor, std::span<std::uint8_t> bytes) {
   for (;;) {
-    const ssize_t count = ::read(fileDescriptor, bytes, maximum);
+    const ssize_t count = ::read(fileDescriptor, bytes.data(), bytes.size());
     if (count >= 0) return static_cast<std::size_t>(count);
     if (errno != EINTR) throw PlatformException(Error::fromErrno("read"));
   }
@@ -85,11 +86,15 @@ FileHandle::~FileHandle() {
 }
 
 std::optional<FileHandle> FileHandle::forReadingAtPath(const std::filesystem::path& path) {
-  return openExisting(path, O_RDONLY);
+  return opened(path, O_RDONLY);
 }
 
 std::optional<FileHandle> FileHandle::forWritingAtPath(const std::filesystem::path& path) {
-  return openExisting(path, O_WRONLY);
+  return opened(path, O_WRONLY);
+}
+
+std::optional<FileHandle> FileHandle::forOverwritingAtPath(const std::filesystem::path& path) {
+  return opened(path, O_WRONLY | O_CREAT | O_TRUNC);
 }
 
 void FileHandle::writeData(DataView bytes) {
@@ -129,23 +134,19 @@ void FileHandle::writeToPipe(DataView bytes) {
   }
 }
 
-std::uint64_t FileHandle::size() const noexcept {
-  struct stat status {};
-  if (!isRegularFile_ || ::fstat(fileDescriptor_, &status) != 0) return 0;
-  return static_cast<std::uint64_t>(status.st_size);
-}
-
-Data FileHandle::readDataOfLength(std::size_t maximum, std::size_t expected) {
-  // One byte more shows the end without more room.
-  Data data(expected < maximum ? expected + 1 : maximum);
+std::size_t FileHandle::read(std::span<std::uint8_t> bytes) {
   std::size_t filled = 0;
-  while (filled < maximum) {
-    if (filled == data.size()) data.resize(maximum);
-    const std::size_t count = readSome(fileDescriptor_, data.data() + filled, data.size() - filled);
+  while (filled < bytes.size()) {
+    const std::size_t count = readSome(fileDescriptor_, bytes.subspan(filled));
     if (count == 0) break;
     filled += count;
   }
-  data.resize(filled);
+  return filled;
+}
+
+Data FileHandle::readDataOfLength(std::size_t maximum) {
+  Data data(maximum);
+  data.resize(read(data));
   return data;
 }
 

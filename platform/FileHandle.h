@@ -1,8 +1,10 @@
 // A descriptor with the operations that the session and the framing need of it.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <span>
 
 #include "platform/Data.h"
 
@@ -27,6 +29,9 @@ class FileHandle {
   static std::optional<FileHandle> forReadingAtPath(const std::filesystem::path& path);
   /// Opens an existing file at its start, its content kept; absent when that fails.
   static std::optional<FileHandle> forWritingAtPath(const std::filesystem::path& path);
+  /// Opens a file that is written anew: emptied, or made with mode 0600 or less; absent when that
+  /// fails (errno tells why).
+  static std::optional<FileHandle> forOverwritingAtPath(const std::filesystem::path& path);
 
   /// -1 once closed.
   [[nodiscard]] int fileDescriptor() const noexcept { return fileDescriptor_; }
@@ -38,14 +43,11 @@ class FileHandle {
   /// middle of that.
   [[nodiscard]] bool isWriting() const noexcept { return isWriting_; }
 
-  /// Bytes of a regular file; 0 for anything else and when it cannot be told.
-  [[nodiscard]] std::uint64_t size() const noexcept;
-
-  /// Reads at most `maximum` bytes, fewer at the end of the file; empty when nothing is left. Room
-  /// is made for the `expected` bytes, and for the maximum only when more come.
-  Data readDataOfLength(std::size_t maximum, std::size_t expected);
-  /// The same without an expectation.
-  Data readDataOfLength(std::size_t maximum) { return readDataOfLength(maximum, maximum); }
+  /// Fills the bytes from the file, fewer of them at its end, and returns how many; 0 when nothing
+  /// is left.
+  std::size_t read(std::span<std::uint8_t> bytes);
+  /// The same into a buffer of its own, of at most `maximum` bytes.
+  Data readDataOfLength(std::size_t maximum);
 
   /// What a pipe or FIFO offers right now, at most 64 KiB; empty when there is nothing or at the
   /// end of file. Never waits.

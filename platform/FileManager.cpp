@@ -26,6 +26,17 @@ Error errnoFor(std::string_view call, const fs::path& path) {
   return Error::fromErrno(std::string(call) + " " + path.string());
 }
 
+// Runs an operation on an open file; what goes wrong names the file.
+template <typename Operation>
+void withFile(std::optional<FileHandle> file, const fs::path& path, const Operation& operation) {
+  if (!file) throw PlatformException(errnoFor("open", path));
+  try {
+    operation(*file);
+  } catch (const PlatformException& exception) {
+    throw PlatformException(std::string(exception.what()) + " (" + path.string() + ")");
+  }
+}
+
 MaybeError maybe(std::string_view call, const fs::path& path, const std::error_code& code) {
   if (!code) return std::nullopt;
   return errorFor(call, path, code);
@@ -125,6 +136,30 @@ MaybeError FileManager::copyItem(const fs::path& source, const fs::path& destina
 MaybeError FileManager::setMode(const fs::path& path, unsigned mode) {
   if (::chmod(path.c_str(), mode) == 0) return std::nullopt;
   return errnoFor("chmod", path);
+}
+
+MaybeError FileManager::writeFile(const fs::path& path, DataView content) {
+  try {
+    withFile(FileHandle::forOverwritingAtPath(path), path, [&](FileHandle& file) {
+      file.writeData(content);
+      file.closeAfterWriting();
+    });
+    return std::nullopt;
+  } catch (const PlatformException& exception) {
+    return Error{exception.what()};
+  }
+}
+
+std::variant<Data, Error> FileManager::readFile(const fs::path& path, std::size_t maximum) {
+  try {
+    Data content;
+    withFile(FileHandle::forReadingAtPath(path), path,
+             [&](FileHandle& file) { content = file.readDataOfLength(maximum + 1); });
+    if (content.size() > maximum) return Error::fromErrorNumber("read " + path.string(), EFBIG);
+    return content;
+  } catch (const PlatformException& exception) {
+    return Error{exception.what()};
+  }
 }
 
 std::variant<std::uint64_t, Error> FileManager::fileSize(const fs::path& path) {

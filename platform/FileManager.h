@@ -1,9 +1,9 @@
 // File-system operations. Each returns the error as a value: absent means that it worked.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <variant>
 #include <vector>
@@ -16,8 +16,8 @@ namespace ztp {
 
 using MaybeError = std::optional<Error>;
 
-/// Stateless operations; callable from any thread, but copies and whole files let the main thread's
-/// attendant act between pieces.
+/// Stateless operations; callable from any thread, but copies let the main thread's attendant act
+/// between pieces.
 class FileManager {
  public:
   FileManager() = delete;
@@ -47,17 +47,9 @@ class FileManager {
 
   /// Writes in place, emptying what was there; a file that is new gets mode 0600 or less.
   [[nodiscard]] static MaybeError writeFile(const std::filesystem::path& path, DataView content);
-  /// The whole file.
-  [[nodiscard]] static std::variant<Data, Error> readFile(const std::filesystem::path& path);
-
-  /// Told of a piece that was read; it may change the bytes, not their number.
-  using PieceAttendant = std::function<void(Data& piece)>;
-  /// The whole file in pieces, past the file cache where the system allows it; at least one piece.
-  /// `attend` is given each piece but the last, in order, soon after it was read.
-  [[nodiscard]] static std::variant<DataPieces, Error> readPieces(const std::filesystem::path& path,
-                                                                  const PieceAttendant& attend);
-  /// As writeFile; each piece is let go of as soon as it is written.
-  [[nodiscard]] static MaybeError writePieces(const std::filesystem::path& path, DataPieces pieces);
+  /// The whole file; an error also when it has more than `maximum` bytes.
+  [[nodiscard]] static std::variant<Data, Error> readFile(const std::filesystem::path& path,
+                                                          std::size_t maximum);
 
   /// Size in bytes of what the path leads to.
   [[nodiscard]] static std::variant<std::uint64_t, Error> fileSize(

@@ -105,10 +105,7 @@ std::optional<PropertyList> PropertyList::fromData(DataView bytes) {
 }
 
 std::optional<PropertyList> PropertyList::fromFile(const std::filesystem::path& path) {
-  const auto size = FileManager::fileSize(path);
-  const auto* bytes = std::get_if<std::uint64_t>(&size);
-  if (bytes == nullptr || *bytes > maximumSize) return std::nullopt;
-  const auto content = FileManager::readFile(path);
+  const auto content = FileManager::readFile(path, maximumSize);
   const auto* data = std::get_if<Data>(&content);
   return data ? fromData(*data) : std::nullopt;
 }

@@ -1,6 +1,7 @@
 // Property lists: the XML form is written for the host; the XML and the binary form are read.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -29,7 +30,7 @@ class PropertyList {
  public:
   /// Larger files count as unreadable: a list nested deeply enough to exhaust the parser's stack
   /// does not fit.
-  static constexpr std::uint64_t maximumSize = 262'144;
+  static constexpr std::size_t maximumSize = 262'144;
 
   /// Reads the XML form in the encoding that it tells (see xmlInUtf8) or the binary form. Absent
   /// when the bytes are not a property list, the list is not a dictionary or, in its binary form,

@@ -4,8 +4,6 @@
 #include <mutex>
 #include <new>
 
-#include "platform/System.h"
-
 namespace ztp {
 namespace {
 
@@ -19,29 +17,10 @@ struct alignas(std::max_align_t) Header {
 constinit std::mutex mutex;
 constinit Header* first = nullptr;
 
-// Beyond that, pages are handed back instead of filled: a body whose room is mostly empty would
-// otherwise take all the memory that it announced at the moment it goes.
-constexpr std::size_t filledAtMost = 1U << 20U;
-
-void* takeMemory(std::size_t size) {
-  if (size != SecretMemory::hugePageSize) return ::operator new(size);
-  if (void* const page = system::mapHugePage(size)) return page;
-  throw std::bad_alloc();
-}
-
-void giveBack(void* memory, std::size_t size) noexcept {
-  if (size == SecretMemory::hugePageSize) {
-    system::unmapHugePage(memory, size);
-  } else {
-    ::operator delete(memory);
-  }
-}
-
 }  // namespace
 
 void* SecretMemory::allocate(std::size_t size) {
-  static_assert(sizeof(Header) == headerSize);
-  auto* header = ::new (takeMemory(headerSize + size)) Header;
+  auto* header = ::new (::operator new(sizeof(Header) + size)) Header;
   header->size = size;
   const std::lock_guard lock(mutex);
   header->next = first;
@@ -58,18 +37,13 @@ void SecretMemory::release(void* memory) noexcept {
     if (header->next != nullptr) header->next->previous = header->previous;
   }
   wipe(memory, header->size);
-  giveBack(header, headerSize + header->size);
+  ::operator delete(header);
 }
 
 void SecretMemory::wipeAll() noexcept {
   const std::lock_guard lock(mutex);
   for (Header* header = first; header != nullptr; header = header->next) {
-    void* const memory = header + 1;
-    if (header->size > filledAtMost) {
-      system::discard(memory, header->size);
-    } else {
-      wipe(memory, header->size);
-    }
+    wipe(header + 1, header->size);
   }
 }
 

@@ -11,17 +11,8 @@ void wipe(void* memory, std::size_t size) noexcept;
 
 /// Blocks of memory that are known one by one. May be used by any thread.
 class SecretMemory {
-  static constexpr std::size_t headerSize = 32;  // of a block, in front of it
-
  public:
   SecretMemory() = delete;
-
-  /// A page many times as large as usual: a file's worth of memory then costs a few hundred page
-  /// faults instead of many thousand.
-  static constexpr std::size_t hugePageSize = 2'097'152;
-  /// A block of exactly this size fills a huge page, and goes back to the system with it; others
-  /// come from the heap.
-  static constexpr std::size_t hugePageCapacity = hugePageSize - headerSize;
 
   /// `size` bytes, aligned for every type of ordinary alignment. Raises std::bad_alloc.
   [[nodiscard]] static void* allocate(std::size_t size);

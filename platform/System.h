@@ -54,15 +54,6 @@ bool exchangeNames(int directory, const char* name, const char* other) noexcept;
 /// Fills in bytes that nobody can foresee. False when the system has none.
 bool fillWithRandomBytes(void* memory, std::size_t size) noexcept;
 
-/// Makes zeros of a large piece of the heap without taking memory for pages that were never filled.
-void discard(void* memory, std::size_t size) noexcept;
-
-/// Memory of the size of a huge page, aligned to it, that the system backs with one where it has
-/// one; null when there is no memory.
-void* mapHugePage(std::size_t size) noexcept;
-/// Gives it back to the system at once.
-void unmapHugePage(void* memory, std::size_t size) noexcept;
-
 /// Tells the system that an open file is read only once. What is in the file cache already stays:
 /// dropping pages that were just written would make the system store them first.
 void keepOutOfFileCache(int fileDescriptor) noexcept;

@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <string.h>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <sys/random.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -85,20 +84,6 @@ bool exchangeNames(int directory, const char* name, const char* other) noexcept 
 
 bool fillWithRandomBytes(void* memory, std::size_t size) noexcept {
   return ::getentropy(memory, size) == 0;
-}
-
-void discard(void* memory, std::size_t size) noexcept {
-  wipe(memory, size);
-}
-
-// Aligned to a usual page only: there is no huge one to be had.
-void* mapHugePage(std::size_t size) noexcept {
-  void* const mapped = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
-  return mapped == MAP_FAILED ? nullptr : mapped;
-}
-
-void unmapHugePage(void* memory, std::size_t size) noexcept {
-  ::munmap(memory, size);
 }
 
 void keepOutOfFileCache(int fileDescriptor) noexcept {

@@ -7,14 +7,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <memory>
 #include <string_view>
 
 #include <fcntl.h>
 #include <linux/close_range.h>
 #include <string.h>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -136,38 +134,6 @@ bool exchangeNames(int directory, const char* name, const char* other) noexcept 
 
 bool fillWithRandomBytes(void* memory, std::size_t size) noexcept {
   return ::getentropy(memory, size) == 0;
-}
-
-void discard(void* memory, std::size_t size) noexcept {
-  const auto pageSize = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-  void* page = memory;
-  std::size_t rest = size;
-  if (std::align(pageSize, pageSize, page, rest) == nullptr ||
-      ::madvise(page, rest - rest % pageSize, MADV_DONTNEED) != 0) {
-    wipe(memory, size);
-    return;
-  }
-  wipe(memory, size - rest);
-  wipe(static_cast<char*>(page) + (rest - rest % pageSize), rest % pageSize);
-}
-
-// Twice as much is asked for, and what lies in front of the page and behind it given back.
-void* mapHugePage(std::size_t size) noexcept {
-  void* const mapped =
-      ::mmap(nullptr, 2 * size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (mapped == MAP_FAILED) return nullptr;
-  void* page = mapped;
-  std::size_t rest = 2 * size;
-  std::align(size, size, page, rest);
-  const std::size_t inFront = 2 * size - rest;
-  if (inFront > 0) ::munmap(mapped, inFront);
-  if (rest > size) ::munmap(static_cast<char*>(page) + size, rest - size);
-  ::madvise(page, size, MADV_HUGEPAGE);
-  return page;
-}
-
-void unmapHugePage(void* memory, std::size_t size) noexcept {
-  ::munmap(memory, size);
 }
 
 void keepOutOfFileCache(int fileDescriptor) noexcept {

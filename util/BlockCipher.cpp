@@ -34,8 +34,9 @@ std::variant<BlockCipher, Error> BlockCipher::begin(CryptoDirection direction,
   return BlockCipher(direction, std::move(context));
 }
 
-void BlockCipher::update(std::span<std::uint8_t> blocks) {
+bool BlockCipher::update(std::span<std::uint8_t> blocks) {
   hasFailed_ = hasFailed_ || !updateInPlace(blocks);
+  return !hasFailed_;
 }
 
 std::optional<Error> BlockCipher::finish(Data& last) {

@@ -24,8 +24,9 @@ class BlockCipher {
                                                               const CryptoKey::Material& key,
                                                               DataView vector);
 
-  /// Transforms whole blocks that are not the end of the content. A failure is told by `finish`.
-  void update(std::span<std::uint8_t> blocks);
+  /// Transforms whole blocks that are not the end of the content. After false nothing more is
+  /// transformed, and `finish` tells why.
+  [[nodiscard]] bool update(std::span<std::uint8_t> blocks);
   /// Transforms the last piece, which grows by its padding or shrinks by it. To decrypt, it must
   /// not be empty unless the content is.
   [[nodiscard]] std::optional<Error> finish(Data& last);

@@ -1,11 +1,11 @@
-// Whole files, encrypted and decrypted in the memory that they are read into.
-//
-// The content lies in pieces, not in one block: each is transformed while it is still in the
-// processor's cache, and let go of, wiped, as soon as it is written, so that the system gives the
-// same memory to the file cache.
+// Whole files, encrypted and decrypted piece by piece from one file to the other: what is held in
+// memory does not grow with them.
+#include <system_error>
 #include <utility>
 
-#include "platform/FileManager.h"
+#include "platform/BlockingWait.h"
+#include "platform/Error.h"
+#include "platform/System.h"
 #include "util/CryptoSizes.h"
 #include "util/ErrorLog.h"
 #include "util/LoggedCipher.h"
@@ -14,41 +14,159 @@
 namespace ztp {
 namespace {
 
+namespace fs = std::filesystem;
+
+// Large enough that the calls cost nothing beside the cipher. A piece is still in the processor's
+// cache when it is written, and the file cache finds room for it without looking for large blocks
+// of memory, which for writes of 1 MiB costs more than the cipher.
+constexpr std::size_t pieceSize = 131'072;
 // Whole blocks, so that every piece but the last can be transformed by itself.
-static_assert(dataPieceSize % aesBlockSize == 0);
+static_assert(pieceSize % aesBlockSize == 0);
+
+class UnreadableSource : public PlatformException {
+  using PlatformException::PlatformException;
+};
+
+// The file that is read, one piece ahead, so that the last piece is known as such. One that is
+// encrypted is plain text and goes with this object, whatever came of it, unless it cannot be read.
+class Source {
+ public:
+  Source(fs::path path, CryptoDirection direction) : path_(std::move(path)) {
+    auto file = FileHandle::forReadingAtPath(path_);
+    if (!file) throw UnreadableSource(Error::fromErrno("open " + path_.string()));
+    file_.emplace(std::move(*file));
+    system::keepOutOfFileCache(file_->fileDescriptor());
+    for (Data* buffer : {&piece_, &next_}) buffer->reserve(pieceSize + aesBlockSize);
+    read(piece_);
+    read(next_);
+    isRemoved_ = direction == CryptoDirection::encrypt;
+  }
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+  ~Source() { finish(); }
+
+  [[nodiscard]] Data& piece() { return piece_; }
+  [[nodiscard]] bool isAtLastPiece() const { return next_.empty(); }
+  void advance() {
+    std::swap(piece_, next_);
+    read(next_);
+  }
+
+  void finish() noexcept {
+    std::error_code ignored;
+    if (std::exchange(isRemoved_, false)) fs::remove(path_, ignored);
+  }
+
+ private:
+  void read(Data& buffer) {
+    buffer.resize(pieceSize);
+    try {
+      buffer.resize(file_->read(buffer));
+    } catch (const PlatformException& exception) {
+      isRemoved_ = false;
+      throw UnreadableSource(std::string(exception.what()) + " (" + path_.string() + ")");
+    }
+  }
+
+  fs::path path_;
+  std::optional<FileHandle> file_;
+  Data piece_;
+  Data next_;
+  bool isRemoved_ = false;
+};
+
+// The file that is written. It is opened when there is something to write, and what could not be
+// finished goes with this object. Where it is the source itself, the result is written beside it
+// and takes its place in the end.
+class Destination {
+ public:
+  Destination(fs::path path, const fs::path& source) : path_(std::move(path)), written_(path_) {
+    std::error_code ignored;
+    if (fs::equivalent(path_, source, ignored)) written_ += ".new";
+  }
+  Destination(const Destination&) = delete;
+  Destination& operator=(const Destination&) = delete;
+  ~Destination() {
+    if (file_) discard();
+  }
+
+  void write(DataView bytes) {
+    if (!file_) {
+      auto file = FileHandle::forOverwritingAtPath(written_);
+      if (!file) throw PlatformException(Error::fromErrno("open " + written_.string()));
+      file_.emplace(std::move(*file));
+    }
+    file_->writeData(bytes);
+  }
+  void finish() {
+    file_->closeAfterWriting();
+    std::error_code failure;
+    if (written_ != path_) fs::rename(written_, path_, failure);
+    if (failure) throw PlatformException(failure.message());
+    file_.reset();
+  }
+
+ private:
+  // It may have other names, and is no file where the path leads to a device.
+  void discard() const noexcept {
+    std::error_code ignored;
+    if (!fs::is_regular_file(written_, ignored)) return;
+    fs::resize_file(written_, 0, ignored);
+    fs::remove(written_, ignored);
+  }
+
+  fs::path path_;
+  fs::path written_;
+  std::optional<FileHandle> file_;
+};
+
+// False when the transformation fails.
+bool transform(Source& source, Destination& destination, LoggedCipher& cipher) {
+  while (!source.isAtLastPiece() && cipher.update(source.piece())) {
+    destination.write(source.piece());
+    BlockingWait::glance();
+    source.advance();
+  }
+  const bool transformed = cipher.finish(source.piece());
+  // Before the result is whole, and whatever came of it: where a source could be read, its plain
+  // text does not outlive it.
+  source.finish();
+  if (!transformed) return false;
+  destination.write(source.piece());
+  BlockingWait::glance();
+  destination.finish();
+  return true;
+}
 
 }  // namespace
 
-bool ZanburyToolProxyUtilities::encryptFile(const std::filesystem::path& source,
-                                            const std::filesystem::path& destination,
+bool ZanburyToolProxyUtilities::encryptFile(const fs::path& source, const fs::path& destination,
                                             AESKeyBytes key,
                                             std::optional<DataView> initializationVector) {
   return encrypt(true, source, destination, key, initializationVector);
 }
 
-bool ZanburyToolProxyUtilities::decryptFile(const std::filesystem::path& source,
-                                            const std::filesystem::path& destination,
+bool ZanburyToolProxyUtilities::decryptFile(const fs::path& source, const fs::path& destination,
                                             AESKeyBytes key,
                                             std::optional<DataView> initializationVector) {
   return encrypt(false, source, destination, key, initializationVector);
 }
 
-bool ZanburyToolProxyUtilities::encrypt(bool encrypt, const std::filesystem::path& file,
-                                        const std::filesystem::path& toPath, AESKeyBytes key,
+bool ZanburyToolProxyUtilities::encrypt(bool encrypt, const fs::path& file, const fs::path& toPath,
+                                        AESKeyBytes key,
                                         std::optional<DataView> initializationVector) {
   const auto direction = encrypt ? CryptoDirection::encrypt : CryptoDirection::decrypt;
-  LoggedCipher cipher(direction, key, initializationVector);
-  auto content = FileManager::readPieces(file, [&](Data& piece) { cipher.update(piece); });
-  if (const auto* error = std::get_if<Error>(&content)) {
-    logError(*error);
+  try {
+    Destination destination(toPath, file);
+    Source source(file, direction);
+    LoggedCipher cipher(direction, key, initializationVector);
+    return transform(source, destination, cipher);
+  } catch (const UnreadableSource& exception) {
+    logLine(exception.what());
+    return false;
+  } catch (const PlatformException&) {
     return false;
   }
-  auto& pieces = std::get<DataPieces>(content);
-  const bool transformed = cipher.finish(pieces.back());
-  // Now, and whatever came of it: where a source could be read, its plain text does not outlive
-  // this call.
-  if (encrypt) static_cast<void>(FileManager::removeItem(file));
-  return transformed && !FileManager::writePieces(toPath, std::move(pieces));
 }
 
 }  // namespace ztp

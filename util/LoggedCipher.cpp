@@ -28,8 +28,8 @@ LoggedCipher::LoggedCipher(CryptoDirection direction, AESKeyBytes key,
   cipher_ = std::get<BlockCipher>(std::move(begun));
 }
 
-void LoggedCipher::update(std::span<std::uint8_t> blocks) {
-  if (cipher_) cipher_->update(blocks);
+bool LoggedCipher::update(std::span<std::uint8_t> blocks) {
+  return cipher_ && cipher_->update(blocks);
 }
 
 bool LoggedCipher::finish(Data& last) {

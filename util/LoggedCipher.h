@@ -11,14 +11,14 @@
 
 namespace ztp {
 
-/// A BlockCipher that cannot fail before its end.
+/// A BlockCipher whose failures are all told at its end.
 class LoggedCipher {
  public:
   LoggedCipher(CryptoDirection direction, AESKeyBytes key,
                std::optional<DataView> initializationVector);
 
-  /// As BlockCipher's; without effect where the pass could not begin.
-  void update(std::span<std::uint8_t> blocks);
+  /// As BlockCipher's; false, and nothing transformed, where the pass could not begin.
+  [[nodiscard]] bool update(std::span<std::uint8_t> blocks);
   /// As BlockCipher's; false after logging the first failure, an absent one as "(null)".
   [[nodiscard]] bool finish(Data& last);
 

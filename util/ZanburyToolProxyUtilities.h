@@ -72,11 +72,12 @@ class ZanburyToolProxyUtilities {
   [[nodiscard]] static bool decryptFile(const std::filesystem::path& source,
                                         const std::filesystem::path& destination, AESKeyBytes key,
                                         std::optional<DataView> initializationVector);
-  /// Encrypts or decrypts a whole file (AES-256-CBC, PKCS#7; see CryptoUtilities) in one buffer of
-  /// its size. Encrypting deletes the source as soon as it is transformed, before the result is
-  /// written and even when there is none; decrypting keeps it. The destination is written in place.
-  /// False when the source cannot be read (logged; nothing is deleted), the transformation fails
-  /// (nothing is written) or the destination cannot be written.
+  /// Encrypts or decrypts a whole file (AES-256-CBC, PKCS#7; see CryptoUtilities) piece by piece;
+  /// the main thread's attendant acts between the pieces (see BlockingWait). Encrypting deletes the
+  /// source as soon as all of it is transformed, before the result is whole and even when there is
+  /// none; decrypting keeps it. The destination is written in place, and removed when it cannot be
+  /// finished. False when the source cannot be read (logged; the source stays), the transformation
+  /// fails (logged) or the destination cannot be written.
   [[nodiscard]] static bool encrypt(bool encrypt, const std::filesystem::path& file,
                                     const std::filesystem::path& toPath, AESKeyBytes key,
                                     std::optional<DataView> initializationVector);

@@ -66,8 +66,8 @@ def _size(path: Path) -> int:
         return 0
 
 
-def peak_memory(around: Surroundings, megabytes: int) -> tuple[dict[str, int], int]:
-    """Bytes by phase, and the size of the archive that was encrypted and decrypted."""
+def peak_memory(around: Surroundings, megabytes: int) -> dict[str, int]:
+    """Bytes by phase."""
     source = around.records(megabytes)
     answer = around.answer(source)
     size = answer.stat().st_size // 16 * 16 + 16
@@ -80,4 +80,4 @@ def peak_memory(around: Surroundings, megabytes: int) -> tuple[dict[str, int], i
         host.wait()
         watcher.join()
     around.result.unlink()
-    return watcher.peaks, size
+    return watcher.peaks

@@ -61,7 +61,7 @@ TEST_F(FileManagerTest, ErrorsNameTheCallThePathAndTheReason) {
   const auto missing = scratch / "missing" / "file";
   EXPECT_EQ(FileManager::writeFile(missing, {})->description,
             "open " + missing.string() + ": No such file or directory");
-  EXPECT_EQ(std::get<Error>(FileManager::readFile(missing)).description,
+  EXPECT_EQ(std::get<Error>(FileManager::readFile(missing, 100)).description,
             "open " + missing.string() + ": No such file or directory");
   EXPECT_EQ(std::get<Error>(FileManager::fileSize(missing)).description,
             "stat " + missing.string() + ": No such file or directory");
@@ -75,41 +75,15 @@ TEST_F(FileManagerTest, AFullDiskIsAnError) {
   EXPECT_NE(error->description.find("No space left on device"), std::string::npos);
 }
 
-TEST_F(FileManagerTest, ReadsTheWholeFile) {
+TEST_F(FileManagerTest, ReadsTheWholeFileIfItIsNoLargerThanAllowed) {
   const std::string content(3'000'000, 'z');
   fill(scratch / "file", content);
-  const auto read = FileManager::readFile(scratch / "file");
+  const auto read = FileManager::readFile(scratch / "file", content.size());
   EXPECT_EQ(textOf(std::get<Data>(read)), content);
-  EXPECT_TRUE(std::get<Data>(FileManager::readFile("/dev/null")).empty());
-}
-
-TEST_F(FileManagerTest, PiecesAreFullButForTheLastWhichIsGivenToNobody) {
-  struct Case {
-    std::size_t size;
-    std::vector<std::size_t> pieces;
-  };
-  constexpr std::size_t full = dataPieceSize;
-  for (const auto& [size, pieces] :
-       {Case{0, {0}}, Case{1, {1}}, Case{full - 1, {full - 1}}, Case{full, {full}},
-        Case{full + 1, {full, 1}}, Case{2 * full, {full, full}}}) {
-    fill(scratch / "file", std::string(size, 'z'));
-    std::vector<std::size_t> attended;
-    auto read = FileManager::readPieces(
-        scratch / "file", [&](const Data& piece) { attended.push_back(piece.size()); });
-    std::vector<std::size_t> sizes;
-    for (const Data& piece : std::get<DataPieces>(read)) sizes.push_back(piece.size());
-    EXPECT_EQ(sizes, pieces);
-    EXPECT_EQ(attended, std::vector<std::size_t>(pieces.begin(), std::prev(pieces.end())));
-    EXPECT_FALSE(FileManager::writePieces(scratch / "copy", std::get<DataPieces>(std::move(read))));
-    EXPECT_EQ(contentOf(scratch / "copy").size(), size);
-  }
-}
-
-TEST_F(FileManagerTest, PiecesThatFindNoRoomAreAnError) {
-  DataPieces pieces(2, Data(dataPieceSize));
-  const auto error = FileManager::writePieces("/dev/full", std::move(pieces));
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->description, "write: No space left on device (/dev/full)");
+  EXPECT_EQ(
+      std::get<Error>(FileManager::readFile(scratch / "file", content.size() - 1)).description,
+      "read " + (scratch / "file").string() + ": File too large");
+  EXPECT_TRUE(std::get<Data>(FileManager::readFile("/dev/null", 0)).empty());
 }
 
 TEST_F(FileManagerTest, RemovesFilesTreesAndLinksButNotWhatLinksLeadTo) {

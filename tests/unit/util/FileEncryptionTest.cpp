@@ -1,8 +1,16 @@
 // Whole files, encrypted and decrypted: what is written, what is deleted, what is logged.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <thread>
+#include <vector>
 
 #include "tests/unit/util/Bytes.h"
 #include "tests/unit/util/CapturedLog.h"
+#include "tests/unit/util/Interrupter.h"
 #include "tests/unit/util/ScratchDirectory.h"
 #include "util/CryptoUtilities.h"
 #include "util/ZanburyToolProxyUtilities.h"
@@ -28,6 +36,21 @@ class FileEncryption : public testing::Test {
     return scratch_.write(
         "cipher", CryptoUtilities::encryptData(content, AESKeyBytes{key_}, vector_).value());
   }
+  // A file that is whole blocks, but whose last block decrypts to no padding.
+  [[nodiscard]] fs::path brokenFile(std::size_t size) const {
+    auto cipher = CryptoUtilities::encryptData(pattern(size), AESKeyBytes{key_}, vector_).value();
+    cipher.back() ^= 0xffU;
+    return scratch_.write("broken", cipher);
+  }
+  // What is there, in order.
+  [[nodiscard]] std::vector<std::string> names() const {
+    std::vector<std::string> result;
+    for (const auto& entry : fs::directory_iterator(scratch_.path())) {
+      result.push_back(entry.path().filename());
+    }
+    std::sort(result.begin(), result.end());
+    return result;
+  }
   [[nodiscard]] fs::path at(std::string_view name) const { return scratch_.path() / name; }
 
   const Data key_ = pattern(32);
@@ -45,26 +68,35 @@ TEST_F(FileEncryption, GoesThereAndBack) {
   }
 }
 
+// Some pieces and a half, whatever size a piece has.
+constexpr std::size_t severalPieces = 5'500'000;
+
 TEST_F(FileEncryption, TheSeamsBetweenPiecesDoNotShow) {
-  const auto piece = static_cast<std::ptrdiff_t>(dataPieceSize);
-  for (const std::ptrdiff_t size :
-       {piece - 1, piece, piece + 1, piece + 16, 2 * piece - 16, 2 * piece, 2 * piece + 5}) {
-    const Data content = pattern(static_cast<std::size_t>(size));
-    ASSERT_TRUE(encryptFile(plainFile(content), at("result")));
-    EXPECT_TRUE(contentOf(at("result")) == contentOf(cipherFile(content))) << size;
-    ASSERT_TRUE(decryptFile(at("result"), at("back")));
-    EXPECT_TRUE(contentOf(at("back")) == textOf(content)) << size;
+  for (std::size_t piece = 65'536; piece <= 4'194'304; piece *= 2) {
+    for (const std::size_t size : {piece - 16, piece - 1, piece, piece + 1, piece + 16}) {
+      const Data content = pattern(size);
+      ASSERT_TRUE(encryptFile(plainFile(content), at("result")));
+      EXPECT_TRUE(contentOf(at("result")) == contentOf(cipherFile(content))) << size;
+      ASSERT_TRUE(decryptFile(at("result"), at("back")));
+      EXPECT_TRUE(contentOf(at("back")) == textOf(content)) << size;
+    }
   }
 }
 
-TEST_F(FileEncryption, OfSeveralPiecesTheLastOneDecidesWhetherADecryptionHolds) {
-  auto cipher = contentOf(cipherFile(pattern(dataPieceSize + 100)));
-  cipher.back() = static_cast<char>(~cipher.back());
-  const auto file = scratch_.write("broken", bytesOf(cipher));
-  CapturedLog log;
-  EXPECT_FALSE(decryptFile(file, at("back")));
-  EXPECT_EQ(log.text(), "AES decryption: bad decrypt\n");
-  EXPECT_FALSE(fs::exists(at("back")));
+TEST_F(FileEncryption, WhatComesInShortReadsIsAllThere) {
+  const Data content = pattern(severalPieces);
+  const auto fifo = at("fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  std::thread writer([&] {
+    std::ofstream file(fifo, std::ios::binary);
+    for (std::size_t start = 0; start < content.size(); start += 12'345) {
+      const auto part = textOf(content).substr(start, 12'345);
+      file.write(part.data(), static_cast<std::streamsize>(part.size())).flush();
+    }
+  });
+  EXPECT_TRUE(encryptFile(fifo, at("result")));
+  writer.join();
+  EXPECT_TRUE(contentOf(at("result")) == contentOf(cipherFile(content)));
 }
 
 TEST_F(FileEncryption, IsTheEncryptionOfTheContent) {
@@ -103,13 +135,26 @@ TEST_F(FileEncryption, ReplacesWhatTheDestinationHeldInPlace) {
   EXPECT_EQ(fs::file_size(at("same file")), 16U);
 }
 
-TEST_F(FileEncryption, TheSourceIsGoneBeforeTheResultIsWritten) {
-  const auto file = plainFile(bytesOf("text"));
-  fs::create_hard_link(file, at("the old file"));
-  ASSERT_TRUE(encryptFile(file, file));
-  EXPECT_EQ(contentOf(at("the old file")), "text");  // not written over: the name was free again
-  ASSERT_TRUE(decryptFile(file, at("back")));
-  EXPECT_EQ(contentOf(at("back")), "text");
+TEST_F(FileEncryption, ADestinationThatIsTheSourceTakesItsPlace) {
+  for (const std::size_t size : {std::size_t{4}, severalPieces}) {
+    const Data content = pattern(size);
+    const auto file = plainFile(content);
+    const auto name = "the old file of " + std::to_string(size);
+    fs::create_hard_link(file, at(name));
+    ASSERT_TRUE(encryptFile(file, file));
+    EXPECT_TRUE(contentOf(at(name)) == textOf(content));  // not written over: the name was free
+    ASSERT_TRUE(decryptFile(file, file));
+    EXPECT_TRUE(contentOf(file) == textOf(content));
+  }
+}
+
+TEST_F(FileEncryption, ASourceThatIsTheDestinationStaysWhenItsDecryptionFails) {
+  const auto file = brokenFile(severalPieces);
+  const auto before = contentOf(file);
+  CapturedLog log;
+  EXPECT_FALSE(decryptFile(file, file));
+  EXPECT_TRUE(contentOf(file) == before);
+  EXPECT_EQ(names(), std::vector<std::string>{"broken"});
 }
 
 TEST_F(FileEncryption, ASourceThatCannotBeReadIsLoggedAndNothingHappens) {
@@ -130,34 +175,126 @@ TEST_F(FileEncryption, ADirectoryCannotBeReadAndStays) {
 }
 
 TEST_F(FileEncryption, ATransformThatFailsDeletesTheSourceAndWritesNothing) {
-  const auto plain = plainFile(pattern(100));
-  CapturedLog log;
-  EXPECT_FALSE(Utilities::encryptFile(plain, at("cipher"), AESKeyBytes{}, vector_));
-  EXPECT_EQ(log.text(), "(null)\n");  // of the transformation itself
-  EXPECT_FALSE(fs::exists(plain));
-  EXPECT_FALSE(fs::exists(at("cipher")));
-}
-
-TEST_F(FileEncryption, ADecryptionThatFailsKeepsTheSourceAndWritesNothing) {
-  for (const std::size_t size : {0U, 15U, 100U}) {
-    const auto file = scratch_.write("broken", pattern(size));
+  for (const std::size_t size : {std::size_t{100}, severalPieces}) {
+    const auto plain = plainFile(pattern(size));
     CapturedLog log;
-    EXPECT_FALSE(decryptFile(file, at("back")));
-    EXPECT_EQ(log.text(), "AES decryption: wrong final block length\n");
-    EXPECT_TRUE(fs::exists(file));
-    EXPECT_FALSE(fs::exists(at("back")));
+    EXPECT_FALSE(Utilities::encryptFile(plain, at("cipher"), AESKeyBytes{}, vector_));
+    EXPECT_EQ(log.text(), "(null)\n");  // of the transformation itself
+    EXPECT_EQ(names(), std::vector<std::string>{});
   }
 }
 
-TEST_F(FileEncryption, ADestinationThatCannotBeWrittenIsFalseWithoutALine) {
-  const auto plain = plainFile(pattern(100));
-  const auto cipher = cipherFile(pattern(100));
+TEST_F(FileEncryption, ADecryptionThatFailsKeepsTheSourceAndLeavesNoDestination) {
+  struct Case {
+    std::size_t size;
+    std::string_view line;
+  };
+  for (const auto& [size, line] :
+       {Case{0, "AES decryption: wrong final block length\n"},
+        Case{15, "AES decryption: wrong final block length\n"},
+        Case{100, "AES decryption: wrong final block length\n"},
+        Case{severalPieces + 1, "AES decryption: wrong final block length\n"},
+        Case{32, "AES decryption: bad decrypt\n"},
+        Case{severalPieces / 16 * 16, "AES decryption: bad decrypt\n"}}) {
+    const auto file = scratch_.write("broken", pattern(size));
+    CapturedLog log;
+    EXPECT_FALSE(decryptFile(file, at("back")));
+    EXPECT_EQ(log.text(), line) << size;
+    EXPECT_EQ(names(), std::vector<std::string>{"broken"}) << size;
+  }
+}
+
+TEST_F(FileEncryption, OfSeveralPiecesTheLastBlockDecidesWhetherADecryptionHolds) {
+  const auto file = brokenFile(severalPieces);
+  const auto destination = scratch_.write("back", bytesOf("of yesterday"));
+  fs::create_hard_link(destination, at("its other name"));
   CapturedLog log;
-  EXPECT_FALSE(encryptFile(plain, at("no directory/cipher")));
-  EXPECT_FALSE(decryptFile(cipher, at("no directory/back")));
-  EXPECT_EQ(log.text(), "");
-  EXPECT_FALSE(fs::exists(plain));
-  EXPECT_TRUE(fs::exists(cipher));
+  EXPECT_FALSE(decryptFile(file, destination));
+  EXPECT_EQ(log.text(), "AES decryption: bad decrypt\n");
+  EXPECT_FALSE(fs::exists(destination));
+  EXPECT_EQ(contentOf(at("its other name")), "") << "nothing of the content is left";
+}
+
+TEST_F(FileEncryption, ADestinationThatCannotBeWrittenIsFalseWithoutALine) {
+  for (const std::size_t size : {std::size_t{100}, severalPieces}) {
+    for (const auto* destination : {"no directory/result", "/dev/full"}) {
+      const auto plain = plainFile(pattern(size));
+      const auto cipher = cipherFile(pattern(size));
+      CapturedLog log;
+      EXPECT_FALSE(encryptFile(plain, at(destination)));
+      EXPECT_FALSE(decryptFile(cipher, at(destination)));
+      EXPECT_EQ(log.text(), "");
+      EXPECT_EQ(names(), std::vector<std::string>{"cipher"});
+      EXPECT_TRUE(fs::exists("/dev/full"));
+    }
+  }
+}
+
+// Files of this process hold no more than `bytes` while this lives: to write more fails.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  void (*handler_)(int);
+  rlimit before_{};
+};
+
+TEST_F(FileEncryption, ADestinationForWhichThereIsNoRoomGoes) {
+  const auto cipher = cipherFile(pattern(severalPieces));
+  for (const rlim_t room : {rlim_t{0}, rlim_t{1'000'000}, rlim_t{severalPieces - 1}}) {
+    const auto source = scratch_.write("source", pattern(severalPieces));
+    const FileSizeLimit limit(room);
+    EXPECT_FALSE(encryptFile(source, at("result")));
+    EXPECT_FALSE(decryptFile(cipher, at("back")));
+    EXPECT_EQ(names(), std::vector<std::string>{"cipher"}) << room;
+  }
+}
+
+TEST_F(FileEncryption, AnInterruptionBetweenPiecesLeavesNeitherPlainSourceNorDestination) {
+  const auto plain = plainFile(pattern(severalPieces));
+  const auto cipher = cipherFile(pattern(severalPieces));
+  int calls = 0;
+  const Interrupter interrupter([&] {
+    if (++calls % 2 == 0) throw Interruption{};
+  });
+  EXPECT_THROW(static_cast<void>(encryptFile(plain, at("result"))), Interruption);
+  EXPECT_THROW(static_cast<void>(decryptFile(cipher, at("back"))), Interruption);
+  EXPECT_EQ(names(), std::vector<std::string>{"cipher"});
+}
+
+// The most memory that the process has had (proc(5)), in bytes.
+std::size_t peakMemory() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;) {
+    std::size_t kilobytes = 0;
+    if (word == "VmHWM:" && status >> kilobytes) return kilobytes * 1024;
+  }
+  return 0;
+}
+
+TEST_F(FileEncryption, TakesNoMoreMemoryForALargeFileThanForASmallOne) {
+  constexpr std::size_t margin = 4'000'000;
+  ASSERT_TRUE(encryptFile(plainFile(pattern(severalPieces)), at("cipher")));
+  ASSERT_TRUE(decryptFile(at("cipher"), at("back")));
+  const std::size_t before = peakMemory();
+  const auto large = plainFile({});
+  fs::resize_file(large, before + 20 * margin);
+  ASSERT_TRUE(encryptFile(large, at("cipher")));
+  ASSERT_TRUE(decryptFile(at("cipher"), at("back")));
+  EXPECT_EQ(fs::file_size(at("back")), before + 20 * margin);
+  EXPECT_GT(before, 0U);
+  EXPECT_LT(peakMemory(), before + margin);
 }
 
 }  // namespace
