@@ -1,5 +1,6 @@
 // Whole files, encrypted and decrypted piece by piece from one file to the other: what is held in
 // memory does not grow with them.
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
@@ -16,12 +17,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Large enough that the calls cost nothing beside the cipher. A piece is still in the processor's
-// cache when it is written, and the file cache finds room for it without looking for large blocks
-// of memory, which for writes of 1 MiB costs more than the cipher.
+// Large enough that reading and looking around cost nothing beside the cipher, small enough that a
+// piece is still in the processor's cache when it is written.
 constexpr std::size_t pieceSize = 131'072;
 // Whole blocks, so that every piece but the last can be transformed by itself.
 static_assert(pieceSize % aesBlockSize == 0);
+
+// The file cache takes what is written at once into one block of memory where it can. Large blocks
+// are often such as nobody has touched for long, and then cost more than the cipher.
+constexpr std::size_t writtenAtOnce = 16'384;
 
 class UnreadableSource : public PlatformException {
   using PlatformException::PlatformException;
@@ -96,7 +100,11 @@ class Destination {
       if (!file) throw PlatformException(Error::fromErrno("open " + written_.string()));
       file_.emplace(std::move(*file));
     }
-    file_->writeData(bytes);
+    while (!bytes.empty()) {
+      const auto part = bytes.first(std::min(bytes.size(), writtenAtOnce));
+      file_->writeData(part);
+      bytes = bytes.subspan(part.size());
+    }
   }
   void finish() {
     file_->closeAfterWriting();
