@@ -1,6 +1,7 @@
 // Each block has a header in front of it that links it to the others.
 #include "platform/SecretMemory.h"
 
+#include <memory>
 #include <mutex>
 #include <new>
 
@@ -20,7 +21,7 @@ constinit Header* first = nullptr;
 }  // namespace
 
 void* SecretMemory::allocate(std::size_t size) {
-  auto* header = ::new (::operator new(sizeof(Header) + size)) Header;
+  auto* header = std::construct_at(static_cast<Header*>(::operator new(sizeof(Header) + size)));
   header->size = size;
   const std::lock_guard lock(mutex);
   header->next = first;
