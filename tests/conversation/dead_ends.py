@@ -5,6 +5,8 @@ from __future__ import annotations
 import re
 import socket
 
+# A label of more than 63 characters: no resolver asks anybody for it.
+UNKNOWN_NAME = f"Now{'h' * 60}ere.Invalid"
 NOBODY_LISTENS = "ssh://nobody@127.0.0.1:1"  # tcpmux: refused at once
 
 

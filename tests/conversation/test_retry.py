@@ -37,7 +37,7 @@ def test_the_pause_is_one_second_longer_than_the_delay(
     taken = tried_again.stat().st_mtime - failed.stat().st_mtime
     assert taken >= pause - CLOCK_STEP
     shown = [CONNECTING, *titles, CONNECTING]
-    conversion.wait_until(lambda now: len(sections(now)) == len(shown), PATIENCE)
+    conversion.wait_until(lambda now: len(sections(now)) >= len(shown), PATIENCE)
     assert sections(conversion) == shown
 
 
@@ -53,7 +53,7 @@ def test_the_titles_come_a_second_apart(desk: Desk) -> None:
 def test_there_is_no_last_cycle_and_each_tries_all_destinations(desk: Desk) -> None:
     destinations = [beyond(number) for number in range(3)]
     conversion = desk.begin(server_destinations=destinations, retry_delay=0)
-    conversion.wait_until(lambda now: len(tried(now.stderr_text)) == 12, PATIENCE)
+    conversion.wait_until(lambda now: len(tried(now.stderr_text)) >= 12, PATIENCE)
     numbers = tried(conversion.stderr_text)
     cycles = [sorted(numbers[start : start + 3]) for start in range(0, 12, 3)]
     assert cycles == [[0, 1, 2]] * 4
@@ -72,7 +72,7 @@ def test_the_cycle_after_a_redirect_tries_the_configured_destinations(desk: Desk
     conversion = desk.begin(scripts, retry_delay=1)
     desk.server.begun(2)
     shown = [CONNECTING, CONNECTING, will_retry(1, "second"), CONNECTING]
-    conversion.wait_until(lambda now: len(sections(now)) == len(shown), PATIENCE)
+    conversion.wait_until(lambda now: len(sections(now)) >= len(shown), PATIENCE)
     assert sections(conversion) == shown
     assert tried(conversion.stderr_text) == [7]
 

@@ -9,7 +9,7 @@ from collections.abc import Iterator
 from pathlib import Path
 
 import pytest
-from dead_ends import SilentListener
+from dead_ends import UNKNOWN_NAME, SilentListener
 from desk import PATIENCE, Desk
 from observed_process import SSH, ssh_of, working_directory
 from recorded_start import STRACE, RecordedStart
@@ -71,15 +71,11 @@ def test_user_host_and_port_come_from_the_url(
 
 
 @needs_strace
-def test_a_name_is_passed_on_as_it_is_written(
-    desk: Desk, silent: SilentListener, tmp_path: Path
-) -> None:
-    # Where nobody resolves it, this ssh ends at once.
+def test_a_name_is_passed_on_as_it_is_written(desk: Desk, tmp_path: Path) -> None:
+    # An ssh that is given such a name ends at once.
     recorded = RecordedStart(desk.program, tmp_path)
-    destination = f"ssh://ann@LocalHost:{silent.port}"
-    desk.begin(program=recorded.program, server_destinations=destination)
-    arguments = recorded.arguments_of_ssh()
-    assert arguments[15:20] == ["-l", "ann", "-p", str(silent.port), "LocalHost"]
+    desk.begin(program=recorded.program, server_destinations=f"ssh://ann@{UNKNOWN_NAME}:22")
+    assert recorded.arguments_of_ssh()[15:20] == ["-l", "ann", "-p", "22", UNKNOWN_NAME]
 
 
 def test_an_ipv6_address_loses_its_brackets(desk: Desk) -> None:

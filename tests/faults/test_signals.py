@@ -182,6 +182,6 @@ def test_a_stop_during_the_countdown_changes_nothing(ordeal: Ordeal) -> None:
     conversion.wait_for(will_retry(1, "second"), PATIENCE)
     with _stopped(conversion):
         pass
-    conversion.wait_until(lambda now: now.events.count(CONNECTING) == 2, PATIENCE)
+    conversion.wait_until(lambda now: now.events.count(CONNECTING) >= 2, PATIENCE)
     outcome = ends_at_once(conversion, conversion.cancel)
     ordeal.assert_survived(outcome)

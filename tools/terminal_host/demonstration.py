@@ -32,7 +32,7 @@ _SAMPLES = Path(__file__).resolve().parents[1] / "standin" / "samples"
 _TOOL = "ZanburyConverter"
 _LINES = 8  # of the result and of a log
 _TO_WATCH = 3.0  # seconds that the tool takes at least when somebody watches
-_SERVER_SECONDS = 5.0  # for a server to notice that its client is gone
+_SERVER_SECONDS = 60.0  # for a server to notice that its client is gone
 _DEADLINE = 3600.0  # seconds; a conversion that nobody ended
 # What each frame of the conversation means, as the server saw it.
 _CHAPTERS = {
