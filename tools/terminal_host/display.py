@@ -92,7 +92,8 @@ class PlainDisplay:
 
 
 class JsonDisplay:
-    """One JSON object a line on standard output, with "event" and "at" (seconds) in each."""
+    """One JSON object a line on standard output: "event", and "at" (seconds) for what the program
+    has said."""
 
     def show(self, event: Event) -> None:
         if not isinstance(event, Exit):
