@@ -89,7 +89,7 @@ def test_a_flood_that_the_host_does_not_read_is_held_back_and_not_stored(
     ordeal: Ordeal,
 ) -> None:
     flood = {"actions": [{"forward": {"fill": MESSAGE, "byte": 7}}], "repeat": MESSAGES}
-    steps = [{"forward": "ready"}, {"await": "go"}, flood]
+    steps = [{"forward": "ready"}, {"await": "go"}, flood, {"await": "looked"}]
     script = {"Conversion": {"before": steps, "silent": True}}
     with unread_fifo(ordeal.desk.directory / "unread") as fifo:
         conversion = ordeal.begin(script, output_fifo_path=fifo.path)
@@ -101,6 +101,7 @@ def test_a_flood_that_the_host_does_not_read_is_held_back_and_not_stored(
         assert peak_resident_bytes(conversion.pid) - before < ROOM
         _read_all(fifo)
         assert peak_resident_bytes(conversion.pid) - before < ROOM
+        ordeal.desk.server.file("looked").touch()
         _assert_converted(ordeal, ordeal.end_of(conversion))
 
 
