@@ -25,6 +25,7 @@ constexpr std::int32_t friday = 6;
 
 /// A row holds for the days [firstDay:lastDay] of the month that are the weekday.
 struct HolidayRule {
+  const char* name;
   std::int32_t month;
   std::int32_t firstDay;
   std::int32_t lastDay;
@@ -33,33 +34,37 @@ struct HolidayRule {
   std::int32_t firstYear = 1;
 };
 
-constexpr HolidayRule onDay(std::int32_t month, std::int32_t day, std::uint8_t calendars) {
-  return {month, day, day, anyWeekday, calendars};
+constexpr HolidayRule onDay(const char* name, std::int32_t month, std::int32_t day,
+                            std::uint8_t calendars) {
+  return {name, month, day, day, anyWeekday, calendars};
 }
 
 /// The first of a weekday lies on the days 1 to 7, the second on 8 to 14, and so on.
-constexpr HolidayRule onNth(std::int32_t month, std::int32_t nth, std::int32_t weekday,
-                            std::uint8_t calendars) {
-  return {month, 7 * nth - 6, 7 * nth, weekday, calendars};
+constexpr HolidayRule onNth(const char* name, std::int32_t month, std::int32_t nth,
+                            std::int32_t weekday, std::uint8_t calendars) {
+  return {name, month, 7 * nth - 6, 7 * nth, weekday, calendars};
 }
 
 // Good Friday is the one official holiday that stands below, in isGoodFriday.
 constexpr auto rules = std::to_array<HolidayRule>({
-    onDay(1, 1, usBank | nyse | tse),              // New Year's Day
-    onNth(1, 3, monday, usBank | nyse),            // Martin Luther King Jr. Day
-    onNth(2, 3, monday, usBank | nyse | tse),      // Washington's Birthday, Family Day
-    {5, 25, 31, monday, usBank | nyse},            // Memorial Day, the last Monday
-    {5, 18, 24, monday, tse},                      // Victoria Day, the Monday before the 25th
-    {6, 19, 19, anyWeekday, usBank | nyse, 2022},  // Juneteenth
-    onDay(7, 1, tse),                              // Canada Day
-    onDay(7, 4, usBank | nyse),                    // Independence Day
-    onNth(8, 1, monday, tse),                      // Civic Holiday
-    onNth(9, 1, monday, usBank | nyse | tse),      // Labor Day, Labour Day
-    onNth(10, 2, monday, usBank | tse),            // Columbus Day, Thanksgiving in Canada
-    onDay(11, 11, usBank),                         // Veterans Day
-    onNth(11, 4, thursday, usBank | nyse),         // Thanksgiving
-    onDay(12, 25, usBank | nyse | tse),            // Christmas Day
-    onDay(12, 26, tse),                            // Boxing Day
+    onDay("New Year's Day", 1, 1, usBank | nyse | tse),
+    onNth("Martin Luther King Jr. Day", 1, 3, monday, usBank | nyse),
+    onNth("Washington's Birthday", 2, 3, monday, usBank | nyse),
+    onNth("Family Day", 2, 3, monday, tse),
+    {"Memorial Day", 5, 25, 31, monday, usBank | nyse},  // the last Monday
+    {"Victoria Day", 5, 18, 24, monday, tse},            // the Monday before the 25th
+    {"Juneteenth", 6, 19, 19, anyWeekday, usBank | nyse, 2022},
+    onDay("Canada Day", 7, 1, tse),
+    onDay("Independence Day", 7, 4, usBank | nyse),
+    onNth("Civic Holiday", 8, 1, monday, tse),
+    onNth("Labor Day", 9, 1, monday, usBank | nyse),
+    onNth("Labour Day", 9, 1, monday, tse),
+    onNth("Columbus Day", 10, 2, monday, usBank),
+    onNth("Thanksgiving Day", 10, 2, monday, tse),
+    onDay("Veterans Day", 11, 11, usBank),
+    onNth("Thanksgiving Day", 11, 4, thursday, usBank | nyse),
+    onDay("Christmas Day", 12, 25, usBank | nyse | tse),
+    onDay("Boxing Day", 12, 26, tse),
 });
 
 /// Where the rules of each month begin; those of month m end where those of m + 1 begin.
@@ -91,7 +96,8 @@ bool isGoodFriday(const QueriedDay& day) {
   return day.isDate && day.number + 2 == dayNumberFromCivilDate(easterSunday(day.civil.year));
 }
 
-bool isOfficialHoliday(const QueriedDay& day, std::uint8_t calendar) {
+/// The name of the official holiday that the day is, null when it is none.
+const char* officialHoliday(const QueriedDay& day, std::uint8_t calendar) {
   const auto month = static_cast<std::size_t>(day.civil.month);
   for (std::size_t at = firstRuleOfMonth[month]; at < firstRuleOfMonth[month + 1]; ++at) {
     const HolidayRule& rule = rules[at];
@@ -99,10 +105,10 @@ bool isOfficialHoliday(const QueriedDay& day, std::uint8_t calendar) {
         day.civil.day <= rule.lastDay &&
         (rule.weekday == anyWeekday || rule.weekday == day.weekday) &&
         day.civil.year >= rule.firstYear) {
-      return true;
+      return rule.name;
     }
   }
-  return (calendar & (nyse | tse)) != 0 && isGoodFriday(day);
+  return (calendar & (nyse | tse)) != 0 && isGoodFriday(day) ? "Good Friday" : nullptr;
 }
 
 /// The day so many days away at the same time of day; absent beyond the calendar.
@@ -120,6 +126,11 @@ HolidayAnswer answerOfNeighbour(const QueriedDay& day, std::int32_t days, ZHolid
   return found ? holidayAnswer(*found, type) : HolidayAnswer{};
 }
 
+/// What is said of a day on which that holiday, if it is one, is observed.
+HolidayAnswer inLieuOf(const HolidayAnswer& holiday) {
+  return {holiday.isHoliday, holiday.isHoliday, holiday.name};
+}
+
 /// Whether the day is the last of its month or year, on which books are closed.
 bool endsPeriod(const QueriedDay& day) {
   if (day.isDate) return day.civil.day == lastDayOfMonth(day.civil.year, day.civil.month);
@@ -135,12 +146,10 @@ HolidayAnswer observedInUnitedStates(const QueriedDay& day, ZHolidayType type) {
   const bool isBank = type == ZHolidayType::ZHolidayTypeUSBank;
   const bool isPeriodEnd = endsPeriod(day);
   if (day.weekday == friday && !isBank && !isPeriodEnd) {
-    const bool observed = answerOfNeighbour(day, 1, type).isHoliday;
-    return {observed, observed};
+    return inLieuOf(answerOfNeighbour(day, 1, type));
   }
   if (day.weekday == monday && (isBank || !isPeriodEnd)) {
-    const bool observed = answerOfNeighbour(day, -1, type).isHoliday;
-    return {observed, observed};
+    return inLieuOf(answerOfNeighbour(day, -1, type));
   }
   return {};
 }
@@ -172,15 +181,17 @@ HolidayAnswer observedInToronto(const QueriedDay& day) {
   if (day.weekday != monday && day.weekday != tuesday) return {};
   if (!mayStandForWeekend(day, tse)) return {false, day.weekday == monday};
   constexpr ZHolidayType type = ZHolidayType::ZHolidayTypeTSE;
-  const bool twoBefore = answerOfNeighbour(day, -2, type).isHoliday;
-  if (day.weekday == monday) {
-    return {twoBefore || answerOfNeighbour(day, -1, type).isHoliday, true};
-  }
-  if (!twoBefore) return {};
+  const HolidayAnswer twoBefore = answerOfNeighbour(day, -2, type);
   const HolidayAnswer dayBefore = answerOfNeighbour(day, -1, type);
+  if (day.weekday == monday) {
+    const HolidayAnswer& observed = twoBefore.isHoliday ? twoBefore : dayBefore;
+    return {observed.isHoliday, true, observed.name};
+  }
+  if (!twoBefore.isHoliday) return {};
+  // Monday took the Saturday's, or is a holiday itself: the Sunday's is left for the Tuesday.
   const bool mondayIsOfficial = dayBefore.isHoliday && !dayBefore.inLieuOfOfficial;
   const bool observed = mondayIsOfficial || answerOfNeighbour(day, -3, type).isHoliday;
-  return {observed, observed};
+  return observed ? inLieuOf(twoBefore) : HolidayAnswer{};
 }
 
 }  // namespace
@@ -193,7 +204,7 @@ QueriedDay QueriedDay::ofNumber(DayNumber number) {
 HolidayAnswer holidayAnswer(const QueriedDay& day, ZHolidayType type) {
   const std::uint8_t calendar = calendarOf(type);
   if (calendar == 0) return {};
-  if (isOfficialHoliday(day, calendar)) return {true, false};
+  if (const char* official = officialHoliday(day, calendar)) return {true, false, official};
   return calendar == tse ? observedInToronto(day) : observedInUnitedStates(day, type);
 }
 

@@ -26,6 +26,8 @@ struct HolidayAnswer {
   bool isHoliday = false;
   /// What is told of the day besides: that it is observed in lieu of the official day.
   bool inLieuOfOfficial = false;
+  /// The holiday, also the one observed; empty when it is none.
+  const char* name = "";
 };
 
 /// Whether the day is a holiday, official or observed.

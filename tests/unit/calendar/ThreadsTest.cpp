@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CalendarTesting.h"
+#include "calendar/BusinessCalendar.h"
 #include "calendar/ZDateUtilities.h"
 #include "calendar/ZTimestampUtilities.h"
 
@@ -79,6 +80,59 @@ TEST(Threads, MayAskForTheCurrentDateWhileItIsRefreshed) {
             thread == 0 ? ZDateUtilities::refreshCurrentDate() : ZDateUtilities::currentDate();
         if (!ZDateUtilities::isObjectValidDate(date)) ++wrong;
       }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+/// Everything of a business calendar that is the first use of something, as one text.
+std::string businessOnce(const BusinessCalendar& shared, int round) {
+  const Date date = day(2019, 1 + round % 12, 1 + round % 28);
+  const auto type = static_cast<ZHolidayType>(1 + round % 3);
+  const BusinessCalendar market = BusinessCalendar::market(type, SpecialClosings::included);
+  std::string all = text(market.advance(date, round)) + text(shared.advance(date, -round));
+  all += text(shared.adjust(date, BusinessDayConvention::modifiedFollowing));
+  all += std::to_string(shared.businessDays(date, day(2030, 1, 1)).value());
+  all += shared.nameOfHoliday(day(2019, 7, 1)).name;
+  all += std::to_string(market.holidays(date, day(2020, 1, 1)).size());
+  const BusinessCalendar copy = shared;
+  all += copy.isBusinessDay(date) ? "y" : "n";
+  return all;
+}
+
+TEST(Threads, ShareBusinessCalendars) {
+  const BusinessCalendar shared =
+      BusinessCalendar::closedWhenAny({BusinessCalendar::market(ZHolidayType::ZHolidayTypeNYSE),
+                                       BusinessCalendar::market(ZHolidayType::ZHolidayTypeTSE)});
+  constexpr int rounds = 100;
+  std::vector<std::string> expected;
+  for (int round = 0; round < rounds; ++round) expected.push_back(businessOnce(shared, round));
+  std::vector<std::thread> threads;
+  std::atomic<int> wrong = 0;
+  for (int thread = 0; thread < 8; ++thread) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < rounds; ++round) {
+        if (businessOnce(shared, round) != expected[static_cast<std::size_t>(round)]) ++wrong;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST(Threads, MakeMarketsAndNamesTogether) {
+  std::vector<std::thread> threads;
+  std::atomic<int> waiting = 8;
+  std::atomic<int> wrong = 0;
+  for (int thread = 0; thread < 8; ++thread) {
+    threads.emplace_back([&waiting, &wrong] {
+      --waiting;
+      while (waiting > 0) std::this_thread::yield();
+      const BusinessCalendar bank = BusinessCalendar::market(ZHolidayType::ZHolidayTypeUSBank);
+      const BusinessCalendar ours = bank.withClosedDays({{day(2019, 5, 3), "Founder's Day"}});
+      if (ours.nameOfHoliday(day(2019, 5, 3)).name != "Founder's Day") ++wrong;
+      if (!bank.isBusinessDay(day(2019, 5, 3))) ++wrong;
     });
   }
   for (std::thread& thread : threads) thread.join();
