@@ -23,24 +23,37 @@ bool hasBit(std::uint64_t bits, std::size_t index) {
   return (bits >> (index % daysPerBlock) & 1U) != 0;
 }
 
+constexpr std::uint64_t everyByte = 0x0101'0101'0101'0101;
+constexpr std::uint64_t highBits = 0x80 * everyByte;
+
+/// In each byte how many bits are set in it and the bytes below it. All processors that the library
+/// runs on have the operations of this; not all have one that counts bits.
+constexpr std::uint64_t sumsOfBytes(std::uint64_t bits) {
+  bits -= (bits >> 1U) & 0x5555'5555'5555'5555;
+  bits = (bits & 0x3333'3333'3333'3333) + ((bits >> 2U) & 0x3333'3333'3333'3333);
+  return ((bits + (bits >> 4U)) & 0x0F0F'0F0F'0F0F'0F0F) * everyByte;
+}
+
+constexpr std::uint32_t countOfBits(std::uint64_t bits) {
+  return static_cast<std::uint32_t>(sumsOfBytes(bits) >> 56U);
+}
+
 /// How many bits are set below that of the index.
 std::uint32_t bitsBelow(std::uint64_t bits, std::size_t index) {
-  const std::uint64_t below = (std::uint64_t{1} << (index % daysPerBlock)) - 1U;
-  return static_cast<std::uint32_t>(std::popcount(bits & below));
+  return countOfBits(bits & ((std::uint64_t{1} << (index % daysPerBlock)) - 1U));
 }
 
 /// The place of the set bit that has `count` set bits below it.
-unsigned placeOfBit(std::uint64_t bits, unsigned count) {
-  unsigned place = 0;
-  for (unsigned half = daysPerBlock / 2; half > 0; half /= 2) {
-    const std::uint64_t low = bits & ((std::uint64_t{1} << half) - 1U);
-    const auto inLow = static_cast<unsigned>(std::popcount(low));
-    const bool isAbove = count >= inLow;
-    count -= isAbove ? inLow : 0;
-    place += isAbove ? half : 0;
-    bits = isAbove ? bits >> half : low;
+unsigned placeOfBit(std::uint64_t bits, std::uint32_t count) {
+  const std::uint64_t sums = sumsOfBytes(bits);
+  // A high bit stays in every byte whose sum is not above the count: those end below the place.
+  const std::uint64_t endBelow = ((count * everyByte | highBits) - sums) & highBits;
+  const auto place = static_cast<unsigned>((((endBelow >> 7U) * everyByte) >> 56U) * 8U);
+  std::uint64_t rest = bits >> place;
+  for (std::uint64_t left = count - (((sums << 8U) >> place) & 0xFFU); left > 0; --left) {
+    rest &= rest - 1U;
   }
-  return place;
+  return place + static_cast<unsigned>(std::countr_zero(rest));
 }
 
 }  // namespace
@@ -58,10 +71,8 @@ BusinessDayTable::BusinessDayTable(const std::vector<bool>& isOpen,
   }
   for (std::size_t at = 1; at < blocks_.size(); ++at) {
     const Block& before = blocks_[at - 1];
-    blocks_[at].openBefore =
-        before.openBefore + static_cast<std::uint32_t>(std::popcount(before.open));
-    blocks_[at].holidaysBefore =
-        before.holidaysBefore + static_cast<std::uint32_t>(std::popcount(before.holidays));
+    blocks_[at].openBefore = before.openBefore + countOfBits(before.open);
+    blocks_[at].holidaysBefore = before.holidaysBefore + countOfBits(before.holidays);
   }
   const std::uint32_t all = std::max(blocks_.back().openBefore, std::uint32_t{1});
   blocksPerBusinessDay_ = static_cast<double>(blocks_.size()) / all;

@@ -1,4 +1,5 @@
-// The peer of HolidayBench.cpp: QuantLib's calendars of the same three markets, on the same days.
+// The peer of HolidayBench.cpp and BusinessDayBench.cpp: QuantLib's calendars of the same three
+// markets, on the same days.
 #include <benchmark/benchmark.h>
 
 #include <ql/time/calendars/canada.hpp>
@@ -47,10 +48,41 @@ void tenBusinessDays(benchmark::State& state) {
             [&](const QuantLib::Date& date) { return calendar.advance(date, 10, QuantLib::Days); });
 }
 
+void businessDay(benchmark::State& state) {
+  const QuantLib::UnitedStates calendar(QuantLib::UnitedStates::FederalReserve);
+  overDates(state, [&](const QuantLib::Date& date) { return calendar.isBusinessDay(date); });
+}
+
+void adjust(benchmark::State& state) {
+  const QuantLib::UnitedStates calendar(QuantLib::UnitedStates::FederalReserve);
+  overDates(state, [&](const QuantLib::Date& date) {
+    return calendar.adjust(date, QuantLib::ModifiedFollowing);
+  });
+}
+
+void advance(benchmark::State& state, int count) {
+  const QuantLib::UnitedStates calendar(QuantLib::UnitedStates::FederalReserve);
+  overDates(state, [&](const QuantLib::Date& date) {
+    return calendar.advance(date, count, QuantLib::Days);
+  });
+}
+
+void countOfCentury(benchmark::State& state) {
+  const QuantLib::UnitedStates calendar(QuantLib::UnitedStates::FederalReserve);
+  overDates(state, [&](const QuantLib::Date& date) {
+    return calendar.businessDaysBetween(date, date + 36'525);
+  });
+}
+
 BENCHMARK(bankHoliday)->Name("holiday query, US bank/QuantLib");
 BENCHMARK(newYorkHoliday)->Name("holiday query, NYSE/QuantLib");
 BENCHMARK(torontoHoliday)->Name("holiday query, TSE/QuantLib");
 BENCHMARK(tenBusinessDays)->Name("ten processing days/QuantLib");
+BENCHMARK(businessDay)->Name("business day/QuantLib");
+BENCHMARK(adjust)->Name("adjust, modified following/QuantLib");
+BENCHMARK_CAPTURE(advance, , 10)->Name("advance by 10/QuantLib");
+BENCHMARK_CAPTURE(advance, , 1000)->Name("advance by 1000/QuantLib");
+BENCHMARK(countOfCentury)->Name("count of a century/QuantLib");
 
 }  // namespace
 }  // namespace ztp::bench
