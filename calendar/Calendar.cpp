@@ -10,11 +10,19 @@ namespace ztp {
 
 namespace {
 
-/// The instant of a wall-clock time; absent when the clock shows a day beyond the calendar.
-std::optional<std::int64_t> instantOfWallClock(std::int64_t wallClock, TimeZone zone) {
-  if (wallClock < earliestSecond || wallClock >= latestSecond) return std::nullopt;
-  if (!isCalendarDay(splitSeconds(wallClock).day)) return std::nullopt;
-  return wallClock - zone.secondsFromGMTAtWallClock(wallClock);
+/// Whether the day that a clock shows is one of the calendar.
+bool isWallClockOfCalendar(std::int64_t wallClock) {
+  return wallClock >= earliestSecond && wallClock < latestSecond &&
+         isCalendarDay(splitSeconds(wallClock).day);
+}
+
+/// The time on the clock that the fields say; absent beyond the calendar.
+std::optional<std::int64_t> wallClockOfFields(const DateComponents& fields) {
+  const std::optional<DayNumber> day = dayNumberRollingOver(fields.year, fields.month, fields.day);
+  const std::optional<std::int64_t> time = secondsOfTime(fields.hour, fields.minute, fields.second);
+  if (!day || !time) return std::nullopt;
+  const std::int64_t wallClock = *day * secondsPerDay + *time;
+  return isWallClockOfCalendar(wallClock) ? std::optional(wallClock) : std::nullopt;
 }
 
 /// The clock's reading at an instant, and the part of a second that it does not show.
@@ -51,13 +59,23 @@ std::optional<DateComponents> Calendar::componentsFromTimestamp(Timestamp instan
 }
 
 std::optional<Timestamp> Calendar::timestampFromComponents(const DateComponents& fields) const {
-  const std::optional<DayNumber> day = dayNumberRollingOver(fields.year, fields.month, fields.day);
-  const std::optional<std::int64_t> time = secondsOfTime(fields.hour, fields.minute, fields.second);
-  if (!day || !time) return std::nullopt;
-  const std::optional<std::int64_t> instant = instantOfWallClock(
-      *day * secondsPerDay + *time, fields.timeZone ? *fields.timeZone : timeZone());
-  if (!instant) return std::nullopt;
-  return Timestamp(static_cast<double>(*instant));
+  const std::optional<std::int64_t> wallClock = wallClockOfFields(fields);
+  if (!wallClock) return std::nullopt;
+  const TimeZone zone = fields.timeZone ? *fields.timeZone : timeZone();
+  return Timestamp(static_cast<double>(*wallClock - zone.secondsFromGMTAtWallClock(*wallClock)));
+}
+
+std::optional<Timestamp> Calendar::timestampFromComponents(const DateComponents& fields,
+                                                           WallClockPolicy policy) const {
+  const std::optional<WallClockInstants> instants = instantsFromComponents(fields);
+  return instants ? instantByPolicy(*instants, policy) : std::nullopt;
+}
+
+std::optional<WallClockInstants> Calendar::instantsFromComponents(
+    const DateComponents& fields) const {
+  const std::optional<std::int64_t> wallClock = wallClockOfFields(fields);
+  if (!wallClock) return std::nullopt;
+  return (fields.timeZone ? *fields.timeZone : timeZone()).instantsAtWallClock(*wallClock);
 }
 
 std::optional<Timestamp> Calendar::timestampByAddingDays(std::int64_t days,
@@ -68,10 +86,10 @@ std::optional<Timestamp> Calendar::timestampByAddingDays(std::int64_t days,
   if (days == 0) return instant;
   constexpr std::int64_t limit = (latestSecond - earliestSecond) / secondsPerDay;
   if (days < -limit || days > limit) return std::nullopt;
-  const std::optional<std::int64_t> moved =
-      instantOfWallClock(clock->seconds + days * secondsPerDay, zone);
-  if (!moved) return std::nullopt;
-  return Timestamp(static_cast<double>(*moved) + clock->fraction);
+  const std::int64_t moved = clock->seconds + days * secondsPerDay;
+  if (!isWallClockOfCalendar(moved)) return std::nullopt;
+  return Timestamp(static_cast<double>(moved - zone.secondsFromGMTAtWallClock(moved)) +
+                   clock->fraction);
 }
 
 std::int64_t Calendar::numberOfDays(Timestamp start, Timestamp end) const {

@@ -43,6 +43,12 @@ class ZANBURY_CALENDAR_API Calendar {
   ///   {2019, 3, 10, 2, 30, 0}, a time skipped      // 07:30:00 UTC, as 02:30 -05:00
   [[nodiscard]] std::optional<Timestamp> timestampFromComponents(
       const DateComponents& fields) const;
+  /// The same by the policy where the clocks skip or repeat the time.
+  [[nodiscard]] std::optional<Timestamp> timestampFromComponents(const DateComponents& fields,
+                                                                 WallClockPolicy policy) const;
+  /// All that the fields may stand for (TimeZone.h); absent as above.
+  [[nodiscard]] std::optional<WallClockInstants> instantsFromComponents(
+      const DateComponents& fields) const;
 
   /// The instant that many days later at the same wall-clock time, 23 or 25 hours away for a day
   /// on which the clocks change. Fractions of a second are kept. Absent beyond the range.

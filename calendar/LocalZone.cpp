@@ -62,7 +62,8 @@ const ZoneRules* posixZoneRules(std::string_view text) {
   const std::size_t end = quoted ? text.find('>') : text.find_first_not_of(letters);
   if (end == std::string_view::npos || end < (quoted ? 4U : 3U)) return nullptr;
   const std::optional<std::int32_t> offset = offsetOfPosixText(text.substr(end + (quoted ? 1 : 0)));
-  return offset ? &zoneRulesOfOffset("posix", std::string(text), *offset) : nullptr;
+  const std::string_view abbreviation = quoted ? text.substr(1, end - 1) : text.substr(0, end);
+  return offset ? &zoneRulesOfOffset("posix", std::string(text), *offset, abbreviation) : nullptr;
 }
 
 /// Rules for a name or path that has not been met before on this thread; null when there are none.
@@ -84,7 +85,7 @@ const ZoneRules* rulesOfSetting(std::string_view setting) {
 const ZoneRules& rulesOfUnknownZone(std::string_view setting) {
   return *findOrMakeZoneRules("unknown " + std::string(setting), [&] {
     logErrorLine("ERROR: Unknown time zone: " + std::string(setting));
-    return std::make_unique<const ZoneRules>("UTC", 0);
+    return std::make_unique<const ZoneRules>("UTC", "UTC", 0);
   });
 }
 

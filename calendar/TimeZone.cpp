@@ -1,6 +1,7 @@
 // TimeZone: names, abbreviations and offsets become pointers to rules that are read once.
 #include "calendar/TimeZone.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -38,6 +39,23 @@ std::string nameOfOffset(std::int32_t offset) {
     name += text.data();
   }
   return name;
+}
+
+/// The whole second of any instant, the nearest one of the calendar beyond its range; what is no
+/// number counts as the reference.
+std::int64_t secondWithinCalendar(Timestamp instant) {
+  if (const std::optional<std::int64_t> seconds = wholeSeconds(instant)) return *seconds;
+  if (std::isnan(instant.secondsSinceReference())) return 0;
+  return instant < Timestamp() ? earliestSecond : latestSecond;
+}
+
+Timestamp timestampOf(std::int64_t seconds) {
+  return Timestamp(static_cast<double>(seconds));
+}
+
+std::optional<ZoneTransition> transitionOf(const std::optional<ZoneRules::Transition>& found) {
+  if (!found) return std::nullopt;
+  return ZoneTransition{timestampOf(found->instant), found->offsetBefore, found->offsetAfter};
 }
 
 }  // namespace
@@ -78,14 +96,55 @@ std::string_view TimeZone::name() const {
 }
 
 std::int32_t TimeZone::secondsFromGMT(Timestamp instant) const {
-  const std::optional<std::int64_t> seconds = wholeSeconds(instant);
-  if (seconds) return rules_->offsetAt(*seconds);
-  if (std::isnan(instant.secondsSinceReference())) return rules_->offsetAt(0);
-  return rules_->offsetAt(instant < Timestamp() ? earliestSecond : latestSecond);
+  return rules_->offsetAt(secondWithinCalendar(instant));
 }
 
 std::int32_t TimeZone::secondsFromGMTAtWallClock(std::int64_t wallClockSeconds) const {
   return rules_->offsetAtWallClock(wallClockSeconds);
+}
+
+WallClockInstants TimeZone::instantsAtWallClock(std::int64_t wallClockSeconds) const {
+  const std::int64_t wallClock = std::clamp(wallClockSeconds, earliestSecond, latestSecond);
+  const ZoneRules::WallClockOffsets found = rules_->offsetsAtWallClock(wallClock);
+  return {found.kind, timestampOf(wallClock - found.before), timestampOf(wallClock - found.after),
+          timestampOf(found.change)};
+}
+
+std::string TimeZone::abbreviation(Timestamp instant) const {
+  return rules_->abbreviationAt(secondWithinCalendar(instant));
+}
+
+bool TimeZone::isDaylightTime(Timestamp instant) const {
+  return rules_->isDaylightTimeAt(secondWithinCalendar(instant));
+}
+
+std::optional<ZoneTransition> TimeZone::nextTransition(Timestamp after) const {
+  return transitionOf(rules_->nextTransition(secondWithinCalendar(after)));
+}
+
+std::optional<ZoneTransition> TimeZone::previousTransition(Timestamp before) const {
+  const std::int64_t second = secondWithinCalendar(before);
+  // A fraction of a second after a change, the change lies before.
+  const bool isLater = timestampOf(second) < before;
+  return transitionOf(rules_->previousTransition(second + (isLater ? 1 : 0)));
+}
+
+std::optional<Timestamp> instantByPolicy(const WallClockInstants& instants,
+                                         WallClockPolicy policy) {
+  switch (policy) {
+    case WallClockPolicy::offsetBefore:
+      return instants.byOffsetBefore;
+    case WallClockPolicy::offsetAfter:
+      return instants.byOffsetAfter;
+    case WallClockPolicy::earlier:
+      return std::min(instants.byOffsetBefore, instants.byOffsetAfter);
+    case WallClockPolicy::later:
+      return std::max(instants.byOffsetBefore, instants.byOffsetAfter);
+    case WallClockPolicy::uniqueOnly:
+      break;
+  }
+  if (instants.kind != WallClockKind::unique) return std::nullopt;
+  return instants.byOffsetBefore;
 }
 
 }  // namespace ztp

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "calendar/Export.h"
 #include "calendar/Timestamp.h"
@@ -13,9 +15,52 @@ namespace ztp {
 
 class ZoneRules;
 
+/// How often a zone's clocks show a time.
+enum class WallClockKind {
+  unique,    ///< once
+  skipped,   ///< never: the clocks are set forward past it
+  repeated,  ///< twice: the clocks are set back to before it
+};
+
+/// The instants that a time on a zone's clocks may stand for. 2019 in New York:
+///   02:30 on 10 March     skipped: 07:30 UTC by the offset before, 06:30 by that after
+///   01:30 on 3 November   repeated: 05:30 UTC and, by the offset after, 06:30
+struct WallClockInstants {
+  WallClockKind kind = WallClockKind::unique;
+  /// Read with the offset before the change and with that after it; the same for a unique time.
+  Timestamp byOffsetBefore;
+  Timestamp byOffsetAfter;
+  /// When the clocks change; the instant itself for a unique time.
+  Timestamp change;
+};
+
+/// Which of them is meant.
+enum class WallClockPolicy {
+  offsetBefore,  ///< as everywhere here: after a gap by its length, and the first of two
+  offsetAfter,   ///< before a gap by its length, and the second of two
+  earlier,       ///< before a gap, and the first of two
+  later,         ///< after a gap, and the second of two
+  uniqueOnly,    ///< none, unless there is but one
+};
+
+/// A change of a zone's clocks, or of what its time is called.
+struct ZoneTransition {
+  /// The first instant of the new time.
+  Timestamp instant;
+  /// Seconds east of GMT; equal when only the name of the time changes.
+  std::int32_t secondsFromGMTBefore = 0;
+  std::int32_t secondsFromGMTAfter = 0;
+  [[nodiscard]] friend constexpr bool operator==(const ZoneTransition&,
+                                                 const ZoneTransition&) = default;
+};
+
 /// A time zone. Copying copies one pointer; the rules behind it are read once, never change and
 /// live as long as the process, so a TimeZone may be used from any thread and at any time.
-/// tzdata that is updated later is followed by processes started after the update.
+///
+/// When tzdata is updated while the process runs: every zone that was named before keeps the rules
+/// it has, also when it is named again; a zone named for the first time is read from the new files.
+/// An answer once given stays right within the process; a program that has to follow at once
+/// restarts.
 class ZANBURY_CALENDAR_API TimeZone {
  public:
   /// 0 seconds from GMT, at all times.
@@ -39,6 +84,10 @@ class ZANBURY_CALENDAR_API TimeZone {
   /// EDT -4 h. Absent when it is not known.
   [[nodiscard]] static std::optional<TimeZone> withAbbreviation(std::string_view abbreviation);
 
+  /// The names of all zones that the system has, links included, in order; from the folder that the
+  /// variable TZDIR names, else /usr/share/zoneinfo. Reads the folder on every call: milliseconds.
+  [[nodiscard]] static std::vector<std::string> availableNames();
+
   /// "America/New_York", "UTC", "GMT-0500", "EST", or the path of the zone file.
   [[nodiscard]] std::string_view name() const;
 
@@ -51,13 +100,31 @@ class ZANBURY_CALENDAR_API TimeZone {
   /// offset before the gap, and one that occurs twice that of the first time.
   [[nodiscard]] std::int32_t secondsFromGMTAtWallClock(std::int64_t wallClockSeconds) const;
 
+  /// All instants at which the zone's clocks show that time, for those who must know.
+  [[nodiscard]] WallClockInstants instantsAtWallClock(std::int64_t wallClockSeconds) const;
+
+  /// What the time is called at the instant: "EST", "+0545"; the name of a zone of fixed offset.
+  [[nodiscard]] std::string abbreviation(Timestamp instant) const;
+  /// Whether it is daylight saving time then, by the zone file.
+  [[nodiscard]] bool isDaylightTime(Timestamp instant) const;
+
+  /// The first change after the instant; absent when there is none. Rules without an end are
+  /// followed for some centuries.
+  [[nodiscard]] std::optional<ZoneTransition> nextTransition(Timestamp after) const;
+  /// The last change before the instant; absent when there is none.
+  [[nodiscard]] std::optional<ZoneTransition> previousTransition(Timestamp before) const;
+
   /// The same zone: of the same name, read from the same file.
-  friend bool operator==(TimeZone, TimeZone) = default;
+  [[nodiscard]] friend bool operator==(TimeZone, TimeZone) = default;
 
  private:
   explicit TimeZone(const ZoneRules& rules) : rules_(&rules) {}
 
   const ZoneRules* rules_;
 };
+
+/// The one that the policy chooses.
+[[nodiscard]] ZANBURY_CALENDAR_API std::optional<Timestamp> instantByPolicy(
+    const WallClockInstants& instants, WallClockPolicy policy);
 
 }  // namespace ztp

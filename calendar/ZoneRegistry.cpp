@@ -37,9 +37,11 @@ const ZoneRules* zoneRulesOfFile(const std::string& fileName) {
 }
 
 const ZoneRules& zoneRulesOfOffset(std::string_view kind, const std::string& name,
-                                   std::int32_t offset) {
-  return *findOrMakeZoneRules(std::string(kind) + ' ' + name,
-                              [&] { return std::make_unique<const ZoneRules>(name, offset); });
+                                   std::int32_t offset, std::string_view abbreviation) {
+  return *findOrMakeZoneRules(std::string(kind) + ' ' + name, [&] {
+    return std::make_unique<const ZoneRules>(
+        name, abbreviation.empty() ? name : std::string(abbreviation), offset);
+  });
 }
 
 }  // namespace ztp

@@ -20,8 +20,9 @@ const ZoneRules* findOrMakeZoneRules(std::string_view key,
 /// The rules of a zone file by its IANA name or absolute path; null when it cannot be read.
 const ZoneRules* zoneRulesOfFile(const std::string& fileName);
 
-/// One offset at all times under a name. `kind` keeps names of several origins apart.
+/// One offset at all times under a name, by default also what its time is called. `kind` keeps
+/// names of several origins apart.
 const ZoneRules& zoneRulesOfOffset(std::string_view kind, const std::string& name,
-                                   std::int32_t offset);
+                                   std::int32_t offset, std::string_view abbreviation = {});
 
 }  // namespace ztp

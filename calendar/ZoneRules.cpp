@@ -2,8 +2,6 @@
 // instant by an index of equal spans of time.
 #include "calendar/ZoneRules.h"
 
-#include <absl/time/civil_time.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
@@ -27,6 +25,10 @@ absl::Time timeFromInstant(std::int64_t instant) {
   return absl::FromUnixSeconds(instant + unixReference);
 }
 
+std::int64_t instantFromTime(absl::Time time) {
+  return absl::ToUnixSeconds(time) - unixReference;
+}
+
 }  // namespace
 
 std::unique_ptr<const ZoneRules> ZoneRules::load(const std::string& fileName) {
@@ -35,8 +37,10 @@ std::unique_ptr<const ZoneRules> ZoneRules::load(const std::string& fileName) {
   return std::unique_ptr<const ZoneRules>(std::make_unique<ZoneRules>(ZoneRules(fileName, zone)));
 }
 
-ZoneRules::ZoneRules(std::string name, std::int32_t offset)
-    : name_(std::move(name)), periods_{{INT64_MIN, offset}} {}
+ZoneRules::ZoneRules(std::string name, std::string abbreviation, std::int32_t offset)
+    : name_(std::move(name)),
+      abbreviation_(std::move(abbreviation)),
+      periods_{{INT64_MIN, offset}} {}
 
 ZoneRules::ZoneRules(std::string name, absl::TimeZone zone)
     : name_(std::move(name)), zone_(zone), tableEnd_(lastCopied) {
@@ -50,7 +54,7 @@ void ZoneRules::readPeriods() {
   absl::TimeZone::CivilTransition change;
   while (zone_.NextTransition(at, &change)) {
     at = zone_.At(change.to).trans;
-    const std::int64_t begin = absl::ToUnixSeconds(at) - unixReference;
+    const std::int64_t begin = instantFromTime(at);
     if (begin >= lastCopied) break;
     const std::int32_t offset = zone_.At(at).offset;
     if (offset != periods_.back().offset) periods_.push_back({begin, offset});
@@ -92,6 +96,12 @@ std::int32_t ZoneRules::offsetAtWallClock(std::int64_t wallClock) const {
         zone_.At(absl::ToCivilSecond(asIfUTC, absl::UTCTimeZone()));
     return static_cast<std::int32_t>(absl::ToInt64Seconds(asIfUTC - found.pre));
   }
+  const std::size_t period = periodAtWallClock(wallClock);
+  const bool skipped = period > 0 && wallClock < periods_[period].begin + periods_[period].offset;
+  return periods_[skipped ? period - 1 : period].offset;
+}
+
+std::size_t ZoneRules::periodAtWallClock(std::int64_t wallClock) const {
   std::size_t period = periodAt(wallClock - largestOffset_);
   // A period shows on the clocks what lies before its end by its own offset; what an earlier one
   // has shown already is taken from that.
@@ -99,8 +109,54 @@ std::int32_t ZoneRules::offsetAtWallClock(std::int64_t wallClock) const {
          wallClock >= periods_[period + 1].begin + periods_[period].offset) {
     ++period;
   }
-  const bool skipped = period > 0 && wallClock < periods_[period].begin + periods_[period].offset;
-  return periods_[skipped ? period - 1 : period].offset;
+  return period;
+}
+
+ZoneRules::WallClockOffsets ZoneRules::offsetsAtWallClock(std::int64_t wallClock) const {
+  if (!abbreviation_.empty()) {
+    const std::int32_t offset = periods_.front().offset;
+    return {WallClockKind::unique, offset, offset, wallClock - offset};
+  }
+  const absl::Time asIfUTC = timeFromInstant(wallClock);
+  const absl::TimeZone::TimeInfo found =
+      zone_.At(absl::ToCivilSecond(asIfUTC, absl::UTCTimeZone()));
+  const auto offsetOf = [&asIfUTC](absl::Time instant) {
+    return static_cast<std::int32_t>(absl::ToInt64Seconds(asIfUTC - instant));
+  };
+  const WallClockKind kind = found.kind == absl::TimeZone::TimeInfo::UNIQUE ? WallClockKind::unique
+                             : found.kind == absl::TimeZone::TimeInfo::SKIPPED
+                                 ? WallClockKind::skipped
+                                 : WallClockKind::repeated;
+  return {kind, offsetOf(found.pre), offsetOf(found.post), instantFromTime(found.trans)};
+}
+
+std::string ZoneRules::abbreviationAt(std::int64_t instant) const {
+  return abbreviation_.empty() ? zone_.At(timeFromInstant(instant)).zone_abbr : abbreviation_;
+}
+
+bool ZoneRules::isDaylightTimeAt(std::int64_t instant) const {
+  return abbreviation_.empty() && zone_.At(timeFromInstant(instant)).is_dst;
+}
+
+ZoneRules::Transition ZoneRules::transitionTo(absl::CivilSecond newTime) const {
+  const absl::Time at = zone_.At(newTime).trans;
+  return {instantFromTime(at), zone_.At(at - absl::Seconds(1)).offset, zone_.At(at).offset};
+}
+
+std::optional<ZoneRules::Transition> ZoneRules::nextTransition(std::int64_t after) const {
+  absl::TimeZone::CivilTransition change;
+  if (!abbreviation_.empty() || !zone_.NextTransition(timeFromInstant(after), &change)) {
+    return std::nullopt;
+  }
+  return transitionTo(change.to);
+}
+
+std::optional<ZoneRules::Transition> ZoneRules::previousTransition(std::int64_t before) const {
+  absl::TimeZone::CivilTransition change;
+  if (!abbreviation_.empty() || !zone_.PrevTransition(timeFromInstant(before), &change)) {
+    return std::nullopt;
+  }
+  return transitionTo(change.to);
 }
 
 }  // namespace ztp
