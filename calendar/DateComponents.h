@@ -21,7 +21,7 @@ struct DateComponents {
   /// The zone that the fields are read in; absent: that of the calendar they are handed to.
   std::optional<TimeZone> timeZone = std::nullopt;
 
-  friend bool operator==(const DateComponents&, const DateComponents&) = default;
+  [[nodiscard]] friend bool operator==(const DateComponents&, const DateComponents&) = default;
 };
 
 }  // namespace ztp

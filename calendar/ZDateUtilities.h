@@ -33,9 +33,14 @@ concept DatePicker = requires(const Control& control) {
 /// results beyond it are absent, and queries about an instant beyond it are 0.
 ///
 /// Unless a declaration says otherwise, a method first coerces its dates (see
-/// _dateByCoercingObjectToValidDate), and an absent date gives an absent result. Queries assert:
-/// without their date they throw ParameterAssertion (ParameterAssertion.h) with the file name
-/// "ZDateUtilities".
+/// _dateByCoercingObjectToValidDate), and an absent date gives an absent result. A coercion logs a
+/// line each time (ErrorHandler.h can take it), and its day is that of the user's zone, so that it
+/// may differ from machine to machine: make dates with dateWithTimestamp, not by handing instants
+/// in. Coerced are the arguments of the arithmetic, the boundaries and the queries; not coerced,
+/// and read in UTC, those of the text forms, componentsFromDate, holidays and processing days
+/// (though a US holiday of an instant on a Friday or Monday asks for period ends on the way, which
+/// log). Queries assert: without their date they throw ParameterAssertion (ParameterAssertion.h)
+/// with the file name "ZDateUtilities".
 ///
 /// All may be called from any thread; setCurrentDateOverride and refreshCurrentDate change what all
 /// threads see and are meant for the main thread and for tests.
@@ -52,8 +57,9 @@ class ZANBURY_CALENDAR_API ZDateUtilities {
   /// 1 January 4001.
   [[nodiscard]] static Date distantFuture();
 
-  /// The override when one is set, else the day that it was in the user's zone when first asked:
-  /// a process that runs past midnight keeps the old day until refreshCurrentDate.
+  /// The override when one is set, else the day that it was in the user's zone when first asked.
+  /// It is cached for the whole process: one that runs past midnight, or whose zone is changed,
+  /// keeps the old day until refreshCurrentDate.
   [[nodiscard]] static Date currentDate();
   /// Forgets the cached current day, never the override, and returns currentDate.
   static Date refreshCurrentDate();
@@ -215,16 +221,18 @@ class ZANBURY_CALENDAR_API ZDateUtilities {
   /// Tuesday when the Monday is taken. The rules are today's for every year, but that Juneteenth
   /// begins in 2022; closings for an event are not known.
   ///
-  /// The flag tells: it is set to true for an observed one (and for every TSE Monday that is no
-  /// official holiday, whatever the answer), else to false. Without a date or a flag the answer is
-  /// false and nothing is written.
+  /// The flag tells: it is set to true for an observed one, else to false; but for the TSE it is
+  /// true on every Monday that is not an official holiday, also when the answer is false: look at
+  /// it only beside the answer true. Without a date or a flag the answer is false for every day, an
+  /// observed one included, and nothing is written: isNYSEHoliday and its neighbours ask without a
+  /// flag.
   ///   2020-07-03, NYSE      // true, in lieu: 4 July was the Saturday after
   ///   2020-07-03, US bank   // false: Saturdays are not observed on Fridays
   ///   2021-12-31, NYSE      // false: it takes no last day of a month or year off in lieu
   ///   2022-12-27, TSE       // true, in lieu: Sunday the 25th, as Monday was Boxing Day
-  static bool isDateHoliday(std::optional<Date> date, ZHolidayType forHolidayType,
-                            bool* inLieuOfOfficial);
-  /// The same for each calendar, without the flag.
+  [[nodiscard]] static bool isDateHoliday(std::optional<Date> date, ZHolidayType forHolidayType,
+                                          bool* inLieuOfOfficial);
+  /// The same for each calendar, without the flag. TSE is Toronto, not Tokyo.
   [[nodiscard]] static bool isUSBankHoliday(std::optional<Date> date);
   [[nodiscard]] static bool isNYSEHoliday(std::optional<Date> date);
   [[nodiscard]] static bool isTSEHoliday(std::optional<Date> date);
@@ -244,9 +252,11 @@ class ZANBURY_CALENDAR_API ZDateUtilities {
   [[nodiscard]] static bool isProcessingDay(std::optional<Date> date, std::span<const int> daysOff);
   /// Steps by `adjustingBy` days from the date, which counts as the first when it is one itself,
   /// past `processingDays` processing days to the next: no day off and no US bank holiday. A count
-  /// below 0 gives the date itself. Days off are weekday names separated by commas; unknown ones
-  /// are ignored. Absent when no processing day can ever be reached (all seven days off, or a step
-  /// of 0 or of whole weeks from a day off) and when the steps leave the calendar's range.
+  /// below 0 gives the date itself. Days off are full weekday names separated by commas; any other
+  /// text is ignored, so that "Sat,Sun" takes no day off. The holidays are always those of US
+  /// banks, and the start counts: BusinessCalendar has other markets and the usual way of counting.
+  /// Absent when no processing day can ever be reached (all seven days off, or a step of 0 or of
+  /// whole weeks from a day off) and when the steps leave the calendar's range.
   ///   (2020-07-06, 0, "Saturday,Sunday", 1)    // 2020-07-06
   ///   (2020-07-06, 1, "Saturday,Sunday", -1)   // 2020-07-03
   [[nodiscard]] static std::optional<Date> dateFromDate(std::optional<Date> date,
@@ -261,7 +271,8 @@ class ZANBURY_CALENDAR_API ZDateUtilities {
   /// The instant itself when it is a date. Otherwise one line goes to standard error ("ERROR:
   /// Timestamp is not a valid date: %@") and the result is the day on which it falls in the user's
   /// zone; absent for no instant and beyond the calendar's range.
-  static std::optional<Date> _dateByCoercingObjectToValidDate(std::optional<Timestamp> object);
+  [[nodiscard]] static std::optional<Date> _dateByCoercingObjectToValidDate(
+      std::optional<Timestamp> object);
 
   /// The name under which this class reports assertions.
   static constexpr std::string_view className = "ZDateUtilities";

@@ -29,7 +29,7 @@ namespace ztp {
 enum class ZHolidayType : std::int64_t {
   ZHolidayTypeUSBank = 1,  ///< United States bank holidays
   ZHolidayTypeNYSE = 2,    ///< closing days of the New York Stock Exchange
-  ZHolidayTypeTSE = 3,     ///< closing days of the Toronto Stock Exchange
+  ZHolidayTypeTSE = 3,     ///< closing days of the Toronto (not Tokyo) Stock Exchange
 };
 
 }  // namespace ztp

@@ -106,11 +106,11 @@ class ZANBURY_CALENDAR_API ZTimestampUtilities {
   ///   suffix "ISO8601DateFormatter",                 pattern "yyyy-MM-dd'T'HH:mm:ss'Z'"
   ///   suffix "RCF1123DateFormatter",                 pattern "EEE, dd MMM yyyy HH':'mm':'ss Z"
   ///   suffix "ISO8601WithMillisecondsDateFormatter", pattern "yyyy-MM-dd'T'HH:mm:ss.SSS'Z'"
-  static const DateFormatter& _threadLocalISO8601GMTDateFormatter(
+  [[nodiscard]] static const DateFormatter& _threadLocalISO8601GMTDateFormatter(
       std::string_view receivingClass = className);
-  static const DateFormatter& _threadLocalRCF1123GMTDateFormatter(
+  [[nodiscard]] static const DateFormatter& _threadLocalRCF1123GMTDateFormatter(
       std::string_view receivingClass = className);
-  static const DateFormatter& _threadLocalISO8601WithMillisecondsGMTDateFormatter(
+  [[nodiscard]] static const DateFormatter& _threadLocalISO8601WithMillisecondsGMTDateFormatter(
       std::string_view receivingClass = className);
 
   /// The name under which this class keeps its formatters and reports assertions.
