@@ -31,8 +31,13 @@ Directory openResult(const fs::path& path) {
   return directory.subdirectory(resultName);
 }
 
-Error errorFor(const fs::path& destination, const PlatformException& exception) {
-  return {"copy to " + destination.string() + ": " + exception.what()};
+// Opens a directory of the host, in which that is to be made.
+Directory openFor(const fs::path& destination, const fs::path& directory) {
+  try {
+    return Directory::at(directory);
+  } catch (const PlatformException& exception) {
+    throw PlatformException("copy to " + destination.string() + ": " + exception.what());
+  }
 }
 
 void logNotRemoved(const std::optional<Error>& error) {
@@ -52,14 +57,14 @@ std::optional<Delivery::Failure> Delivery::deliverConvertedFile(const std::strin
   std::string newName;
   try {
     const ItemPath place(destination);
-    destination_ = Directory::at(place.parent);
+    destination_ = openFor(destination, place.parent);
     newName = place.name;
     const PathWalk item = locate(name);
     put(item.parent(), item.name(), newName, Links::insideItem);
     return std::nullopt;
   } catch (const PlatformException& exception) {
     removeOld(newName);
-    return Failure{"Could not copy dest file to host path", errorFor(destination, exception)};
+    return Failure{"Could not copy dest file to host path", Error{exception.what()}};
   }
 }
 
@@ -71,15 +76,15 @@ std::optional<Delivery::Failure> Delivery::deliverLogs(const fs::path& destinati
 std::optional<Delivery::Failure> Delivery::deliverNewLogs(const fs::path& destination) {
   try {
     const ItemPath place(destination);
-    destination_ = Directory::at(place.parent);
+    destination_ = openFor(destination, place.parent);
     if (destination_->statusOf(place.name)) {
-      throw PlatformException(Error::fromErrorNumber("a link to nowhere", EEXIST));
+      throw PlatformException(Error::fromErrorNumber("copy to " + destination.string(), EEXIST));
     }
     const PathWalk logs = locate(logsName);
     put(logs.parent(), logs.name(), place.name, Links::insideItem);
     return std::nullopt;
   } catch (const PlatformException& exception) {
-    return Failure{"Could not copy logs to host path", errorFor(destination, exception)};
+    return Failure{"Could not copy logs to host path", Error{exception.what()}};
   }
 }
 
@@ -90,13 +95,12 @@ std::optional<Delivery::Failure> Delivery::deliverLogsInto(const fs::path& desti
        ZanburyToolProxyUtilities::pathsForContentsOfDirectory(resultPath_ / logsName)) {
     const std::string name = path.filename();
     try {
-      if (!destination_) destination_ = Directory::at(destination);
+      if (!destination_) destination_ = openFor(destination / name, destination);
       if (!logs) logs = openLogs();
       put(*logs, name, name, Links::insideSiblings);
     } catch (const PlatformException& exception) {
       removeOld(name);
-      return Failure{"Could not copy log file to host logs directory",
-                     errorFor(destination / name, exception)};
+      return Failure{"Could not copy log file to host logs directory", Error{exception.what()}};
     }
   }
   return std::nullopt;
@@ -129,10 +133,26 @@ void Delivery::put(const Directory& from, const std::string& name, const std::st
   const TreeCopy::LinkScope scope =
       isOwnScope ? TreeCopy::LinkScope{*tree, "", PathWalk::Top::inside}
                  : TreeCopy::LinkScope{from, tree ? name : "", PathWalk::Top::outside};
+  // The unpacked result goes soon: on the same file system the bytes need not be copied.
+  const auto attempt = [&] {
+    TreeCopy copy(TreeCopy::Content::share, scope, check_);
+    make(from, name, newName, copy);
+  };
+  const bool isReplacing = destination_->statusOf(newName).has_value();
+  try {
+    attempt();
+  } catch (const PlatformException&) {
+    if (!isReplacing) throw;
+    // It may have been the room that the old item takes, which has to go anyway.
+    removeOld(newName);
+    attempt();
+  }
+}
+
+void Delivery::make(const Directory& from, const std::string& name, const std::string& newName,
+                    TreeCopy& copy) {
   pending_.emplace(*destination_, newName);
   try {
-    // The unpacked result goes soon: on the same file system the bytes need not be copied.
-    TreeCopy copy(TreeCopy::Content::share, scope, check_);
     pending_->copy(from, name, copy);
     logNotRemoved(pending_->takePlace(check_));
     pending_.reset();

@@ -54,6 +54,8 @@ class Delivery {
   enum class Links { insideItem, insideSiblings };
   /// Puts an item into the open directory of the host, under the new name.
   void put(const Directory& from, const std::string& name, const std::string& newName, Links links);
+  void make(const Directory& from, const std::string& name, const std::string& newName,
+            TreeCopy& copy);
   void removeOld(const std::string& name);
 
   std::filesystem::path resultPath_;

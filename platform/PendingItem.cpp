@@ -54,8 +54,20 @@ PendingItem::~PendingItem() {
 }
 
 void PendingItem::copy(const Directory& from, const std::string& name, TreeCopy& copy) {
-  const auto status = from.statusOf(name);
   temporaryName_ = unforeseeableName();
+  try {
+    make(from, name, copy);
+  } catch (const PlatformException& exception) {
+    // What is said is about the place, whose name somebody knows.
+    std::string text = exception.what();
+    const auto found = text.find(temporaryName_);
+    if (found != std::string::npos) text.replace(found, temporaryName_.size(), name_);
+    throw PlatformException(text);
+  }
+}
+
+void PendingItem::make(const Directory& from, const std::string& name, TreeCopy& copy) {
+  const auto status = from.statusOf(name);
   if (!status || !S_ISDIR(status->st_mode)) {
     return copy.copyFileOrLink(from, name, directory_, temporaryName_);
   }

@@ -29,6 +29,7 @@ class PendingItem {
   [[nodiscard]] std::optional<Error> takePlace(const InterruptCheck& check);
 
  private:
+  void make(const Directory& from, const std::string& name, TreeCopy& copy);
   void changePlaces(const InterruptCheck& check);
   void moveAside(const InterruptCheck& check);
   [[nodiscard]] bool rename(const std::string& from, const std::string& to) const noexcept;
