@@ -30,18 +30,22 @@ BEFORE_DOWNLOAD = {"OutputArchive": {"before": HELD}}
 @dataclass(frozen=True)
 class Work:
     """A stage in which the program is busy with a file: the script that holds the server before it,
-    and the file, given the working directory and the desk."""
+    the file or the directory that it is in, given the working directory and the desk, and which
+    opening of that, or of something in it, begins the file."""
 
     script: dict[str, Any]
-    file: Callable[[Path, Desk], Path]
+    place: Callable[[Path, Desk], Path]
+    opening: int = 1
 
 
 WORK = {
     "copying": Work(BEFORE_UPLOAD, lambda own, desk: own / "InputArchive" / desk.source.name),
     "encrypting": Work(BEFORE_UPLOAD, lambda own, _: own / "InputArchive.zip-encrypted"),
     "decrypting": Work(BEFORE_DOWNLOAD, lambda own, _: own / "OutputArchive.zip"),
-    "delivering the file": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.result),
-    "delivering the logs": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.logs / "conversion.log"),
+    # Under names that nobody can foresee: behind the opening of their directory.
+    "delivering the file": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.result.parent, 2),
+    "delivering the logs": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.logs.parent, 4),
+    "replacing a log": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.logs, 2),
 }
 ARCHIVING = {"packing": "-c", "unpacking": "-x"}
 
@@ -84,12 +88,12 @@ def begin_held(ordeal: Ordeal, script: dict[str, Any], **options: Any) -> Conver
 
 @contextlib.contextmanager
 def stopped_at_work(ordeal: Ordeal, stage: str, **options: Any) -> Iterator[Conversion]:
-    """A conversion whose program has opened the file of that WORK for writing and stands still,
+    """A conversion whose program has opened the file of that WORK for writing, or its tree, and stands still,
     until SIGCONT or the end of the with-block."""
     work = WORK[stage]
     conversion = begin_held(ordeal, work.script, **options)
-    file = work.file(working_directory(conversion), ordeal.desk)
-    with stopped_at_opening(conversion, file, lambda: go(ordeal.desk)):
+    place = work.place(working_directory(conversion), ordeal.desk)
+    with stopped_at_opening(conversion, place, lambda: go(ordeal.desk), work.opening):
         yield conversion
 
 

@@ -28,14 +28,14 @@ def may_trace() -> bool:
 
 @contextlib.contextmanager
 def stopped_at_opening(
-    conversion: Conversion, path: Path, go_on: Callable[[], object]
+    conversion: Conversion, path: Path, go_on: Callable[[], object], opening: int = 1
 ) -> Iterator[None]:
-    """Calls `go_on`, and gives control when the program has opened `path` for the first time and
-    stands still there, watched by nobody any more. SIGCONT lets it go on; so does the end of the
-    with-block."""
+    """Calls `go_on`, and gives control when the program has opened `path`, or an item in it if it is
+    a directory, for the given time and stands still there, watched by nobody any more. SIGCONT lets
+    it go on; so does the end of the with-block."""
     if not may_trace():
         pytest.skip("strace is not installed, or may not trace")
-    with _tracer(conversion.pid, path) as said:
+    with _tracer(conversion.pid, path, opening) as said:
         go_on()
         wait_until(lambda: "stopped by SIGSTOP" in said(), PATIENCE, f"the opening of {path}")
     wait_until(lambda: is_stopped(conversion.pid), PATIENCE, "the end of the tracing")
@@ -50,9 +50,9 @@ def is_stopped(pid: int) -> bool:
 
 
 @contextlib.contextmanager
-def _tracer(pid: int, path: Path) -> Iterator[Callable[[], str]]:
+def _tracer(pid: int, path: Path, opening: int) -> Iterator[Callable[[], str]]:
     """A tracer that stops the process; gives what asks it for all that it has said so far."""
-    injection = "inject=open,openat:signal=SIGSTOP:when=1"
+    injection = f"inject=open,openat:signal=SIGSTOP:when={opening}"
     words = [str(STRACE), "-p", str(pid), "-P", str(path), "-e", "open,openat", "-e", injection]
     with tempfile.TemporaryFile() as log:
 
