@@ -103,6 +103,13 @@ def test_a_log_that_is_half_delivered_goes_and_the_others_stay(ordeal: Ordeal) -
     assert os.listdir(ordeal.desk.logs) == ["older.log"]
 
 
+@pytest.mark.parametrize("stage", ["delivering the file", "delivering the logs"])
+def test_a_cancel_comes_too_late_when_the_delivery_has_begun(ordeal: Ordeal, stage: str) -> None:
+    with stopped_at_work(ordeal, stage) as conversion:
+        conversion.cancel()
+    _assert_converted(ordeal, ordeal.end_of(conversion))
+
+
 @pytest.mark.parametrize("number", ONE_OF_THEM)
 def test_a_signal_ends_an_upload_that_is_stuck(ordeal: Ordeal, number: signal.Signals) -> None:
     ordeal.desk.source.write_bytes(os.urandom(6_000_000))
