@@ -53,17 +53,13 @@ Delivery::Delivery(const fs::path& directory, InterruptCheck check)
 
 std::optional<Delivery::Failure> Delivery::deliverConvertedFile(const std::string& name,
                                                                 const fs::path& destination) {
-  destination_.reset();
-  std::string newName;
   try {
     const ItemPath place(destination);
     destination_ = openFor(destination, place.parent);
-    newName = place.name;
-    const PathWalk item = locate(name);
-    put(item.parent(), item.name(), newName, Links::insideItem);
+    const PathWalk item = locateOrRemove(name, place.name);
+    put(item.parent(), item.name(), place.name, Links::insideItem);
     return std::nullopt;
   } catch (const PlatformException& exception) {
-    removeOld(newName);
     return Failure{"Could not copy dest file to host path", Error{exception.what()}};
   }
 }
@@ -99,7 +95,6 @@ std::optional<Delivery::Failure> Delivery::deliverLogsInto(const fs::path& desti
       if (!logs) logs = openLogs();
       put(*logs, name, name, Links::insideSiblings);
     } catch (const PlatformException& exception) {
-      removeOld(name);
       return Failure{"Could not copy log file to host logs directory", Error{exception.what()}};
     }
   }
@@ -122,6 +117,16 @@ PathWalk Delivery::locate(const std::string& name) const {
     throw PlatformException(path + ": not inside the result");
   }
   return walk;
+}
+
+// Of a result that does not hold the item the old one goes, too.
+PathWalk Delivery::locateOrRemove(const std::string& name, const std::string& oldName) {
+  try {
+    return locate(name);
+  } catch (const PlatformException&) {
+    removeOld(oldName);
+    throw;
+  }
 }
 
 void Delivery::put(const Directory& from, const std::string& name, const std::string& newName,
@@ -163,7 +168,6 @@ void Delivery::make(const Directory& from, const std::string& name, const std::s
 }
 
 void Delivery::removeOld(const std::string& name) {
-  if (!destination_) return;
   TreeRemoval removal(check_);
   removal.remove(*destination_, name);
   logNotRemoved(removal.error());

@@ -49,6 +49,7 @@ class Delivery {
   [[nodiscard]] std::optional<Failure> deliverLogsInto(const std::filesystem::path& destination);
   /// Finds what a name means inside the result; links are followed.
   [[nodiscard]] PathWalk locate(const std::string& name) const;
+  [[nodiscard]] PathWalk locateOrRemove(const std::string& name, const std::string& oldName);
   [[nodiscard]] Directory openLogs() const;
   /// Where the links in an item may lead: to places inside it, or inside any item of its directory.
   enum class Links { insideItem, insideSiblings };
