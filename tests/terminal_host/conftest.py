@@ -1,4 +1,4 @@
-"""What the tests share: conversions that play a plan on the fake program, and a desk."""
+"""What the tests share: conversions that play a plan on the fake program."""
 
 from __future__ import annotations
 
@@ -12,9 +12,10 @@ import pytest
 PROJECT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(PROJECT / "tools"))
 
-from desk import FAKE_PROGRAM, Desk  # noqa: E402
 from terminal_host import Conversion, Request  # noqa: E402
 
+FAKE_PROGRAM = Path(__file__).with_name("fake_program.py")
+PATIENCE = 300.0  # seconds; who has waited for so long waits for what will never come
 Play = Callable[..., Conversion]
 
 
@@ -32,11 +33,3 @@ def play() -> Iterator[Play]:
     yield start
     for conversion in started:
         conversion.close()
-
-
-@pytest.fixture
-def desk(tmp_path: Path) -> Iterator[Desk]:
-    """A desk that must be tidy in the end: nothing of the host may stay in TMPDIR."""
-    desk = Desk(tmp_path)
-    yield desk
-    assert [*desk.temporary.iterdir()] == []

@@ -3,6 +3,7 @@
 
 The plan is a JSON list in EXPORT_TOOL; each step is a list of a verb and its values:
   ["section", title, maximum]  ["status", value]  one message into the output FIFO
+  ["message", content]         any other property list into the output FIFO
   ["raw", text]                bytes into the output FIFO as they stand
   ["chunks", text, size]       the same, in pieces of that many bytes
   ["flood", count]             so many statuses
@@ -12,6 +13,9 @@ The plan is a JSON list in EXPORT_TOOL; each step is a list of a verb and its va
   ["session"]                  "leader" or "member" of its session into the output FIFO
   ["leave", name]              a file of that name in TMPDIR
   ["copy"]                     the source file to the destination, and a log
+  ["fail_if_bad", status]      ends with that status when the source's name begins with "bad"
+  ["write", path, text]        a file
+  ["pause", seconds]
   ["child"]                    a child that holds standard error and never ends; its pid to the FIFO
   ["ignore", signal number]
   ["wait"]                     waits for ever
@@ -47,6 +51,9 @@ class Program:
 
     def status(self, value) -> None:
         self._message({"messageType": "progressStatus", "progressValue": value})
+
+    def message(self, content) -> None:
+        self._message(content)
 
     def raw(self, text) -> None:
         self._write(text.encode())
@@ -85,6 +92,16 @@ class Program:
         text = Path(os.environ["EXPORT_FILE_PATH"]).read_text()
         Path(os.environ["EXPORT_DEST_PATH"]).write_text(text)
         Path(os.environ["EXPORT_LOGS_DIR_PATH"], "tool.log").write_text("copied\n")
+
+    def fail_if_bad(self, status) -> None:
+        if Path(os.environ["EXPORT_FILE_PATH"]).name.startswith("bad"):
+            sys.exit(status)
+
+    def write(self, path, text) -> None:
+        Path(path).write_text(text)
+
+    def pause(self, seconds) -> None:
+        time.sleep(seconds)
 
     def child(self) -> None:
         held = subprocess.Popen(["/bin/sleep", "1000"], stdout=subprocess.DEVNULL)

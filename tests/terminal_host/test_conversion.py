@@ -13,8 +13,7 @@ import threading
 from pathlib import Path
 
 import pytest
-from conftest import FAKE_PROGRAM, PROJECT, Play
-from desk import PATIENCE
+from conftest import FAKE_PROGRAM, PATIENCE, PROJECT, Play
 from terminal_host import (
     CANCEL,
     Conversion,

@@ -1,6 +1,6 @@
 """The second half of ./demo: converts statements with the built program and a stand-in server.
 
-    python3 -m terminal_host.demonstration PROGRAM RESULTS [STATEMENT...]
+    python3 -m demonstration PROGRAM RESULTS [STATEMENT...]
 
 The server runs under an sshd of its own on the loopback interface, with keys made for this run.
 Everything but the results is gone at the end, also after a failure or Ctrl-C.
@@ -21,14 +21,16 @@ from types import FrameType
 from typing import NoReturn
 
 from standin import ConnectionRecord, LoopbackSshd, ServerKeys, StandinServer
+from terminal_host import HostError, Request
+from zanbury_convert.batch import Batch
+from zanbury_convert.command import choose_display
+from zanbury_convert.interruption import Interruption
+from zanbury_convert.jobs import Job
+from zanbury_convert.servers import servers_of
+from zanbury_convert.settings import Limits, Settings
+from zanbury_convert.shown import shown
 
-from .command import choose_display, convert
-from .errors import HostError
-from .request import Request
-from .settings import Settings
-from .shown import shown
-
-_SAMPLES = Path(__file__).resolve().parents[1] / "standin" / "samples"
+_SAMPLES = Path(__file__).resolve().parent / "standin" / "samples"
 _TOOL = "ZanburyConverter"
 _LINES = 8  # of the result and of a log
 _TO_WATCH = 3.0  # seconds that the tool takes at least when somebody watches
@@ -61,26 +63,32 @@ def main(program: Path, results: Path, statements: Sequence[Path]) -> int:
             place = Path(directory, str(number))
             place.mkdir()
             server = StandinServer(place, keys, _script(statement), deadline=_DEADLINE)
-            settings = _settings(program, results, statement, sshd, server)
-            status = _demonstrate(settings, server)
+            settings = _settings(program, sshd, server)
+            status = _demonstrate(_job(statement, results), settings, server)
             if status != 0:
                 break
     print("\nThe server, its sshd, all keys and temporary files are gone again.")
     return status
 
 
-def _demonstrate(settings: Settings, server: StandinServer) -> int:
+def _demonstrate(job: Job, settings: Settings, server: StandinServer) -> int:
     """Converts one statement and tells about it; gives the exit status."""
-    size = settings.source.stat().st_size
-    print(f"\nConverting {shown(str(settings.source))} ({size:,} bytes)", flush=True)
-    status = convert(settings, choose_display())
+    assert job.source is not None and job.output is not None and job.logs is not None
+    size = job.source.stat().st_size
+    print(f"\nConverting {shown(str(job.source))} ({size:,} bytes)", flush=True)
+    display = choose_display(1)
+    try:
+        with Interruption() as interruption:
+            status = Batch([job], settings, display, interruption).convert()
+    finally:
+        display.close()
     _wait_for_the_end_of(server)
-    if settings.output.exists():
-        _print_head(settings.output)
-    for log in sorted(settings.logs.glob("*")) if settings.logs.is_dir() else []:
+    if job.output.exists():
+        _print_head(job.output)
+    for log in sorted(job.logs.glob("*")):
         _print_head(log)
     print("\nWhat happened")
-    for sentence in _story(server.connections, settings.source, status):
+    for sentence in _story(server.connections, job.source, status):
         print(f"  - {sentence}")
     sys.stdout.flush()
     return status
@@ -101,19 +109,19 @@ def _mentioned_in_a_command_line(text: str) -> bool:
     return False
 
 
-def _settings(
-    program: Path, results: Path, statement: Path, sshd: LoopbackSshd, server: StandinServer
-) -> Settings:
-    """What the desktop host would be set up with; results of an earlier run are removed."""
+def _job(statement: Path, results: Path) -> Job:
+    """The statement and where its result goes; results of an earlier run are removed."""
     results.mkdir(parents=True, exist_ok=True)
     output = results / (statement.stem + ".csv")
     logs = results / (statement.stem + ".logs")
     output.unlink(missing_ok=True)
     shutil.rmtree(logs, ignore_errors=True)
+    return Job(statement, output, logs)
+
+
+def _settings(program: Path, sshd: LoopbackSshd, server: StandinServer) -> Settings:
+    """What the desktop host would be set up with."""
     request = Request(
-        file_path=statement,
-        dest_path=output,
-        logs_dir_path=logs,
         tool=_TOOL,
         tool_version="1.0",
         server_command_path=server.command_path,
@@ -125,12 +133,14 @@ def _settings(
         retry_delay=3,
         server_destinations=[sshd.destination()],
     )
-    return Settings(request, program, statement, output, logs)
+    limits = Limits(rounds=3, connect=60, whole=0, cancel_grace=2)
+    key = sshd.directory / "identity"
+    return Settings(request, program, servers_of([sshd.destination()]), key, limits, jobs=1)
 
 
 def _script(statement: Path) -> dict:
     """Normal service; a little slower when somebody watches, so that there is something to see."""
-    if not sys.stdout.isatty():
+    if not sys.stderr.isatty():
         return {}
     transactions = statement.read_bytes().upper().count(b"<STMTTRN>")
     return {"Conversion": {"pace": min(0.2, _TO_WATCH / max(1, transactions))}}

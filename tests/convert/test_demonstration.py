@@ -14,8 +14,7 @@ import sys
 from pathlib import Path
 
 import pytest
-from conftest import FAKE_PROGRAM, PROJECT
-from desk import PATIENCE
+from desk import FAKE_PROGRAM, PATIENCE, PROJECT
 
 DEMO = PROJECT / "demo"
 
@@ -36,7 +35,7 @@ class Stage:
         tool = shlex.quote(json.dumps(plan))
         program.write_text(f"#!/bin/sh\nEXPORT_TOOL={tool} exec {FAKE_PROGRAM}\n")
         program.chmod(0o755)
-        module = [sys.executable, "-m", "terminal_host.demonstration"]
+        module = [sys.executable, "-m", "demonstration"]
         return subprocess.Popen(
             [*module, str(program), str(self.results), str(self.statement)],
             env={**os.environ, "PYTHONPATH": str(PROJECT / "tools"), "TMPDIR": str(self.temporary)},
@@ -93,7 +92,7 @@ def test_a_signal_cancels_and_leaves_nothing(stage: Stage, number: int) -> None:
         written = "".join(lines)
         process.send_signal(number)
         written += process.stdout.read()
-        assert process.wait(timeout=PATIENCE) == 1
+        assert process.wait(timeout=PATIENCE) == 128 + number
     assert "Canceled. Nothing was converted." in written and stage.is_empty(written)
 
 

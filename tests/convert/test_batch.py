@@ -1,0 +1,147 @@
+"""Several files in one call: each has its ending, and the call has a summary and a status."""
+
+from __future__ import annotations
+
+import json
+import os
+
+import pytest
+from desk import Desk
+
+# The fake program fails for a source that is named "bad…".
+BY_NAME = [["section", "Up", 2], ["status", 1], ["fail_if_bad", 65], ["copy"], ["exit", 0]]
+
+
+@pytest.fixture
+def names(desk: Desk) -> list[str]:
+    """Twenty statements, one of them bad."""
+    names = [f"{number:02d}.ofx" for number in range(19)] + ["bad.ofx"]
+    for name in names:
+        (desk.directory / name).write_text(f"statement {name}\n")
+    return names
+
+
+def test_one_bad_file_of_twenty_does_not_stop_the_others(desk: Desk, names: list[str]) -> None:
+    done = desk.convert("-d", "out", "--jobs", "3", *names, plan=BY_NAME)
+    lines = done.stderr.splitlines()
+    assert (done.returncode, done.stdout) == (1, "")
+    assert lines[-1].startswith("19 converted, 1 failed, ")
+    told = [line for line in lines if line.startswith("[")]
+    assert [line[1:6] for line in told] == [f"{number:2d}/20" for number in range(1, 21)]
+    [bad] = [line for line in told if "bad.ofx" in line]
+    assert bad.endswith("] bad.ofx: The tool failed with status 65.")
+    results = sorted(path.name for path in (desk.directory / "out").glob("*.converted"))
+    assert results == [f"{name}.converted" for name in names[:-1]]
+
+
+def test_the_events_name_the_file_and_end_with_a_summary(desk: Desk, names: list[str]) -> None:
+    *events, summary = desk.events("-d", "out", *names, plan=BY_NAME)
+    endings = {event["source"]: event for event in events if event["event"] == "end"}
+    assert sorted(endings) == sorted(str(desk.directory / name) for name in names)
+    assert {ending["code"] for ending in endings.values()} == {"converted", "tool-failed"}
+    assert summary["seconds"] > 0 and summary["status"] == 1
+    assert [summary[key] for key in ("converted", "failed", "skipped")] == [19, 1, 0]
+
+
+def test_no_more_are_converted_at_a_time_than_asked_for(desk: Desk, names: list[str]) -> None:
+    events = desk.events("-d", "out", "--jobs", "2", *names, plan=BY_NAME)
+    running, most = 0, 0
+    for event in events:
+        running += {"begin": 1, "end": -1}.get(event["event"], 0)
+        most = max(most, running)
+    assert most == 2
+
+
+def test_a_source_that_is_missing_is_one_bad_file(desk: Desk) -> None:
+    done = desk.convert("-d", "out", "in.ofx", "nowhere.ofx", plan=BY_NAME)
+    assert done.returncode == 1
+    assert "nowhere.ofx does not exist." in done.stderr
+    assert (desk.directory / "out" / "in.ofx.converted").exists()
+
+
+@pytest.mark.parametrize(
+    ("option", "status", "text"),
+    [(None, 1, "old"), ("--no-clobber", 2, "old"), ("--force", 0, "statement\n")],
+)
+def test_what_is_there_is_replaced_only_by_force(
+    desk: Desk, option: str | None, status: int, text: str
+) -> None:
+    (desk.directory / "other.ofx").write_text("other\n")
+    old = desk.directory / "in.ofx.converted"
+    old.write_text("old")
+    options = [option] if option else []
+    done = desk.convert(*options, "in.ofx", "other.ofx", plan=BY_NAME)
+    assert (done.returncode, old.read_text()) == (status, text)
+    assert (desk.directory / "other.ofx.converted").read_text() == "other\n"
+    assert ("1 skipped" in done.stderr) == (option == "--no-clobber")
+
+
+def test_a_single_file_is_skipped_with_the_status_of_an_existing_result(desk: Desk) -> None:
+    (desk.directory / "in.ofx.converted").write_text("old")
+    ending = desk.ending("--no-clobber", "in.ofx", plan=BY_NAME)
+    assert (ending["code"], ending["status"]) == ("exists", 2)
+
+
+def test_servers_that_fail_for_one_file_are_not_tried_for_the_next(
+    desk: Desk, names: list[str]
+) -> None:
+    plan = [
+        ["section", "Connecting to Zanbury Cloud...", 0],
+        ["stderr", "a@b: Permission denied (publickey).\n"],
+        ["section", "Could not connect. Will try again in 1 second...", 0],
+        ["wait"],
+    ]
+    *events, summary = desk.events("-d", "out", "--jobs", "1", *names, plan=plan)
+    codes = [event["code"] for event in events if event["event"] == "end"]
+    assert codes == ["login-refused"] + ["not-tried"] * 19
+    assert summary["status"] == 1 and summary["failed"] == 20
+
+
+def test_standard_input_becomes_standard_output(desk: Desk) -> None:
+    done = desk.convert("-", plan=BY_NAME, given="from a pipe\n")
+    assert (done.returncode, done.stdout) == (0, "from a pipe\n")
+    assert "Converted." in done.stderr
+    assert [*desk.directory.glob("*.converted*")] == []
+
+
+def test_a_file_can_go_to_standard_output_and_its_logs_elsewhere(desk: Desk) -> None:
+    done = desk.convert("-o", "-", "--logs", "l", "in.ofx", plan=BY_NAME)
+    assert (done.returncode, done.stdout) == (0, "statement\n")
+    assert (desk.directory / "l" / "tool.log").read_text() == "copied\n"
+
+
+def test_a_reader_of_the_result_who_has_left_has_not_got_it(desk: Desk) -> None:
+    reader, writer = os.pipe()
+    os.close(reader)
+    with desk.running("-o", "-", "in.ofx", plan=BY_NAME, stdout=writer) as convert:
+        os.close(writer)
+        _, told = convert.communicate(timeout=60)
+    assert convert.returncode == 1
+    assert "cannot be written to standard output: Broken pipe." in told
+    assert "Exception ignored" not in told
+
+
+def test_dry_run_checks_all_files_and_makes_nothing(desk: Desk) -> None:
+    before = sorted(desk.directory.iterdir())
+    done = desk.convert("--dry-run", "-d", "out", "in.ofx", "nowhere.ofx")
+    assert done.returncode == 1
+    assert "in.ofx: Would convert in.ofx to " in done.stderr
+    assert done.stderr.splitlines()[-1] == "1 can be converted, 1 failed, 0.0 s."
+    assert sorted(desk.directory.iterdir()) == before
+
+
+def test_quiet_says_only_what_went_wrong(desk: Desk) -> None:
+    assert desk.convert("-q", "in.ofx", plan=BY_NAME).stderr == ""
+    (desk.directory / "bad.ofx").write_text("x")
+    told = desk.convert("-q", "--force", "in.ofx", "bad.ofx", plan=BY_NAME).stderr
+    assert "[2/2] bad.ofx: The tool failed" in told or "[1/2] bad.ofx: The tool failed" in told
+    assert " in.ofx: " not in told
+
+
+def test_events_of_dry_run_and_of_skipped_files_are_endings_too(desk: Desk) -> None:
+    (desk.directory / "in.ofx.converted").write_text("old")
+    (desk.directory / "other.ofx").write_text("other\n")
+    events = desk.events("--dry-run", "--no-clobber", "in.ofx", "other.ofx")
+    endings = [event["code"] for event in events if event["event"] == "end"]
+    assert endings == ["exists", "checked"]
+    assert json.dumps(events[-1]["skipped"]) == "1"

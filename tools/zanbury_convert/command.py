@@ -1,0 +1,110 @@
+"""The command zanbury-convert, from its arguments to its exit status."""
+
+from __future__ import annotations
+
+import os
+import sys
+from pathlib import Path
+
+from .arguments import NAME, parse_arguments
+from .batch import Batch
+from .codes import Code
+from .display import Display, Tally
+from .ending import Ending, Problem
+from .interruption import Interruption
+from .jobs import Job, jobs_of, writes_to_standard_output
+from .json_display import JsonDisplay
+from .plain_display import PlainDisplay
+from .settings import Settings, settings_of
+from .shown import shown
+
+
+def main(arguments: list[str], beside: Path | None = None) -> int:
+    """Runs the command; the exit status. `beside` is where the program is looked for first."""
+    try:
+        return _main(arguments, beside)
+    except BrokenPipeError:
+        # Whoever read our output has left; what Python still holds must not complain at the end.
+        nowhere = os.open(os.devnull, os.O_WRONLY)
+        for stream in (sys.stdout, sys.stderr):
+            os.dup2(nowhere, stream.fileno())
+        return 1
+
+
+def _main(arguments: list[str], beside: Path | None) -> int:
+    try:
+        options = parse_arguments(arguments)
+        settings = settings_of(options, beside)
+        jobs = jobs_of(options)
+        if options.json and writes_to_standard_output(jobs):
+            words = "The result and the events of --json would both go to standard output."
+            raise Problem(Code.USAGE, words, "Name a file for the result with -o.")
+    except Problem as problem:
+        return _refuse(problem, "--json" in arguments)
+    display = choose_display(
+        len(jobs),
+        json=options.json,
+        plain=options.plain,
+        verbose=options.verbose,
+        quiet=options.quiet,
+    )
+    try:
+        if options.dry_run:
+            return _check(jobs, settings, display)
+        with Interruption() as interruption:
+            return Batch(jobs, settings, display, interruption).convert()
+    finally:
+        display.close()
+
+
+def choose_display(
+    count: int,
+    *,
+    json: bool = False,
+    plain: bool = False,
+    verbose: bool = False,
+    quiet: bool = False,
+) -> Display:
+    """JSON lines, a live terminal, or plain lines where standard error is not a terminal."""
+    if json:
+        return JsonDisplay()
+    if sys.stderr.isatty() and os.environ.get("TERM", "dumb") != "dumb" and not (plain or quiet):
+        from .live_display import LiveDisplay  # rich takes a while to load
+
+        return LiveDisplay(count, is_verbose=verbose)
+    return PlainDisplay(count, is_verbose=verbose, is_quiet=quiet)
+
+
+def _check(jobs: list[Job], settings: Settings, display: Display) -> int:
+    """Tells what would be done; nothing is connected to."""
+    names = ", ".join(server.name for server in settings.servers)
+    failed = 0
+    for job in jobs:
+        output = shown(str(job.output)) if job.output else "standard output"
+        words = (
+            f"Would convert {job.name} to {output}\nwith {shown(str(settings.program))}\nat {names}"
+        )
+        ending = job.ending or Ending(Code.CHECKED, Code.CHECKED.status, words)
+        display.begin(job)
+        display.end(job, ending)
+        failed += not ending.is_success and not job.is_skipped
+    skipped = sum(job.is_skipped for job in jobs)
+    status = 1 if failed else 2 if skipped else 0
+    if len(jobs) > 1:
+        display.summary(
+            Tally(len(jobs) - failed - skipped, failed, skipped, status=status, is_dry=True)
+        )
+    return status
+
+
+def _refuse(problem: Problem, is_json: bool) -> int:
+    """Tells on standard error, and to whoever reads events, why nothing was done."""
+    ending = problem.ending()
+    if is_json:
+        JsonDisplay().refuse(ending)
+    head, *more = ending.reason.split("\n")
+    lines = [f"{NAME}: {shown(head, 1000)}", *(shown(line, 1000) for line in more)]
+    if ending.advice:
+        lines.append(shown(ending.advice, 1000))
+    print(*lines, sep="\n", file=sys.stderr)
+    return ending.status

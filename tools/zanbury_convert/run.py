@@ -1,0 +1,242 @@
+"""Converts one file: runs the program, watches limits and wishes, and settles how it ended."""
+
+from __future__ import annotations
+
+import tempfile
+import time
+from collections.abc import Iterator
+from contextlib import contextmanager
+from dataclasses import replace
+from pathlib import Path
+
+from terminal_host import Conversion, Exit, HostError, Request, Section, Status, StderrLine
+from terminal_host.events import Event
+
+from .codes import Code
+from .connecting import Connecting
+from .diagnosis import Remains, ending_of
+from .display import Display
+from .ending import Ending, Problem
+from .farewell import Farewell
+from .heard import Heard
+from .interruption import Interruption, Wish
+from .jobs import Job, read_standard_input
+from .settings import Settings
+from .shown import shown
+from .ssh_child import ssh_of
+from .ssh_words import is_chatter
+from .staging import Staging
+
+_TICK = 0.05  # seconds; how soon a wish or the end of a limit is noticed
+_HOLD = 0.5  # seconds that a line waits for an ending that tells it in other words
+
+
+class Run:
+    """One job of a call. `convert` does it once."""
+
+    def __init__(
+        self, job: Job, settings: Settings, display: Display, interruption: Interruption
+    ) -> None:
+        self._job = job
+        self._settings = settings
+        self._limits = settings.limits
+        self._display = display
+        self._interruption = interruption
+        self._heard = Heard()
+        self._held: list[StderrLine] = []
+        self._connecting = Connecting(
+            settings.servers,
+            str(settings.request.server_command_path),
+            shown(str(settings.identity_file), 200),
+            settings.limits.rounds,
+        )
+        self._farewell = Farewell(settings.limits.cancel_grace)
+        self._problem: Problem | None = None  # why we end the program ourselves
+        self._found_server = False
+        self._told: set[str] = set()  # hopeless servers
+
+    def convert(self) -> Ending:
+        """Converts the file and delivers what came; shows all of it, the ending last."""
+        begun = time.monotonic()
+        self._display.begin(self._job)
+        ending = self._job.ending
+        if ending is None:
+            try:
+                ending = self._converted()
+            except Problem as problem:
+                ending = problem.ending()
+        ending = replace(ending, seconds=time.monotonic() - begun)
+        self._display.end(self._job, ending)
+        return ending
+
+    def _converted(self) -> Ending:
+        job = self._job
+        if self._interruption.wish is not Wish.NONE:
+            return self._canceled()
+        with Staging(job.output, job.logs, may_replace=job.may_replace) as staging:
+            with _source_of(job) as source:
+                status = self._run_program(self._request(source, staging))
+                size = source.stat().st_size if source.exists() else 0
+            remains = Remains(self._settings.program, status, staging.has_result, size)
+            return self._delivered(self._settle(remains), staging)
+
+    def _request(self, source: Path, staging: Staging) -> Request:
+        return replace(
+            self._settings.request,
+            file_path=source,
+            dest_path=staging.result,
+            logs_dir_path=staging.logs,
+        )
+
+    def _run_program(self, request: Request) -> int:
+        """Follows the program to its end; its exit status."""
+        try:
+            conversion = Conversion(request, self._settings.program, keep_history=False).start()
+        except HostError as error:
+            words = f"The program cannot be started: {error}."
+            raise Problem(Code.PROGRAM, words, "Install it again.") from error
+        begun = time.monotonic()
+        with _closing(conversion):
+            for event in conversion.follow(_TICK):
+                if isinstance(event, Exit):
+                    return event.status
+                if event is not None:
+                    self._take(event)
+                else:
+                    self._judge_round()
+                self._attend(conversion, time.monotonic() - begun)
+        raise AssertionError("the events end with the exit")
+
+    def _take(self, event: Event) -> None:
+        if isinstance(event, StderrLine):
+            self._take_line(event)
+            return
+        if isinstance(event, (Section, Status)):
+            self._release_lines()
+        if isinstance(event, Section):
+            self._heard.take_title(event.title)
+            self._take_title(event)
+        self._display.show(self._job, event)
+
+    def _take_title(self, section: Section) -> None:
+        self._judge_round()
+        self._connecting.begin_section(section.title, section.at)
+        attempt = self._connecting.attempt
+        if attempt is not None and self._connecting.is_waiting:
+            self._found_server = False
+            name = attempt.server.name if attempt.server else None
+            self._display.connect(self._job, name, self._connecting.round, self._limits.rounds)
+
+    def _take_line(self, line: StderrLine) -> None:
+        """Keeps a line for the ending; shows it at once only to whoever wants all of them."""
+        self._display.show(self._job, line)
+        self._heard.take_line(line.text)
+        is_told_otherwise = self._connecting.hear(line.text) or is_chatter(line.text)
+        if not is_told_otherwise and not self._farewell.has_begun:
+            self._held.append(line)
+
+    def _judge_round(self) -> None:
+        """Gives up, or tells of servers that another round will not reach."""
+        if not self._farewell.has_begun:
+            self._problem = self._problem or self._connecting.judge()
+        for words in self._connecting.hopeless() if self._problem is None else []:
+            if words not in self._told:
+                self._told.add(words)
+                self._display.notice(self._job, "hopeless", words)
+
+    def _release_lines(self) -> None:
+        for line in self._held:
+            self._display.line(self._job, line)
+        self._held.clear()
+
+    def _attend(self, conversion: Conversion, now: float) -> None:
+        """Looks after everything that does not come as an event."""
+        if self._held and now - self._held[0].at > _HOLD:
+            self._release_lines()
+        self._look_for_server(conversion)
+        self._watch_limits(conversion, now)
+        wish = self._interruption.wish
+        if self._problem is not None:
+            wish = max(wish, Wish.TERMINATE)
+        if self._farewell.attend(conversion, wish) is not None and self._problem is None:
+            self._display.notice(self._job, "cancel", self._farewell.words())
+
+    def _look_for_server(self, conversion: Conversion) -> None:
+        """Finds out which server the program is trying just now."""
+        if self._found_server or not self._connecting.is_waiting:
+            return
+        ssh = ssh_of(conversion.pid)
+        if ssh is not None:
+            self._found_server = True
+            server = self._connecting.note_server(ssh.user, ssh.host, ssh.port)
+            connecting = self._connecting
+            self._display.connect(self._job, server.name, connecting.round, self._limits.rounds)
+
+    def _watch_limits(self, conversion: Conversion, now: float) -> None:
+        if self._problem is not None or self._farewell.has_begun:
+            return
+        if self._limits.whole and now > self._limits.whole:
+            words = f"Canceled: not done within {self._limits.whole:g} seconds."
+            self._problem = Problem(Code.TIMEOUT, words, "--timeout waits longer.")
+        attempt = self._connecting.attempt
+        is_overdue = attempt is not None and now - attempt.since > self._limits.connect > 0
+        if not is_overdue or not self._connecting.is_waiting or not _waits_for_hello(conversion):
+            return
+        problem = self._connecting.give_up_silent(self._limits.connect)
+        ssh = ssh_of(conversion.pid)
+        if ssh is None:
+            self._problem = problem
+        else:
+            ssh.end()
+
+    def _settle(self, remains: Remains) -> Ending:
+        if self._farewell.has_begun and self._problem is None:
+            return self._canceled()
+        if self._problem is not None:
+            return self._problem.ending()
+        ending = ending_of(remains, self._heard)
+        if ending.code is not Code.FAILED:
+            self._release_lines()
+        return ending
+
+    def _canceled(self) -> Ending:
+        words = "Canceled. Nothing was converted."
+        return Ending(Code.CANCELED, self._interruption.status, words)
+
+    def _delivered(self, ending: Ending, staging: Staging) -> Ending:
+        """The same ending, with what was put into its place. A canceled result is not."""
+        if ending.code in (Code.CANCELED, Code.TIMEOUT):
+            return ending
+        size = staging.deliver_result() if staging.has_result else None
+        result = None if size is None else self._job.output
+        ending = replace(ending, result=result, size=size)
+        try:
+            return replace(ending, logs=staging.deliver_logs())
+        except Problem as problem:
+            words = f"{ending.reason}\n{problem.words}"
+            if ending.code is not Code.CONVERTED:
+                return replace(ending, reason=words)
+            return replace(problem.ending(), reason=words, result=result, size=size)
+
+
+@contextmanager
+def _closing(conversion: Conversion) -> Iterator[None]:
+    try:
+        yield
+    finally:
+        conversion.close()
+
+
+@contextmanager
+def _source_of(job: Job) -> Iterator[Path]:
+    """The source as a file; standard input becomes one for the time."""
+    if job.source is not None:
+        yield job.source
+        return
+    with tempfile.TemporaryDirectory(prefix="zanbury-input.") as directory:
+        yield read_standard_input(Path(directory))
+
+
+def _waits_for_hello(conversion: Conversion) -> bool:
+    """The program keeps the identity in its directory until the server has said hello."""
+    return any(conversion.temporary_directory.glob("ZanburyToolProxy.*/identity"))
