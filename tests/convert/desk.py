@@ -69,7 +69,8 @@ class Desk:
 
     def environment(self) -> dict[str, str]:
         home = {"HOME": str(self.directory), "TMPDIR": str(self.temporary)}
-        return {**os.environ, **home, "TERM": "xterm-256color", "COLUMNS": "100"}
+        ours = {name: value for name, value in os.environ.items() if name != "COLUMNS"}
+        return {**ours, **home, "TERM": "xterm-256color", "LC_ALL": "C.UTF-8"}
 
     def start(
         self, *arguments: str, plan: list | None = None, **options: object

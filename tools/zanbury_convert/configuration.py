@@ -28,7 +28,7 @@ def read_configuration(path: Path | None) -> dict[str, Any]:
         raise _problem(words, "Name another one with --config.") from error
     except ValueError as error:
         words = f"The configuration {shown(str(file))} is not TOML: {shown(str(error))}."
-        raise _problem(words, "docs/convert.toml.example shows one.") from error
+        raise _problem(words, "convert.toml.example in the documentation shows one.") from error
     return {key: _value(key, value, file) for key, value in content.items()}
 
 
@@ -48,7 +48,7 @@ def _value(key: str, value: Any, file: Path) -> Any:
         read = option.kind.read(value)
     except ValueError as error:
         words = f"In the configuration {shown(str(file))}, {key} must be {option.kind.words}."
-        raise _problem(words, "docs/convert.toml.example shows one.") from error
+        raise _problem(words, "convert.toml.example in the documentation shows one.") from error
     return file.parent / read.expanduser() if option.kind is PATH else read
 
 

@@ -56,6 +56,8 @@ class Paper:
         """The text within that room, cut in the middle; its last number is kept."""
         if len(text) <= room:
             return text
+        if room <= 0:
+            return ""
         dots = "…" if self.is_rich else ".."
         numbers = [match.start() for match in re.finditer(r"(?<![0-9])[0-9]", text)]
         tail = (room - len(dots)) // 2

@@ -1,0 +1,270 @@
+"""The command with the real program, a real sshd and the stand-in server: each row of the table of
+statuses where the real thing can be brought to it, and a cancel in each state of the program."""
+
+from __future__ import annotations
+
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import time
+from collections.abc import Callable, Iterator
+from pathlib import Path
+
+import pytest
+from desk import PATIENCE, PROJECT, Desk, events_of, server_keys, until
+
+sys.path.append(str(PROJECT / "tests" / "conversation"))
+
+from dead_ends import NOBODY_LISTENS, SilentListener  # noqa: E402
+from standin import LoopbackSshd, StandinServer  # noqa: E402
+from standin.keys import SshKeyPair  # noqa: E402
+from standin.record import wait_until  # noqa: E402
+from stations import FORWARDING, STATES, in_state  # noqa: E402
+
+STATEMENT = PROJECT / "samples" / "statement.ofx"
+REACHED = [{"create": "reached"}, {"await": "never"}]
+
+
+@pytest.fixture(scope="session")
+def program() -> Path:
+    """The program under test: ZTP_PROGRAM, which ctest sets, or that of the debug preset."""
+    path = Path(os.environ.get("ZTP_PROGRAM", PROJECT / "build/debug/bin/ZanburyToolProxy"))
+    assert path.is_file(), f"build {path} first, or set ZTP_PROGRAM"
+    return path
+
+
+@pytest.fixture(scope="session")
+def sshd() -> Iterator[LoopbackSshd]:
+    with LoopbackSshd(extra_configuration="SetEnv SHLVL=1") as running:
+        yield running
+
+
+class Office:
+    """A desk whose configuration leads to a server with a script."""
+
+    def __init__(self, desk: Desk, sshd: LoopbackSshd, program: Path) -> None:
+        self.desk = desk
+        self.sshd = sshd
+        (desk.directory / "server").mkdir()
+        self.server = StandinServer(desk.directory / "server", server_keys())
+        shutil.copy(STATEMENT, desk.directory / "in.ofx")
+        desk.write_key("key", sshd.identity_text)
+        self.configuration = {
+            "server": sshd.destination(),
+            "server_command": self.server.command_path,
+            "program": str(program),
+            "tool": "StatementTool",
+            "retry_delay": 1,
+        }
+        desk.configure(**self.configuration)
+
+    def configure(self, **changes: object) -> None:
+        self.desk.configure(**(self.configuration | changes))
+
+    def ending(self, script: dict | None = None, *arguments: str) -> dict:
+        self.server.play(script or {})
+        return self.desk.ending(*arguments, "in.ofx")
+
+
+@pytest.fixture
+def office(desk: Desk, sshd: LoopbackSshd, program: Path) -> Office:
+    return Office(desk, sshd, program)
+
+
+def test_a_statement_is_converted_and_bears_the_present_time(office: Office) -> None:
+    begun = time.time()
+    ending = office.ending()
+    assert (ending["code"], ending["status"]) == ("converted", 0)
+    result = Path(ending["result"])
+    assert result.read_text().startswith("date,") or result.stat().st_size == ending["bytes"]
+    # A zip's times have whole seconds.
+    assert result.stat().st_mtime >= int(begun) - 1
+    assert [path.name for path in Path(ending["logs"]).iterdir()] == ["conversion.log"]
+
+
+OLD = "an older result\n"
+SCRIPTS = {
+    "the server is lost": ({"Conversion": {"instead": {"exit": 1}}}, "connection-lost", 3, "State"),
+    "the result is not described": (
+        {"OutputArchive": {"result": "junk"}},
+        "unreadable-result",
+        1,
+        "which file",
+    ),
+    "nothing converted comes": (
+        {"OutputArchive": {"converted": None, "destFileName": None}},
+        "no-result",
+        1,
+        "no result came",
+    ),
+    "the tool fails": (
+        {"OutputArchive": {"exitCode": 3, "converted": None, "destFileName": None}},
+        "tool-failed",
+        3,
+        "",
+    ),
+    "the tool fails with 256": (
+        {"OutputArchive": {"exitCode": 256, "converted": None, "destFileName": None}},
+        "tool-failed",
+        1,
+        "256",
+    ),
+    "the server gives a reason": (
+        {"OutputArchive": {"instead": [{"error": "No paper"}, "End"]}},
+        "failed",
+        1,
+        "No paper",
+    ),
+    "the server is another one": (
+        {"ServerHandshake": {"salt": "one bit off"}},
+        "invalid-salt",
+        1,
+        "private half",
+    ),
+    "the file is too big": (
+        {"ServerHandshake": {"set": {"maxInputArchiveSize": 100}}},
+        "too-big",
+        1,
+        "too big",
+    ),
+}
+
+
+@pytest.mark.parametrize(("script", "code", "status", "words"), SCRIPTS.values(), ids=[*SCRIPTS])
+def test_an_old_result_is_never_taken_for_a_new_one(
+    office: Office, script: dict, code: str, status: int, words: str
+) -> None:
+    old = office.desk.directory / "in.ofx.converted"
+    old.write_text(OLD)
+    ending = office.ending(script, "--force")
+    told = ending["reason"]
+    assert (ending["code"], ending["status"]) == (code, status), told
+    assert words.lower() in told.lower()
+    assert (ending["result"], old.read_text()) == (None, OLD)
+
+
+def test_the_tool_s_own_last_words_are_the_reason(office: Office) -> None:
+    (office.desk.directory / "in.ofx").write_text("not a statement\n")
+    ending = office.ending()
+    assert (ending["code"], ending["status"]) == ("tool-failed", 65)
+    assert ending["reason"].startswith("The tool failed with status 65: ")
+    assert len(ending["reason"].splitlines()[0]) > len("The tool failed with status 65: ")
+
+
+def test_a_login_that_is_refused_names_the_key_of_the_user(office: Office) -> None:
+    key = office.desk.write_key("key", SshKeyPair.generate().private_text)
+    ending = office.ending()
+    assert (ending["code"], ending["status"]) == ("login-refused", 4)
+    name = f"{office.sshd.user}@127.0.0.1:{office.sshd.port}"
+    assert ending["reason"] == f"{name} refuses the login with the key {key}."
+
+
+@pytest.mark.parametrize(
+    ("changes", "code", "words"),
+    [
+        ({"server": NOBODY_LISTENS}, "unreachable", "nobody@127.0.0.1:1 cannot be reached: Con"),
+        ({"server": "ssh://a@nowhere.invalid:22"}, "unknown-host", "a@nowhere.invalid:22 is not "),
+        ({"server_command": "/srv/none"}, "no-command", "cannot run /srv/none: no such file"),
+        ({"server_command": "/etc/passwd"}, "no-command", "/etc/passwd: permission denied"),
+    ],
+)
+def test_servers_that_cannot_be_used(office: Office, changes: dict, code: str, words: str) -> None:
+    office.configure(**changes)
+    ending = office.ending({}, "--retries", "2")
+    assert (ending["code"], ending["status"]) == (code, 4), ending["reason"]
+    assert words in ending["reason"]
+    assert ("Gave up after 2 rounds." in ending["reason"]) == (code == "unreachable")
+
+
+def test_a_server_without_a_word_gives_way_to_the_next(office: Office) -> None:
+    # Whichever comes first: the silent one costs a second, and the other one converts.
+    with SilentListener() as silent:
+        office.configure(server=[silent.destination, office.sshd.destination()])
+        ending = office.ending({}, "--connect-timeout", "20")
+        assert ending["code"] == "converted", ending["reason"]
+        office.configure(server=silent.destination)
+        ending = office.ending({}, "--connect-timeout", "0.5", "--retries", "2", "--force")
+    assert (ending["code"], ending["status"]) == ("unreachable", 4)
+    name = f"nobody@127.0.0.1:{silent.port}"
+    assert f"{name} said no hello within 0.5 seconds." in ending["reason"]
+
+
+def test_a_slow_archiver_is_not_a_silent_server(office: Office) -> None:
+    """The server's hello ends the waiting for it, whatever the program does afterwards."""
+    office.server.play({"ServerHandshake": {"before": {"await": "go on"}}})
+    with office.desk.running("--json", "--connect-timeout", "10", "in.ofx") as convert:
+        office.server.begun(1).wait_for_frame("ClientHandshake")
+        directory = next(office.desk.temporary.rglob("ZanburyToolProxy.*"))
+        assert not (directory / "identity").exists()
+        office.server.file("go on").touch()
+        assert until(convert, "end")["code"] == "converted"
+
+
+def test_the_server_in_use_is_told(office: Office) -> None:
+    office.configure(server=[office.sshd.destination(), office.sshd.destination("localhost")])
+    office.server.play({"ServerHello": {"before": {"await": "go on"}}})
+    with office.desk.running("--json", "in.ofx") as convert:
+        events = events_of(convert)
+        told = next(e for e in events if e["event"] == "connect" and e["server"] is not None)
+        office.server.file("go on").touch()
+    port = office.sshd.port
+    names = {f"{office.sshd.user}@{host}:{port}" for host in ("127.0.0.1", "localhost")}
+    assert told["server"] in names
+
+
+def test_time_out(office: Office) -> None:
+    ending = office.ending({"Conversion": {"before": {"await": "never"}}}, "--timeout", "3")
+    assert (ending["code"], ending["status"]) == ("timeout", 124)
+
+
+def test_a_missing_archiver_is_named(office: Office, program: Path, tmp_path: Path) -> None:
+    alone = tmp_path / "alone"
+    alone.mkdir()
+    shutil.copy(program, alone)
+    ending = office.ending({}, "--program", str(alone / program.name))
+    assert ending["code"] == "no-archiver"
+    assert f"neither beside {alone / program.name} nor in " in ending["reason"]
+
+
+def _silent_in(state: str) -> dict:
+    """A script that falls silent when it has brought the session to the state."""
+    if state == FORWARDING:
+        return in_state(FORWARDING, {"forward": "@"}, *REACHED)
+    return in_state(state, *REACHED)
+
+
+COUNTDOWN = "Retry"
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM], ids=["Ctrl-C", "TERM"])
+@pytest.mark.parametrize("state", [*STATES, COUNTDOWN])
+def test_a_cancel_in_each_state(
+    office: Office, state: str, number: int, record_property: Callable[[str, object], None]
+) -> None:
+    """From the key to the prompt; how long that takes is told, not judged."""
+    if state == COUNTDOWN:
+        office.configure(server=NOBODY_LISTENS, retry_delay=60)
+    else:
+        office.server.play(_silent_in(state))
+    with office.desk.running("--json", "in.ofx") as convert:
+        if state == COUNTDOWN:
+            events = events_of(convert)
+            next(e for e in events if e["event"] == "section" and "again" in e["title"])
+        else:
+            wait_until(office.server.file("reached").exists, PATIENCE, state)
+        pressed = time.monotonic()
+        os.kill(convert.pid, number)
+        events = [json.loads(line) for line in convert.stdout]
+        assert convert.wait(PATIENCE) == 128 + number
+        took = time.monotonic() - pressed
+    record_property("seconds", round(took, 2))
+    steps = [event["words"].split()[0] for event in events if event["event"] == "cancel"]
+    assert events[-1]["code"] == "canceled" and events[-1]["result"] is None
+    asked = ["Asked"] if number == signal.SIGINT else []
+    # While the tool runs a byte is the tool's: what goes on is ended after the grace.
+    ended = ["Ending"] if number == signal.SIGTERM or state == FORWARDING else []
+    assert steps == asked + ended
+    assert subprocess.run(["pgrep", "-P", str(convert.pid)], capture_output=True).stdout == b""
