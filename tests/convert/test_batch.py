@@ -4,9 +4,13 @@ from __future__ import annotations
 
 import json
 import os
+import shlex
+import signal
+import subprocess
 
 import pytest
-from desk import Desk
+from desk import PATIENCE, Desk
+from standin.record import wait_until
 
 # The fake program fails for a source that is named "bad…".
 BY_NAME = [["section", "Up", 2], ["status", 1], ["fail_if_bad", 65], ["copy"], ["exit", 0]]
@@ -145,3 +149,54 @@ def test_events_of_dry_run_and_of_skipped_files_are_endings_too(desk: Desk) -> N
     endings = [event["code"] for event in events if event["event"] == "end"]
     assert endings == ["exists", "checked"]
     assert json.dumps(events[-1]["skipped"]) == "1"
+
+
+def test_ctrl_c_ends_the_waiting_for_standard_input(desk: Desk) -> None:
+    with desk.running("-", plan=BY_NAME, stdin=subprocess.PIPE) as convert:
+        wait_until(lambda: any(desk.temporary.glob("*/stdin")), PATIENCE, "the reading")
+        convert.send_signal(signal.SIGINT)
+        assert convert.wait(PATIENCE) == 130
+        assert "Canceled. Nothing was converted." in convert.stderr.read()
+
+
+def test_a_pipe_that_nobody_empties_can_be_left(desk: Desk) -> None:
+    (desk.directory / "in.ofx").write_text("x" * 1_000_000)
+    with desk.running("-o", "-", "in.ofx", plan=BY_NAME) as convert:
+        written = convert.stdout.read(65536)
+        convert.send_signal(signal.SIGTERM)
+        assert convert.wait(PATIENCE) == 143
+        assert "only a part of the result" in convert.stderr.read()
+        assert len(written) == 65536
+
+
+@pytest.mark.parametrize(
+    ("closed", "arguments", "status", "words"),
+    [
+        ("<&-", ("-",), 2, "Standard input is the source, but it is closed."),
+        (">&-", ("-o", "-", "in.ofx"), 2, "to standard output, but that is closed."),
+        ("<&- >&-", ("in.ofx",), 0, "Converted."),
+        ("2>&-", ("in.ofx",), 0, ""),
+    ],
+)
+def test_streams_that_are_closed(
+    desk: Desk, closed: str, arguments: tuple[str, ...], status: int, words: str
+) -> None:
+    command = shlex.join(desk.command(*arguments, plan=BY_NAME))
+    done = subprocess.run(
+        ["sh", "-c", f"{command} {closed}"],
+        cwd=desk.directory,
+        env=desk.environment(),
+        capture_output=True,
+        text=True,
+        timeout=PATIENCE,
+    )
+    assert (done.returncode, done.stdout) == (status, "")
+    assert words in done.stderr and "Traceback" not in done.stderr
+
+
+def test_a_full_disk_under_the_events_ends_the_conversion(desk: Desk) -> None:
+    with open("/dev/full", "w") as full:
+        plan = [["section", "a", 0], ["wait"]]
+        with desk.running("--json", "in.ofx", plan=plan, stdout=full) as convert:
+            _, told = convert.communicate(timeout=PATIENCE)
+    assert (convert.returncode, told) == (1, "zanbury-convert: No space left on device\n")

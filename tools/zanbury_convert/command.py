@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import sys
 from pathlib import Path
@@ -12,22 +13,29 @@ from .codes import Code
 from .display import Display, Tally
 from .ending import Ending, Problem
 from .interruption import Interruption
-from .jobs import Job, jobs_of, writes_to_standard_output
+from .jobs import Job, jobs_of
 from .json_display import JsonDisplay
 from .plain_display import PlainDisplay
 from .settings import Settings, settings_of
 from .shown import shown
+from .standard_streams import check_open, open_missing_streams
 
 
 def main(arguments: list[str], beside: Path | None = None) -> int:
     """Runs the command; the exit status. `beside` is where the program is looked for first."""
+    open_missing_streams()
     try:
         return _main(arguments, beside)
-    except BrokenPipeError:
-        # Whoever read our output has left; what Python still holds must not complain at the end.
-        nowhere = os.open(os.devnull, os.O_WRONLY)
-        for stream in (sys.stdout, sys.stderr):
-            os.dup2(nowhere, stream.fileno())
+    except KeyboardInterrupt:  # before anything was begun
+        return Code.CANCELED.status
+    except OSError as error:
+        # Standard output or error takes no more: its reader has left, or a disk is full. What
+        # Python still holds for it must not complain at the end.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        if not isinstance(error, BrokenPipeError):
+            with contextlib.suppress(OSError):
+                print(f"{NAME}: {error.strerror or error}", file=sys.stderr, flush=True)
+        os.dup2(sys.stdout.fileno(), sys.stderr.fileno())
         return 1
 
 
@@ -36,7 +44,9 @@ def _main(arguments: list[str], beside: Path | None) -> int:
         options = parse_arguments(arguments)
         settings = settings_of(options, beside)
         jobs = jobs_of(options)
-        if options.json and writes_to_standard_output(jobs):
+        is_written = any(job.output is None for job in jobs)
+        check_open(is_read=any(job.source is None for job in jobs), is_written=is_written)
+        if options.json and is_written:
             words = "The result and the events of --json would both go to standard output."
             raise Problem(Code.USAGE, words, "Name a file for the result with -o.")
     except Problem as problem:

@@ -8,7 +8,6 @@ from __future__ import annotations
 
 import argparse
 import os
-import sys
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -166,17 +165,3 @@ def _check_distinct(jobs: list[Job]) -> None:
             words = f"Two sources would become {shown(str(job.output))}:\n"
             words += "\n".join(f"  {shown(str(one.source))}" for one in (other, job))
             raise Problem(Code.USAGE, words, "Convert them into two directories.")
-
-
-def writes_to_standard_output(jobs: list[Job]) -> bool:
-    """Whether standard output belongs to a result."""
-    return any(job.output is None for job in jobs)
-
-
-def read_standard_input(place: Path) -> Path:
-    """Copies standard input into a file of that directory."""
-    file = place / "stdin"
-    with open(file, "wb") as copy:
-        while block := sys.stdin.buffer.read(1 << 20):
-            copy.write(block)
-    return file

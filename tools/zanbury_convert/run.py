@@ -20,12 +20,13 @@ from .ending import Ending, Problem
 from .farewell import Farewell
 from .heard import Heard
 from .interruption import Interruption, Wish
-from .jobs import Job, read_standard_input
+from .jobs import Job
 from .settings import Settings
 from .shown import shown
 from .ssh_child import ssh_of
 from .ssh_words import is_chatter
 from .staging import Staging
+from .standard_streams import read_input
 
 _TICK = 0.05  # seconds; how soon a wish or the end of a limit is noticed
 _HOLD = 0.5  # seconds that a line waits for an ending that tells it in other words
@@ -65,20 +66,34 @@ class Run:
                 ending = self._converted()
             except Problem as problem:
                 ending = problem.ending()
+        if ending.code is Code.CANCELED:
+            ending = replace(ending, status=self._interruption.status)
         ending = replace(ending, seconds=time.monotonic() - begun)
         self._display.end(self._job, ending)
         return ending
 
     def _converted(self) -> Ending:
         job = self._job
-        if self._interruption.wish is not Wish.NONE:
-            return self._canceled()
         with Staging(job.output, job.logs, may_replace=job.may_replace) as staging:
-            with _source_of(job) as source:
+            with self._source() as source:
+                if not self._is_wanted():
+                    return _canceled()
                 status = self._run_program(self._request(source, staging))
                 size = source.stat().st_size if source.exists() else 0
             remains = Remains(self._settings.program, status, staging.has_result, size)
             return self._delivered(self._settle(remains), staging)
+
+    @contextmanager
+    def _source(self) -> Iterator[Path]:
+        """The source as a file; standard input becomes one for the time."""
+        if self._job.source is not None:
+            yield self._job.source
+            return
+        with tempfile.TemporaryDirectory(prefix="zanbury-input.") as directory:
+            yield read_input(Path(directory), self._is_wanted)
+
+    def _is_wanted(self) -> bool:
+        return self._interruption.wish is Wish.NONE
 
     def _request(self, source: Path, staging: Staging) -> Request:
         return replace(
@@ -191,7 +206,7 @@ class Run:
 
     def _settle(self, remains: Remains) -> Ending:
         if self._farewell.has_begun and self._problem is None:
-            return self._canceled()
+            return _canceled()
         if self._problem is not None:
             return self._problem.ending()
         ending = ending_of(remains, self._heard)
@@ -199,15 +214,11 @@ class Run:
             self._release_lines()
         return ending
 
-    def _canceled(self) -> Ending:
-        words = "Canceled. Nothing was converted."
-        return Ending(Code.CANCELED, self._interruption.status, words)
-
     def _delivered(self, ending: Ending, staging: Staging) -> Ending:
         """The same ending, with what was put into its place. A canceled result is not."""
         if ending.code in (Code.CANCELED, Code.TIMEOUT):
             return ending
-        size = staging.deliver_result() if staging.has_result else None
+        size = staging.deliver_result(self._is_wanted) if staging.has_result else None
         result = None if size is None else self._job.output
         ending = replace(ending, result=result, size=size)
         try:
@@ -227,14 +238,8 @@ def _closing(conversion: Conversion) -> Iterator[None]:
         conversion.close()
 
 
-@contextmanager
-def _source_of(job: Job) -> Iterator[Path]:
-    """The source as a file; standard input becomes one for the time."""
-    if job.source is not None:
-        yield job.source
-        return
-    with tempfile.TemporaryDirectory(prefix="zanbury-input.") as directory:
-        yield read_standard_input(Path(directory))
+def _canceled() -> Ending:
+    return Ending(Code.CANCELED, Code.CANCELED.status, "Canceled. Nothing was converted.")
 
 
 def _waits_for_hello(conversion: Conversion) -> bool:

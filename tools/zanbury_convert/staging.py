@@ -8,14 +8,15 @@ from __future__ import annotations
 
 import os
 import shutil
-import sys
 import tempfile
+from collections.abc import Callable
 from pathlib import Path
 from types import TracebackType
 
 from .codes import Code
 from .ending import Problem
 from .shown import shown
+from .standard_streams import write_output
 
 PREFIX = ".zanbury-convert."
 
@@ -69,12 +70,15 @@ class Staging:
         """Whether the program has put one there."""
         return os.path.lexists(self.result)
 
-    def deliver_result(self) -> int:
-        """Puts the result in its place; its size in bytes. Problem where that is not possible."""
+    def deliver_result(self, is_wanted: Callable[[], bool]) -> int:
+        """Puts the result in its place; its size in bytes. Problem where that is not possible.
+
+        is_wanted: asked again and again while standard output does not take it.
+        """
         try:
             size = self.result.stat().st_size
             if self._output is None:
-                self._write_out()
+                write_output(self.result, is_wanted)
             elif self._may_replace:
                 _move(self.result, self._output)
             else:
@@ -104,11 +108,6 @@ class Staging:
             advice = "Choose another place with --logs."
             raise Problem(Code.LOGS_NOT_WRITTEN, f"{words}: {_reason(error)}.", advice) from error
         return self._logs
-
-    def _write_out(self) -> None:
-        with open(self.result, "rb") as result:
-            shutil.copyfileobj(result, sys.stdout.buffer)
-        sys.stdout.buffer.flush()
 
     def _move_to_free_place(self, output: Path) -> None:
         """Moves it where nothing may have come to stand in the meantime."""
