@@ -5,9 +5,11 @@ from __future__ import annotations
 import base64
 import hashlib
 import io
+import os
 import random
 import shutil
 import stat
+import subprocess
 import zipfile
 from pathlib import Path
 from typing import Any
@@ -35,6 +37,14 @@ def incompressible_text(size: int) -> bytes:
     return base64.encodebytes(random.Random(size).randbytes(size * 3 // 4))[:size]
 
 
+def _zip_of_the_upload(desk: Desk) -> bytes:
+    """What a server that did not look into it has received."""
+    record = desk.connection()
+    body = record.received[-1].body
+    assert body is not None
+    return crypto.decrypt(body, record.secrets["symmetricKey"], record.secrets["inputArchiveIV"])
+
+
 def shown_progress(outcome: Outcome) -> list[Any]:
     """Sections and statuses of the upload, as the host saw them."""
     own = [event for event in outcome.events if isinstance(event, (Section, Status))]
@@ -54,6 +64,30 @@ def test_the_archive_holds_the_source_under_its_own_name(desk: Desk, name: str) 
         assert archive.testzip() is None
         assert archive.read(f"InputArchive/{name}") == b"some content\n"
     assert source.read_bytes() == b"some content\n"
+
+
+@pytest.mark.parametrize(
+    "name",
+    [b"latin-1 \xfc.ofx", b"\xff\xfe", b"two\nlines", b"\x1b[2J\x7f", b"C:\\statement.ofx"],
+    ids=repr,
+)
+@pytest.mark.parametrize("is_folder", [False, True], ids=["a file", "in a folder"])
+def test_a_name_of_any_bytes_is_uploaded_as_it_is(desk: Desk, name: bytes, is_folder: bool) -> None:
+    folder = os.fsencode(desk.directory / "folder")
+    os.mkdir(folder)
+    source = os.path.join(folder, name)
+    with open(source, "wb") as file:
+        file.write(b"some content\n")
+    chosen = folder if is_folder else source
+    assert_lost(desk.convert(UNPACKED_BY_NOBODY, file_path=os.fsdecode(chosen)), SENDING)
+    (desk.directory / "uploaded.zip").write_bytes(_zip_of_the_upload(desk))
+    unpacked = desk.directory / "unpacked"
+    archiver = desk.program.with_name("ZanburyArchiver")
+    subprocess.run([archiver, "-x", "-k", desk.directory / "uploaded.zip", unpacked], check=True)
+    top = os.path.join(os.fsencode(unpacked), b"InputArchive", b"folder" if is_folder else b"")
+    assert os.listdir(top) == [name]
+    with open(os.path.join(top, name), "rb") as file:
+        assert file.read() == b"some content\n"
 
 
 @pytest.mark.parametrize("mode", [0o640, 0o755], ids=oct)
@@ -99,11 +133,7 @@ def test_links_are_followed_and_directories_taken_whole(
     (desk.directory / "link").symlink_to(folder / "inside")
     asked = f"{desk.directory}/{path}"
     assert_lost(desk.convert(UNPACKED_BY_NOBODY, file_path=asked), SENDING)
-    body = desk.connection().received[-1].body
-    secrets = desk.connection().secrets
-    assert body is not None
-    zipped = crypto.decrypt(body, secrets["symmetricKey"], secrets["inputArchiveIV"])
-    with zipfile.ZipFile(io.BytesIO(zipped)) as archive:
+    with zipfile.ZipFile(io.BytesIO(_zip_of_the_upload(desk))) as archive:
         assert archive.read(f"InputArchive/{expected}") == b"x"
 
 
