@@ -6,6 +6,11 @@ import sys
 from pathlib import Path
 
 PROJECT = Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(PROJECT / "tools"), str(Path(__file__).resolve().parent)]
+sys.path[:0] = [
+    str(PROJECT / "tools"),
+    str(PROJECT / "tests" / "support"),
+    str(Path(__file__).resolve().parent),
+]
 
+import default_signals  # noqa: E402, F401
 from fixtures import desk, keys, program, sshd  # noqa: E402, F401

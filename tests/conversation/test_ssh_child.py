@@ -173,14 +173,14 @@ def test_the_key_is_written_into_a_file_that_is_restricted_already(
     wait_until(lambda: f'execve("{SSH}"' in calls.read_text(), PATIENCE, "the start of ssh")
     conversion.kill()
     steps = [step for line in calls.read_text().splitlines() if (step := _step_of(line))]
-    assert steps == ["emptied", "mode 0600", "emptied", "key written", "ssh started"]
+    assert steps == ["made", "mode 0600", "key written", "ssh started"]
 
 
 def _step_of(call: str) -> str | None:
     """What a system call does to the identity file; None for all that have another purpose."""
     meanings = {
-        r'open(at)?\(.*/identity", O_WRONLY\|O_CREAT\|O_TRUNC\|O_CLOEXEC, 0600\)': "emptied",
-        r'chmod(at)?\(.*/identity", 0600': "mode 0600",
+        r'openat\(.*/identity", O_WRONLY\|O_CREAT\|O_EXCL\|O_NOFOLLOW\|O_CLOEXEC, 0600\)': "made",
+        r"fchmod\(\d+, 0600\)": "mode 0600",
         r'write\(\d+, "-----BEGIN': "key written",
         rf'execve\("{SSH}"': "ssh started",
     }

@@ -12,9 +12,11 @@ PROJECT = Path(__file__).resolve().parents[2]
 sys.path[:0] = [
     str(PROJECT / "tools"),
     str(PROJECT / "tests" / "conversation"),
+    str(PROJECT / "tests" / "support"),
     str(Path(__file__).resolve().parent),
 ]
 
+import default_signals  # noqa: E402, F401
 from desk import Desk  # noqa: E402
 from fixtures import desk, keys, program, sshd  # noqa: E402, F401
 from ordeal import Ordeal  # noqa: E402
