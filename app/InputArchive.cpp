@@ -2,6 +2,7 @@
 #include "app/ZanburyToolProxy.h"
 #include "platform/FileManager.h"
 #include "platform/ItemPath.h"
+#include "platform/Log.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp {
@@ -20,6 +21,7 @@ void ZanburyToolProxy::createInputArchive() {
   if (!copySourceFile(directory) || !zipAndEncrypt(directory)) return;
   const auto size = static_cast<std::int64_t>(Utilities::fileSizeForPath(inputArchivePath));
   if (maxInputArchiveSize > 0 && size > maxInputArchiveSize) {
+    log("ERROR: The input archive has {} bytes, the server accepts {}", size, maxInputArchiveSize);
     abortWithReason("Input archive is too big", std::nullopt, nullptr);
   }
 }

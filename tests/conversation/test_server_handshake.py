@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 from typing import Any
 
 import pytest
@@ -10,6 +11,7 @@ from endings import assert_aborted, assert_clean, assert_lost
 from host_view import log_lines
 from standin import crypto
 from stations import SENDING, WAITING_FOR_HANDSHAKE, handshake, in_state
+from terminal_host import Outcome
 
 OTHER_IV = crypto.encoded(b"0123456789abcdef")
 GARBLED = crypto.encoded(bytes(48))
@@ -126,6 +128,13 @@ def test_what_is_not_needed_does_no_harm(desk: Desk, options: dict[str, Any]) ->
     assert_lost(outcome, SENDING)
 
 
+def _sizes(outcome: Outcome) -> tuple[str, ...]:
+    """The line that tells by how much an archive is too big."""
+    line = log_lines(outcome)[0]
+    assert re.fullmatch(r"ERROR: The input archive has \d+ bytes, the server accepts \d+", line)
+    return (line,)
+
+
 @pytest.mark.parametrize(
     "value",
     [1, "500", " 1 byte", 1.9, True],
@@ -133,7 +142,7 @@ def test_what_is_not_needed_does_no_harm(desk: Desk, options: dict[str, Any]) ->
 )
 def test_a_limit_below_the_archive_refuses_it(desk: Desk, value: Any) -> None:
     outcome = desk.convert(handshake(set={"maxInputArchiveSize": value}))
-    assert_aborted(desk, outcome, "Input archive is too big")
+    assert_aborted(desk, outcome, "Input archive is too big", before=_sizes(outcome))
     assert desk.connection().types_received == ["ClientHandshake", "Error"]
 
 
@@ -153,7 +162,7 @@ def test_no_limit_is_none_when_it_is_missing(desk: Desk) -> None:
 
 def test_the_last_of_two_limits_counts(desk: Desk) -> None:
     outcome = desk.convert(handshake(append=[["maxInputArchiveSize", 1]]))
-    assert_aborted(desk, outcome, "Input archive is too big")
+    assert_aborted(desk, outcome, "Input archive is too big", before=_sizes(outcome))
 
 
 def test_an_archive_exactly_as_large_as_the_limit_is_sent_and_no_larger_one(desk: Desk) -> None:
@@ -162,7 +171,8 @@ def test_an_archive_exactly_as_large_as_the_limit_is_sent_and_no_larger_one(desk
     assert_lost(desk.convert(handshake(set={"maxInputArchiveSize": size})), SENDING)
     assert len(desk.connection(2).input_archive_encrypted) == size
     outcome = desk.convert(handshake(set={"maxInputArchiveSize": size - 1}))
-    assert_aborted(desk, outcome, "Input archive is too big", connection=3)
+    told = f"ERROR: The input archive has {size} bytes, the server accepts {size - 1}"
+    assert_aborted(desk, outcome, "Input archive is too big", before=(told,), connection=3)
 
 
 @pytest.mark.parametrize(
