@@ -10,7 +10,7 @@ import re
 import subprocess
 
 import pytest
-from desk import CONVERT, PROJECT, Desk, identity, server_keys
+from desk import CONVERT, PATIENCE, PROJECT, Desk, identity, server_keys
 
 HAPPY = [
     ["section", "Up", 4],

@@ -128,7 +128,7 @@ SCRIPTS = {
         {"ServerHandshake": {"set": {"maxInputArchiveSize": 100}}},
         "too-big",
         1,
-        "too big",
+        "bytes, and the server accepts 100.",
     ),
 }
 
@@ -218,6 +218,20 @@ def test_the_server_in_use_is_told(office: Office) -> None:
 def test_time_out(office: Office) -> None:
     ending = office.ending({"Conversion": {"before": {"await": "never"}}}, "--timeout", "3")
     assert (ending["code"], ending["status"]) == ("timeout", 124)
+
+
+def test_one_bad_statement_of_twenty(office: Office) -> None:
+    desk = office.desk
+    names = [f"{number:02d}.ofx" for number in range(19)] + ["bad.ofx"]
+    for name in names[:-1]:
+        shutil.copy(STATEMENT, desk.directory / name)
+    (desk.directory / "bad.ofx").write_text("not a statement\n")
+    *events, summary = desk.events("-d", "out", "--jobs", "4", *names)
+    assert [summary[key] for key in ("converted", "failed", "status")] == [19, 1, 1]
+    [bad] = [e for e in events if e["event"] == "end" and e["code"] != "converted"]
+    assert (bad["code"], Path(bad["source"]).name) == ("tool-failed", "bad.ofx")
+    results = {path.name for path in (desk.directory / "out").glob("*.converted")}
+    assert results == {f"{name}.converted" for name in names[:-1]}
 
 
 def test_a_missing_archiver_is_named(office: Office, program: Path, tmp_path: Path) -> None:

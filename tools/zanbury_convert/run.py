@@ -52,7 +52,8 @@ class Run:
             settings.limits.rounds,
         )
         self._farewell = Farewell(settings.limits.cancel_grace)
-        self._problem: Problem | None = None  # why we end the program ourselves
+        self._has_given_up = False  # on the servers
+        self._is_too_slow = False
         self._found_server = False
         self._told: set[str] = set()  # hopeless servers
 
@@ -152,9 +153,8 @@ class Run:
 
     def _judge_round(self) -> None:
         """Gives up, or tells of servers that another round will not reach."""
-        if not self._farewell.has_begun:
-            self._problem = self._problem or self._connecting.judge()
-        for words in self._connecting.hopeless() if self._problem is None else []:
+        self._has_given_up |= self._connecting.is_over and not self._farewell.has_begun
+        for words in [] if self._has_given_up else self._connecting.hopeless:
             if words not in self._told:
                 self._told.add(words)
                 self._display.notice(self._job, "hopeless", words)
@@ -171,9 +171,9 @@ class Run:
         self._look_for_server(conversion)
         self._watch_limits(conversion, now)
         wish = self._interruption.wish
-        if self._problem is not None:
+        if self._ends_itself:
             wish = max(wish, Wish.TERMINATE)
-        if self._farewell.attend(conversion, wish) is not None and self._problem is None:
+        if self._farewell.attend(conversion, wish) is not None and not self._ends_itself:
             self._display.notice(self._job, "cancel", self._farewell.words())
 
     def _look_for_server(self, conversion: Conversion) -> None:
@@ -187,28 +187,35 @@ class Run:
             connecting = self._connecting
             self._display.connect(self._job, server.name, connecting.round, self._limits.rounds)
 
+    @property
+    def _ends_itself(self) -> bool:
+        """Whether it is not the user who wants an end."""
+        return self._has_given_up or self._is_too_slow
+
     def _watch_limits(self, conversion: Conversion, now: float) -> None:
-        if self._problem is not None or self._farewell.has_begun:
+        if self._farewell.has_begun:
             return
-        if self._limits.whole and now > self._limits.whole:
-            words = f"Canceled: not done within {self._limits.whole:g} seconds."
-            self._problem = Problem(Code.TIMEOUT, words, "--timeout waits longer.")
+        self._is_too_slow = now > self._limits.whole > 0
         attempt = self._connecting.attempt
         is_overdue = attempt is not None and now - attempt.since > self._limits.connect > 0
         if not is_overdue or not self._connecting.is_waiting or not _waits_for_hello(conversion):
             return
-        problem = self._connecting.give_up_silent(self._limits.connect)
+        self._connecting.give_up_silent(self._limits.connect)
         ssh = ssh_of(conversion.pid)
         if ssh is None:
-            self._problem = problem
+            self._has_given_up = True
         else:
             ssh.end()
 
     def _settle(self, remains: Remains) -> Ending:
-        if self._farewell.has_begun and self._problem is None:
+        """How it ended, now that the program is gone and all that it said was heard."""
+        if self._is_too_slow:
+            words = f"Canceled: not done within {self._limits.whole:g} seconds."
+            return Problem(Code.TIMEOUT, words, "--timeout waits longer.").ending()
+        if self._has_given_up:
+            return self._connecting.problem().ending()
+        if self._farewell.has_begun:
             return _canceled()
-        if self._problem is not None:
-            return self._problem.ending()
         ending = ending_of(remains, self._heard)
         if ending.code is not Code.FAILED:
             self._release_lines()
