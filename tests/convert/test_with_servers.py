@@ -3,7 +3,6 @@ statuses where the real thing can be brought to it, and a cancel in each state o
 
 from __future__ import annotations
 
-import json
 import os
 import shutil
 import signal
@@ -271,7 +270,7 @@ def test_a_cancel_in_each_state(
             wait_until(office.server.file("reached").exists, PATIENCE, state)
         pressed = time.monotonic()
         os.kill(convert.pid, number)
-        events = [json.loads(line) for line in convert.stdout]
+        events = [*events_of(convert)]
         assert convert.wait(PATIENCE) == 128 + number
         took = time.monotonic() - pressed
     record_property("seconds", round(took, 2))
