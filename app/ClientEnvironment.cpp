@@ -39,6 +39,7 @@ std::vector<std::string> shuffled(std::vector<std::string> items) {
 
 void ZanburyToolProxy::startClient() {
   events_ = EventRecord(environmentString("EXPORT_EVENTS_PATH"));
+  isDebugging_ = environmentString("EXPORT_DEBUG") == "1";
   readClientEnvironment();
   if (serverDestinations.isEmpty()) {
     log("ERROR: EXPORT_SERVER_DESTINATIONS names no server to connect to");

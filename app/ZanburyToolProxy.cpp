@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -91,6 +92,13 @@ void ZanburyToolProxy::createTemporaryDirectory() {
 }
 
 void ZanburyToolProxy::enterState(State next) {
+  if (!canFollow(state, next)) {
+    throw std::logic_error(
+        fmt::format("no way from {} to {}", stringForState(state), stringForState(next)));
+  }
+  if (isDebugging_) {
+    log("state {} -> {}", static_cast<std::int64_t>(state), static_cast<std::int64_t>(next));
+  }
   state = next;
   events_.transition(next);
 }

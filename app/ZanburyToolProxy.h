@@ -69,7 +69,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
 
  private:
   void createTemporaryDirectory();
-  /// The one place that changes the state.
+  /// The one place that changes the state. A way that there is not is a mistake of the program and
+  /// raises std::logic_error.
   void enterState(State next);
   [[nodiscard]] int exitStatus() const;
   /// What machines are told of an end that no abort has brought.
@@ -303,6 +304,7 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// The one that is connected to.
   std::optional<ServerDestination> server_;
   EventRecord events_;
+  bool isDebugging_ = false;
   /// How the session ends, as far as it is known; see Ending.h.
   std::string_view endingCode_;
   std::optional<std::string> endingReason_;

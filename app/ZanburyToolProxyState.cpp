@@ -1,7 +1,33 @@
-// The names of the states.
+// The arrows between the states, and their names.
 #include "app/ZanburyToolProxyState.h"
 
 namespace ztp {
+
+bool canFollow(ZanburyToolProxyState before, ZanburyToolProxyState next) {
+  using S = ZanburyToolProxyState;
+  switch (next) {
+    case S::None:
+      return false;
+    case S::Aborted:
+      return true;
+    case S::Retry:
+      return before == S::WaitingForServerHello;
+    case S::WaitingForServerHello:  // from itself: a redirect by a server that skipped its hello
+      return before == S::None || before == S::Retry || before == S::WaitingForServerHello ||
+             before == S::WaitingForServerHandshake;
+    case S::WaitingForServerHandshake:
+      return before == S::WaitingForServerHello;
+    case S::SendingInputArchive:
+      return before == S::WaitingForServerHandshake || before == S::WaitingForServerHello;
+    case S::WaitingForServerDidStartForwarding:
+      return before == S::SendingInputArchive;
+    case S::ForwardingMessages:
+      return before == S::WaitingForServerDidStartForwarding;
+    case S::WaitingForOutputArchive:
+      return before == S::ForwardingMessages;
+  }
+  return false;
+}
 
 std::string_view stringForState(ZanburyToolProxyState state) {
   switch (state) {

@@ -20,6 +20,9 @@ enum class ZanburyToolProxyState : std::int64_t {
   WaitingForOutputArchive = 8,
 };
 
+/// Whether a session may go from one state to the other: the arrows of docs/ARCHITECTURE.md.
+bool canFollow(ZanburyToolProxyState before, ZanburyToolProxyState next);
+
 /// The state's name, as in the list.
 std::string_view stringForState(ZanburyToolProxyState state);
 

@@ -1,6 +1,8 @@
 // The states: their numbers and their names.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <type_traits>
 
 #include "app/ZanburyToolProxyState.h"
@@ -43,6 +45,48 @@ TEST(State, HasItsName) {
 TEST(State, ANumberThatIsNoneReadsAsNone) {
   EXPECT_EQ(stringForState(static_cast<State>(9)), "None");
   EXPECT_EQ(stringForState(static_cast<State>(-1)), "None");
+}
+
+TEST(State, CanBeAbortedAndNeverComesBackToItsStart) {
+  for (const auto& [state, value, name] : cases) {
+    EXPECT_TRUE(canFollow(state, State::Aborted)) << name;
+    EXPECT_FALSE(canFollow(state, State::None)) << name;
+  }
+}
+
+struct Arrow {
+  State before;
+  State next;
+};
+
+constexpr Arrow arrows[] = {
+    {State::None, State::WaitingForServerHello},
+    {State::WaitingForServerHello, State::Retry},
+    {State::WaitingForServerHello, State::WaitingForServerHello},
+    {State::WaitingForServerHello, State::WaitingForServerHandshake},
+    {State::WaitingForServerHello, State::SendingInputArchive},
+    {State::Retry, State::WaitingForServerHello},
+    {State::WaitingForServerHandshake, State::WaitingForServerHello},
+    {State::WaitingForServerHandshake, State::SendingInputArchive},
+    {State::SendingInputArchive, State::WaitingForServerDidStartForwarding},
+    {State::WaitingForServerDidStartForwarding, State::ForwardingMessages},
+    {State::ForwardingMessages, State::WaitingForOutputArchive},
+};
+
+bool isArrow(State before, State next) {
+  return std::any_of(std::begin(arrows), std::end(arrows), [&](const Arrow& arrow) {
+    return arrow.before == before && arrow.next == next;
+  });
+}
+
+TEST(State, IsFollowedByTheseAndNoOthers) {
+  for (const auto& before : cases) {
+    for (const auto& next : cases) {
+      if (next.state == State::Aborted) continue;
+      EXPECT_EQ(canFollow(before.state, next.state), isArrow(before.state, next.state))
+          << before.name << " to " << next.name;
+    }
+  }
 }
 
 }  // namespace
