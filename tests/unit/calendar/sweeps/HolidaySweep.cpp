@@ -10,6 +10,8 @@
 #include <sstream>
 #include <string>
 
+#include "calendar/BusinessCalendar.h"
+#include "calendar/Chrono.h"
 #include "calendar/Timestamp.h"
 #include "calendar/ZDateUtilities.h"
 #include "calendar/ZHolidayType.h"
@@ -162,6 +164,30 @@ TEST(HolidaySweep, nyseHolidaysAreTheExchangesClosingDaysButForTheListedOnes) {
 TEST(HolidaySweep, tseHolidaysAreTheExchangesClosingDaysButForTheListedOnes) {
   EXPECT_TRUE(check(torontoClosings(), torontoDifferences).noneAmong(19));
   EXPECT_TRUE(sweep(ZHolidayType::ZHolidayTypeTSE, torontoClosings(), torontoDifferences)
+                  .noneAmong(daysSwept));
+}
+
+/// The weekdays on which the market, with its special closings, is not as published.
+Disagreements sweepWithSpecialClosings(ZHolidayType type, const ClosingDays& closings) {
+  const auto calendar = BusinessCalendar::market(type, SpecialClosings::included);
+  Disagreements found;
+  const sys_days last = std::chrono::year{lastClosingYear} / 12 / 31;
+  for (sys_days day = std::chrono::year{firstClosingYear} / 1 / 1; day <= last;
+       day += std::chrono::days{1}) {
+    const bool isWeekend = std::chrono::weekday(day).iso_encoding() > 5;
+    const bool isOpen = calendar.isBusinessDay(dateFromSysDays(day));
+    found.compare(isOpen == (!isWeekend && !closings.contains(day)),
+                  [&] { return text(day) + (isOpen ? " is open" : " is closed"); });
+  }
+  return found;
+}
+
+TEST(HolidaySweep, withTheirSpecialClosingsTheMarketsAreAsPublished) {
+  EXPECT_TRUE(sweepWithSpecialClosings(ZHolidayType::ZHolidayTypeUSBank, federalReserveClosings())
+                  .noneAmong(daysSwept));
+  EXPECT_TRUE(sweepWithSpecialClosings(ZHolidayType::ZHolidayTypeNYSE, newYorkClosings())
+                  .noneAmong(daysSwept));
+  EXPECT_TRUE(sweepWithSpecialClosings(ZHolidayType::ZHolidayTypeTSE, torontoClosings())
                   .noneAmong(daysSwept));
 }
 
