@@ -120,6 +120,18 @@ struct MarchYear {
   return fromMarchYear(quarters / 1461U, quarters % 1461U / 4U);
 }
 
+/// The common case: a year that is Gregorian throughout, a month, and a day of any month, which
+/// just counts on beyond the end of its own. One test, so that nothing is guessed.
+[[nodiscard]] constexpr bool isPlainGregorian(std::int64_t year, std::int64_t month,
+                                              std::int64_t day) {
+  constexpr std::uint64_t first = 1583;
+  const auto isBelow = [](std::int64_t number, std::uint64_t start, std::uint64_t count) {
+    return static_cast<unsigned>(static_cast<std::uint64_t>(number) - start < count);
+  };
+  return (isBelow(year, first, lastCalendarYear - first + 1) & isBelow(month, 1, 12) &
+          isBelow(day, 1, 31)) != 0;
+}
+
 }  // namespace civil_detail
 
 /// The name of a day of the calendar.
@@ -146,12 +158,12 @@ struct MarchYear {
 [[nodiscard]] constexpr std::optional<DayNumber> dayNumberRollingOver(std::int64_t year,
                                                                       std::int64_t month,
                                                                       std::int64_t day) {
-  if (year < 1 || year > lastCalendarYear) return std::nullopt;
-  if (month >= 1 && month <= 12 && day >= 1 && day <= 28) {
-    return dayNumberFromCivilDate({static_cast<std::int32_t>(year),
-                                   static_cast<std::int32_t>(month),
-                                   static_cast<std::int32_t>(day)});
+  if (civil_detail::isPlainGregorian(year, month, day)) {
+    return civil_detail::gregorianDayNumber({static_cast<std::int32_t>(year),
+                                             static_cast<std::int32_t>(month),
+                                             static_cast<std::int32_t>(day)});
   }
+  if (year < 1 || year > lastCalendarYear) return std::nullopt;
   // Beyond these a day of the calendar could only come of a year further out than it has.
   constexpr std::int64_t monthLimit = 12LL * lastCalendarYear;
   constexpr std::int64_t dayLimit = std::int64_t{lastCalendarDay} - firstCalendarDay;

@@ -3,8 +3,10 @@
 #include "calendar/FixedFormats.h"
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "calendar/CivilDate.h"
 #include "calendar/EnglishNames.h"
@@ -40,16 +42,58 @@ std::int64_t secondsOf(std::int64_t day, std::int64_t hour, std::int64_t minute,
   return day * secondsPerDay + hour * 3600 + minute * 60 + second;
 }
 
-/// "2019-03-15T13:30:00", the part that both ISO forms share; `text` has at least 19 characters.
+/// Eight characters as one number, the first in the lowest byte.
+std::uint64_t eightCharacters(const char* text) {
+  std::uint64_t characters = 0;
+  std::memcpy(&characters, text, sizeof characters);
+  static_assert(std::endian::native == std::endian::little);
+  return characters;
+}
+
+/// The eight characters of a literal, likewise.
+constexpr std::uint64_t packedEight(std::string_view text) {
+  std::uint64_t characters = 0;
+  for (std::size_t at = 8; at-- > 0;) {
+    characters = characters << 8U | static_cast<unsigned char>(text.at(at));
+  }
+  return characters;
+}
+
+/// Whether the characters are those of the form, in which a "0" stands for any digit.
+constexpr bool isOfForm(std::uint64_t characters, std::string_view form) {
+  constexpr std::uint64_t everyByte = 0x0101'0101'0101'0101;
+  std::uint64_t digits = 0;  // 1 in the bytes of digits
+  for (std::size_t at = 0; at < 8; ++at) {
+    if (form.at(at) == '0') digits |= std::uint64_t{1} << (8U * at);
+  }
+  // In a digit's place there is 0 to 9 left, elsewhere 0: adding 0x76 shows what is above 9 in a
+  // byte's high bit, and what is above 0x7F shows itself.
+  const std::uint64_t left = characters ^ packedEight(form);
+  const std::uint64_t above =
+      ((left & 0x7F * everyByte) + 0x76 * digits + 0x7F * (everyByte - digits)) | left;
+  return (above & 0x80 * everyByte) == 0;
+}
+
+/// The number of the two digits at a place of eight characters that are of a form.
+std::int32_t twoDigits(std::uint64_t characters, unsigned at) {
+  const auto pair = static_cast<std::uint32_t>(characters >> (8U * at));
+  return static_cast<std::int32_t>((pair & 0x0FU) * 10U + ((pair >> 8U) & 0x0FU));
+}
+
+/// "2019-03-15T13:30:00", the part that both ISO forms share, in three overlapping pieces of eight;
+/// `text` has at least 19 characters.
 std::optional<std::int64_t> readISO8601DateAndTime(const char* text) {
-  DigitReader digits(text);
-  const CivilDate date{digits.four(0), digits.two(5), digits.two(8)};
-  const std::int32_t hour = digits.two(11);
-  const std::int32_t minute = digits.two(14);
-  const std::int32_t second = digits.two(17);
-  const bool separated =
-      text[4] == '-' && text[7] == '-' && text[10] == 'T' && text[13] == ':' && text[16] == ':';
-  if (!separated || !digits.sawDigitsOnly()) return std::nullopt;
+  const std::uint64_t head = eightCharacters(text);        // "2019-03-"
+  const std::uint64_t middle = eightCharacters(text + 8);  // "15T13:30"
+  const std::uint64_t tail = eightCharacters(text + 11);   // "13:30:00"
+  const bool isOfISO =
+      isOfForm(head, "0000-00-") && isOfForm(middle, "00T00:00") && isOfForm(tail, "00:00:00");
+  if (!isOfISO) return std::nullopt;
+  const CivilDate date{100 * twoDigits(head, 0) + twoDigits(head, 2), twoDigits(head, 5),
+                       twoDigits(middle, 0)};
+  const std::int32_t hour = twoDigits(tail, 0);
+  const std::int32_t minute = twoDigits(tail, 3);
+  const std::int32_t second = twoDigits(tail, 6);
   if (!isExistingDay(date) || hour > 23 || minute > 59 || second > 59) return std::nullopt;
   return secondsOf(dayNumberFromCivilDate(date), hour, minute, second);
 }

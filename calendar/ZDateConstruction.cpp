@@ -130,14 +130,6 @@ std::optional<Date> ZDateUtilities::dateFromString(std::string_view string,
   return dateWithTimestamp(formatter.timestampFromString(string), formatter.timeZone());
 }
 
-std::optional<Date> ZDateUtilities::dateWithYear(std::int64_t year, std::int64_t month,
-                                                 std::int64_t day) {
-  if (year <= 0 || month <= 0 || day <= 0) return std::nullopt;
-  const std::optional<DayNumber> number = dayNumberRollingOver(year, month, day);
-  if (!number) return std::nullopt;
-  return dateOfDay(*number);
-}
-
 std::optional<Date> ZDateUtilities::_dateByCoercingObjectToValidDate(
     std::optional<Timestamp> object) {
   if (isObjectValidDate(object)) return object;

@@ -114,10 +114,4 @@ bool ZDateUtilities::dateContainsTimestamp(std::optional<Date> date,
   return day && at && day->year == at->year && day->month == at->month && day->day == at->day;
 }
 
-std::optional<CivilDate> ZDateUtilities::componentsFromDate(std::optional<Date> date) {
-  const std::optional<DayNumber> day = date ? dayOfTimestamp(*date) : std::nullopt;
-  if (!day) return std::nullopt;
-  return civilDateFromDayNumber(*day);
-}
-
 }  // namespace ztp

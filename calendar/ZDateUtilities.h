@@ -15,6 +15,7 @@
 #include "calendar/Export.h"
 #include "calendar/TimeZone.h"
 #include "calendar/Timestamp.h"
+#include "calendar/WholeSeconds.h"
 #include "calendar/ZHolidayType.h"
 
 namespace ztp {
@@ -277,5 +278,22 @@ class ZANBURY_CALENDAR_API ZDateUtilities {
   /// The name under which this class reports assertions.
   static constexpr std::string_view className = "ZDateUtilities";
 };
+
+// Here, so that a caller's loop has them without a call.
+
+inline std::optional<Date> ZDateUtilities::dateWithYear(std::int64_t year, std::int64_t month,
+                                                        std::int64_t day) {
+  const bool isPlain = civil_detail::isPlainGregorian(year, month, day);
+  if (!isPlain && (year <= 0 || month <= 0 || day <= 0)) return std::nullopt;
+  const std::optional<DayNumber> number = dayNumberRollingOver(year, month, day);
+  if (!number) return std::nullopt;
+  return dateOfDay(*number);
+}
+
+inline std::optional<CivilDate> ZDateUtilities::componentsFromDate(std::optional<Date> date) {
+  const std::optional<DayNumber> day = date ? dayOfTimestamp(*date) : std::nullopt;
+  if (!day) return std::nullopt;
+  return civilDateFromDayNumber(*day);
+}
 
 }  // namespace ztp

@@ -4,8 +4,10 @@
 #include <stdexcept>
 
 #include "calendar/CivilDate.h"
+#include "calendar/FixedFormats.h"
 #include "calendar/ParameterAssertion.h"
 #include "calendar/ThreadDictionary.h"
+#include "calendar/WholeSeconds.h"
 #include "calendar/ZDateUtilities.h"
 
 namespace ztp {
@@ -84,16 +86,27 @@ std::optional<Timestamp> ZTimestampUtilities::timestampAtNoonOnDate(
   return timestampWithDate(date, timeZone, 12, 0, 0);
 }
 
+// The two common cases go straight to the form that the thread's formatter would use for them.
+
 std::optional<Timestamp> ZTimestampUtilities::timestampFromISO8601String(std::string_view string) {
-  const std::optional<Timestamp> whole =
-      _threadLocalISO8601GMTDateFormatter().timestampFromString(string);
+  const DateFormatter& formatter = _threadLocalISO8601GMTDateFormatter();
+  if (const std::optional<ParsedTime> time = readISO8601(string)) {
+    return Timestamp(static_cast<double>(time->seconds));
+  }
+  const std::optional<Timestamp> whole = formatter.timestampFromString(string);
   if (whole || string.find('.') == std::string_view::npos) return whole;
   return _threadLocalISO8601WithMillisecondsGMTDateFormatter().timestampFromString(string);
 }
 
 std::optional<std::string> ZTimestampUtilities::ISO8601StringFromTimestamp(
     std::optional<Timestamp> timestamp) {
-  return _threadLocalISO8601GMTDateFormatter().stringFromTimestamp(timestamp);
+  constexpr std::int64_t first = firstCalendarDay * secondsPerDay;
+  const DateFormatter& formatter = _threadLocalISO8601GMTDateFormatter();
+  const std::optional<std::int64_t> seconds = timestamp ? wholeSeconds(*timestamp) : std::nullopt;
+  if (seconds && *seconds >= first && isOfFourDigitYear({*seconds, 0, 0})) {
+    return printISO8601({*seconds, 0, 0});
+  }
+  return formatter.stringFromTimestamp(timestamp);
 }
 
 std::optional<Timestamp> ZTimestampUtilities::timestampFromRFC1123String(std::string_view string) {

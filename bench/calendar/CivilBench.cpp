@@ -85,6 +85,16 @@ void componentsFromSecondsChrono(benchmark::State& state) {
   });
 }
 
+/// From whole seconds in an integer, without the double of a timestamp: less than is asked of ours.
+void componentsFromIntegerChrono(benchmark::State& state) {
+  run(state, samples<std::chrono::sys_seconds>([](std::int64_t day) {
+        return std::chrono::sys_seconds(standardDay(day)) + std::chrono::hours(12);
+      }),
+      [](std::chrono::sys_seconds time) {
+        return std::chrono::year_month_day{std::chrono::floor<std::chrono::days>(time)};
+      });
+}
+
 void dateWithYearOurs(benchmark::State& state) {
   run(state,
       samples<CivilDate>([](std::int64_t day) { return civilDateFromDayNumber(dayNumber(day)); }),
@@ -102,14 +112,29 @@ void secondsFromNameChrono(benchmark::State& state) {
       });
 }
 
+/// The same asked as of ours: numbers of any size are looked at before they are taken for a day.
+void secondsFromCheckedNameChrono(benchmark::State& state) {
+  run(state,
+      samples<CivilDate>([](std::int64_t day) { return civilDateFromDayNumber(dayNumber(day)); }),
+      [](const CivilDate& name) {
+        const std::chrono::year_month_day checked{
+            std::chrono::year{name.year}, std::chrono::month{static_cast<unsigned>(name.month)},
+            std::chrono::day{static_cast<unsigned>(name.day)}};
+        if (!checked.ok()) return 0.0;
+        return noonOf(std::chrono::sys_days{checked}.time_since_epoch().count());
+      });
+}
+
 BENCHMARK(dayToNameOurs)->Name("day number to y-m-d/ours");
 BENCHMARK(dayToNameChrono)->Name("day number to y-m-d/chrono");
 BENCHMARK(nameToDayOurs)->Name("y-m-d to day number/ours");
 BENCHMARK(nameToDayChrono)->Name("y-m-d to day number/chrono");
 BENCHMARK(componentsFromDateOurs)->Name("componentsFromDate/ours");
 BENCHMARK(componentsFromSecondsChrono)->Name("componentsFromDate/chrono");
+BENCHMARK(componentsFromIntegerChrono)->Name("componentsFromDate/chrono of an integer");
 BENCHMARK(dateWithYearOurs)->Name("dateWithYear/ours");
-BENCHMARK(secondsFromNameChrono)->Name("dateWithYear/chrono");
+BENCHMARK(secondsFromNameChrono)->Name("dateWithYear/chrono unchecked");
+BENCHMARK(secondsFromCheckedNameChrono)->Name("dateWithYear/chrono");
 
 }  // namespace
 }  // namespace ztp::bench
