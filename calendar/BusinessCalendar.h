@@ -60,11 +60,11 @@ struct BusinessCalendarRules {
   /// Weekdays off, 1 (Sunday) to 7 (Saturday).
   std::vector<int> weekend = {1, 7};
   /// Where two fall on one day, the first named gives it its name.
-  std::vector<RecurringHoliday> holidays;
+  std::vector<RecurringHoliday> holidays = {};
   /// Days off besides.
-  std::vector<NamedDate> closedDays;
+  std::vector<NamedDate> closedDays = {};
   /// Business days whatever the others say.
-  std::vector<Date> openDays;
+  std::vector<Date> openDays = {};
 };
 
 /// The business days of the years 1900 to 2299. A value: copies share what was computed once, which
