@@ -3,11 +3,15 @@
 #include <string>
 #include <string_view>
 
+#include "calendar/BusinessCalendar.h"
+#include "calendar/Chrono.h"
 #include "calendar/ZDateUtilities.h"
 #include "calendar/ZTimestampUtilities.h"
 #include "tests/fuzz/Fuzzing.h"
 
 namespace {
+
+constexpr auto preceding = ztp::BusinessDayConvention::preceding;
 
 void readOfx(const std::string& text) {
   try {
@@ -16,6 +20,17 @@ void readOfx(const std::string& text) {
   } catch (const std::out_of_range&) {
     // A zone part that cannot be cut out: that is how it is said.
   }
+}
+
+/// What holds of every date there is, business days included.
+void mustHoldOfDate(ztp::Date date) {
+  using namespace ztp;
+  const auto days = sysDaysFromDate(date);
+  mustHold(days && dateFromSysDays(*days) == date);
+  static const auto calendar = BusinessCalendar::market(ZHolidayType::ZHolidayTypeTSE);
+  const auto next = calendar.advance(date, 1);
+  mustHold(!next || (*next > date && calendar.isBusinessDay(*next)));
+  mustHold(!next || calendar.advance(*next, -1) == calendar.adjust(date, preceding));
 }
 
 }  // namespace
@@ -27,6 +42,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   static_cast<void>(ZDateUtilities::dateFromMonthDayYearString(text));
   static_cast<void>(ZTimestampUtilities::timestampFromRFC1123String(text));
   if (const auto date = ZDateUtilities::dateFromISO8601String(text)) {
+    mustHoldOfDate(*date);
     const auto written = ZDateUtilities::ISO8601StringFromDate(date);
     // Fields may roll over into a year of five digits, which no longer fits the form.
     mustHold(written && (written->size() > std::string_view("9999-12-31").size() ||

@@ -23,6 +23,7 @@ void keepLine(std::string_view line) {
 
 /// Uses an instant as a date, and returns what standard error said.
 std::string coerceOnce() {
+  const testing::LocalZoneIs known("UTC");  // one that is not there would have its own line
   ::testing::internal::CaptureStderr();
   EXPECT_NE(ZDateUtilities::yearForDate(testing::utc(2019, 3, 15, 20)), 0);
   return ::testing::internal::GetCapturedStderr();
