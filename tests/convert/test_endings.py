@@ -129,7 +129,7 @@ PROGRAMS = {
         3,
         "was lost (in state ForwardingMessages). No result came.",
         [
-            *log("ERROR: The connection to the server was lost in state ForwardingMessages"),
+            *log("ERROR: The connection to the server was lost in state ForwardingMessages (b:1)"),
             ["exit", 0],
         ],
     ),

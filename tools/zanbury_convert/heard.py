@@ -11,7 +11,7 @@ _MOST_LINES = 20
 _FORWARDING = "This may take several minutes, please be patient."
 _DOWNLOADING = "Downloading converted file"
 _TOOL_STATUS = re.compile(r"ERROR: toolExitCode is not zero: (-?\d+)")
-_LOST = re.compile(r"ERROR: The connection to the server was lost in state (\w+)")
+_LOST = re.compile(r"ERROR: The connection to the server was lost in state (\w+)(?: \(.*\))?")
 _SIZES = re.compile(r"ERROR: The input archive has (\d+) bytes, the server accepts (\d+)")
 
 

@@ -39,12 +39,12 @@ class LiveDisplay:
         """The moving lines as they are at this moment."""
         paper = Paper(options.max_width, self._is_rich)
         now = time.monotonic()
-        with self._lock:
-            rows = list(self._rows.values())
-            if self._count > 1:
-                lines = lines_of_several(rows, self._counted(), self._began, paper, now)
-            else:
-                lines = [line for row in rows for line in lines_of_one(row, paper, now)]
+        # Without the lock: this thread holds one of the library's, which the others take after ours.
+        rows = list(self._rows.values())
+        if self._count > 1:
+            lines = lines_of_several(rows, self._counted(), self._began, paper, now)
+        else:
+            lines = [line for row in rows for line in lines_of_one(row, paper, now)]
         yield Text("\n".join(lines), no_wrap=True, overflow="crop")
 
     def begin(self, job: Job) -> None:
@@ -79,7 +79,9 @@ class LiveDisplay:
     def end(self, job: Job, ending: Ending) -> None:
         """Ends the last section and tells in words what has come of it all."""
         with self._lock:
-            if self._count == 1 and ending.is_success:
+            # After a failure nobody wants to read that the last section was complete.
+            is_told = ending.is_success or self._rows[id(job)].share != 1.0
+            if self._count == 1 and is_told and id(job) in self._kinds:
                 self._finish_section(job)
             self._rows.pop(id(job))
             self._kinds.pop(id(job), None)
