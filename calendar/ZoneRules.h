@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "calendar/TimeZone.h"
+#include "calendar/WallClockInstants.h"
 
 namespace ztp {
 

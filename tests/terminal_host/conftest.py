@@ -10,8 +10,9 @@ from pathlib import Path
 import pytest
 
 PROJECT = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(PROJECT / "tools"))
+sys.path[:0] = [str(PROJECT / "tools"), str(PROJECT / "tests" / "support")]
 
+import default_signals  # noqa: E402, F401
 from terminal_host import Conversion, Request  # noqa: E402
 
 FAKE_PROGRAM = Path(__file__).with_name("fake_program.py")
