@@ -16,7 +16,7 @@ from desk import Desk  # noqa: E402
 
 @pytest.fixture
 def desk(tmp_path: Path) -> Iterator[Desk]:
-    """A desk that must be tidy in the end: nothing of ours may stay in TMPDIR or beside a result."""
+    """A desk that must be tidy in the end: nothing of ours stays in TMPDIR or beside a result."""
     desk = Desk(tmp_path)
     yield desk
     assert [*desk.temporary.iterdir()] == []

@@ -1,4 +1,4 @@
-"""The command zanbury-convert as a user runs it: what it shows, what it hands on, where things go."""
+"""The command zanbury-convert as a user runs it: what it shows, hands on, and where things go."""
 
 from __future__ import annotations
 

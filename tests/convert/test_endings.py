@@ -1,7 +1,7 @@
 """Every way in which a conversion can end: code, exit status, and what the user is told.
 
-The program is a fake one that plays a plan. Each code of the registry has at least one case here, or
-in the table of what is refused beforehand.
+The program is a fake one that plays a plan. Each code of the registry has at least one case here,
+or in the table of what is refused beforehand.
 """
 
 from __future__ import annotations

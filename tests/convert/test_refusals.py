@@ -48,12 +48,14 @@ REFUSALS = {
         "output", 2, "-d names a directory", arguments=options("-o", "temporary")
     ),
     "the source as output": Case("output", 2, "source itself", arguments=options("-o", "in.ofx")),
-    "an output nowhere": Case("output", 2, "There is no dir", arguments=options("-o", "no/where")),
+    "an output nowhere": Case(
+        "output", 2, "no does not exist", arguments=options("-o", "no/where")
+    ),
     "a directory where nothing can be made": Case(
         "output", 2, "/proc/results cannot be made", arguments=options("-d", "/proc/results")
     ),
     "a file for the logs": Case("output", 2, "it is a file", arguments=options("--logs", "key")),
-    "logs nowhere": Case("output", 2, "no directory", arguments=options("--logs", "no/wh/ere")),
+    "logs nowhere": Case("output", 2, "does not exist", arguments=options("--logs", "no/wh/ere")),
     "a result that is there": Case(
         "exists",
         2,

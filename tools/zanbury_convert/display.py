@@ -47,7 +47,7 @@ class Display(Protocol):
         """Shows what the program reports."""
 
     def line(self, job: Job, line: StderrLine) -> None:
-        """Shows a line of standard error, which `show` has had, to whoever did not want them all."""
+        """Shows a line that `show` has had to whoever did not want all lines."""
 
     def notice(self, job: Job, kind: str, words: str) -> None:
         """Shows what the host itself does or finds."""

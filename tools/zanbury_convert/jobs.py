@@ -147,7 +147,9 @@ def _check_logs(logs: Path, output: Path | None) -> None:
 def _check_place(directory: Path) -> None:
     name = shown(str(directory))
     if not directory.is_dir():
-        raise _bad_output(f"There is no directory {name}.", "Make it, or choose another place.")
+        raise _bad_output(
+            f"The directory {name} does not exist.", "Make it, or choose another place."
+        )
     if not os.access(directory, os.W_OK | os.X_OK):
         raise _bad_output(f"Nothing can be written into {name}.", "Choose another place.")
 

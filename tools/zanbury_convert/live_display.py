@@ -39,7 +39,7 @@ class LiveDisplay:
         """The moving lines as they are at this moment."""
         paper = Paper(options.max_width, self._is_rich)
         now = time.monotonic()
-        # Without the lock: this thread holds one of the library's, which the others take after ours.
+        # Without our lock: this thread holds the library's, which the others take after ours.
         rows = list(self._rows.values())
         if self._count > 1:
             lines = lines_of_several(rows, self._counted(), self._began, paper, now)

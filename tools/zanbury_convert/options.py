@@ -13,7 +13,7 @@ DEFAULT_CONFIGURATION = Path("~/.config/zanbury/convert.toml")
 
 @dataclass(frozen=True)
 class Kind:
-    """What a value may be. `read` turns text or a TOML value into it; ValueError where it cannot."""
+    """What a value may be. `read` makes it from text or a TOML value; ValueError if it cannot."""
 
     words: str  # "must be ..."
     read: Callable[[Any], Any]

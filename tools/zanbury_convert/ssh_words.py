@@ -1,6 +1,6 @@
 """What ssh says when a connection fails, and what that means for the next attempt.
 
-ssh has no environment and so speaks English. A line that nobody knows here is no cause: it is shown
+ssh has no environment and so speaks English. A line that is not known here is not a cause: it is shown
 as it came. The remote shell's complaint about the command is relayed by ssh and belongs to it.
 """
 
