@@ -108,8 +108,10 @@ std::vector<Displaced> addOwnDays(const std::vector<RecurringHoliday>& holidays,
       }
     }
   }
-  std::stable_sort(displaced.begin(), displaced.end(),
-                   [](const Displaced& a, const Displaced& b) { return a.day < b.day; });
+  // Those of one day stay in the order in which they were named: they lie in one array.
+  std::sort(displaced.begin(), displaced.end(), [](const Displaced& a, const Displaced& b) {
+    return a.day != b.day ? a.day < b.day : a.holiday < b.holiday;
+  });
   return displaced;
 }
 
