@@ -93,6 +93,7 @@ std::optional<Delivery::Failure> Delivery::deliverLogsInto(const fs::path& desti
     try {
       if (!destination_) destination_ = openFor(destination / name, destination);
       if (!logs) logs = openLogs();
+      check_();
       put(*logs, name, name, Links::insideSiblings);
     } catch (const PlatformException& exception) {
       return Failure{"Could not copy log file to host logs directory", Error{exception.what()}};

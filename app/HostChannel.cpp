@@ -163,7 +163,7 @@ void ZanburyToolProxy::sendFifoMessage(const PropertyListDictionary& dictionary)
 }
 
 void ZanburyToolProxy::writeToOutputFifo(DataView bytes) {
-  if (outputFifoFileHandle->isWriting()) return;
+  if (outputFifoFileHandle->isHalfWritten()) return;
   outputFifoFileHandle->writeData(bytes);
 }
 

@@ -79,12 +79,13 @@ void ZanburyToolProxy::startProxy() {
 
 void ZanburyToolProxy::createTemporaryDirectory() {
   if (isServer) return;
-  auto root = system::temporaryRoot();
-  if (!TemporaryDirectory::isSafeRoot(root)) {
+  const auto wantedRoot = system::temporaryRoot();
+  const auto safeRoot = TemporaryDirectory::safeRoot(wantedRoot);
+  if (!safeRoot) {
     log("ERROR: Others may write to {}: the working directory is made in {}",
-        printable(root.string()), fallbackRoot);
-    root = fallbackRoot;
+        printable(wantedRoot.string()), fallbackRoot);
   }
+  const auto root = safeRoot.value_or(fallbackRoot);
   TemporaryDirectory::removeStale(root, directoryPrefix);
   temporaryDirectory_ = TemporaryDirectory::create(root, directoryPrefix);
   if (temporaryDirectory_) temporaryDirectoryPath = temporaryDirectory_->path();

@@ -227,8 +227,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   void sendProgressSectionWithTitle(std::optional<std::string_view> title, std::uint64_t maxValue);
   void sendProgressStatusWithValue(std::uint64_t value);
   void sendFifoMessage(const PropertyListDictionary& dictionary);
-  /// Writes to the output FIFO. Raises PlatformException. Nothing is written while another write is
-  /// stuck half-way: what the host would read then would be no message.
+  /// Writes to the output FIFO. Raises PlatformException. Nothing is written behind half a
+  /// message: what the host would read then would not be one.
   void writeToOutputFifo(DataView bytes);
 
   // --- Properties ---

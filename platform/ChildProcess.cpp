@@ -65,12 +65,21 @@ struct Plan {
   int parent = static_cast<int>(::getpid());
 };
 
+// What was to survive the end of a terminal (nohup) does so with its children. SIGTERM must end
+// them.
+bool staysIgnored(int number) noexcept {
+  if (number != SIGHUP && number != SIGINT && number != SIGQUIT) return false;
+  struct sigaction action {};
+  return ::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 void resetSignals() noexcept {
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
   sigemptyset(&action.sa_mask);
   for (int number = 1; number < 32; ++number) {
-    if (number != SIGKILL && number != SIGSTOP) ::sigaction(number, &action, nullptr);
+    if (number == SIGKILL || number == SIGSTOP || staysIgnored(number)) continue;
+    ::sigaction(number, &action, nullptr);
   }
   ::sigprocmask(SIG_SETMASK, &action.sa_mask, nullptr);
 }
@@ -138,6 +147,7 @@ void waitBlockingly(pid_t pid) noexcept {
 ChildProcess ChildProcess::launch(const Command& command, const Streams& streams) {
   static_cast<void>(Signals::childEndDescriptor());
   const Plan plan(command, streams);
+  forgottenChildren.reserve(forgottenChildren.size() + 1);  // forgetting one must not fail
   ErrorPipe errorPipe;
   const pid_t pid = ::fork();
   if (pid < 0) throw PlatformException(Error::fromErrno("fork"));

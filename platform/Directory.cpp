@@ -21,13 +21,19 @@ namespace fs = std::filesystem;
 
 constexpr int toList = O_RDONLY | O_DIRECTORY;
 constexpr mode_t ownerOnly = 0700;
-constexpr mode_t permissionsOfOthers = 0077;
 
 [[noreturn]] void fail(std::string_view call, const fs::path& path) {
   throw PlatformException(Error::fromErrno(std::string(call) + " " + path.string()));
 }
 
 }  // namespace
+
+bool canBeChangedByOthers(const struct stat& directory) {
+  const bool isForOthers = (directory.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  const bool isSticky = (directory.st_mode & S_ISVTX) != 0;
+  const bool isOfAnotherUser = directory.st_uid != 0 && directory.st_uid != ::geteuid();
+  return (isForOthers && !isSticky) || isOfAnotherUser;
+}
 
 Directory::Directory(int fileDescriptor, fs::path path) noexcept
     : fileDescriptor_(fileDescriptor), path_(std::move(path)) {}
@@ -74,14 +80,25 @@ Directory Directory::subdirectory(const std::string& name) const {
 
 Directory Directory::makeSubdirectory(const std::string& name) const {
   if (::mkdirat(fileDescriptor_, name.c_str(), ownerOnly) != 0) fail("mkdir", pathOf(name));
-  Directory made = subdirectory(name);
-  const auto status = made.status();
-  if (status.st_uid != ::geteuid() || (status.st_mode & permissionsOfOthers) != 0 ||
-      made.nextName() != nullptr) {
+  Directory made = openMade(name);
+  // Some file systems give every directory the same owner and mode; only where others can bring one
+  // of theirs in its place does the owner tell.
+  const bool isForeign = made.status().st_uid != ::geteuid() && canBeChangedByOthers(status());
+  if (isForeign || made.nextName() != nullptr) {
     throw PlatformException(pathOf(name).string() + ": another directory has come in its place");
   }
+  static_cast<void>(::fchmod(made.fileDescriptor(), ownerOnly));
   made.rewind();
   return made;
+}
+
+Directory Directory::openMade(const std::string& name) const {
+  try {
+    return subdirectory(name);
+  } catch (const PlatformException&) {
+    ::unlinkat(fileDescriptor_, name.c_str(), AT_REMOVEDIR);
+    throw;
+  }
 }
 
 FileHandle Directory::file(const std::string& name, int flags, mode_t mode) const {

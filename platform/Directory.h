@@ -13,6 +13,10 @@
 
 namespace ztp {
 
+/// Whether other users may bring something else in the place of what is in a directory of that
+/// status: it belongs to one, root excepted, or they may write there and it is not sticky.
+bool canBeChangedByOthers(const struct stat& directory);
+
 /// Holds a descriptor as long as it lives. Move-only. Names are single components. Methods that
 /// fail raise PlatformException, which names the call and the path.
 class Directory {
@@ -54,6 +58,8 @@ class Directory {
   void rewind() noexcept;
 
  private:
+  [[nodiscard]] Directory openMade(const std::string& name) const;
+
   Directory(int fileDescriptor, std::filesystem::path path) noexcept;
 
   int fileDescriptor_ = -1;

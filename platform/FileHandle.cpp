@@ -128,6 +128,7 @@ void FileHandle::writeToPipe(DataView bytes) {
     const ssize_t written = ::write(fileDescriptor_, bytes.data(), piece);
     if (written >= 0) {
       bytes = bytes.subspan(static_cast<std::size_t>(written));
+      isHalfWritten_ = !bytes.empty();
     } else if (errno != EINTR && errno != EAGAIN) {
       throw PlatformException(Error::fromErrno("write"));
     }

@@ -42,6 +42,9 @@ class FileHandle {
   /// True while `writeData` waits further up the call stack: what is written now would land in the
   /// middle of that.
   [[nodiscard]] bool isWriting() const noexcept { return isWriting_; }
+  /// True when a part of what a `writeData` was given is in the pipe and the rest is not, either
+  /// because it waits further up the call stack or because it has failed.
+  [[nodiscard]] bool isHalfWritten() const noexcept { return isHalfWritten_; }
 
   /// Fills the bytes from the file, fewer of them at its end, and returns how many; 0 when nothing
   /// is left.
@@ -72,6 +75,7 @@ class FileHandle {
   Ownership ownership_ = Ownership::owns;
   bool isRegularFile_ = false;
   bool isWriting_ = false;
+  bool isHalfWritten_ = false;
 };
 
 }  // namespace ztp

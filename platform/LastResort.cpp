@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,8 +24,10 @@ constexpr const char* remover = "/bin/rm";
 std::array<char, PATH_MAX> rememberedDirectory{};
 
 void endInOrder(int /*signalNumber*/) {
-  static_cast<void>(!::write(STDERR_FILENO, line.data(), line.size()));
   LastResort::removeDirectory();
+  // Nobody may be there to read it, and this must come to its end.
+  pollfd log{STDERR_FILENO, POLLOUT, 0};
+  if (::poll(&log, 1, 0) == 1) static_cast<void>(!::write(STDERR_FILENO, line.data(), line.size()));
   StandardStreams::restore();
   ::_exit(1);
 }

@@ -83,14 +83,14 @@ std::optional<Error> PendingItem::takePlace(const InterruptCheck& check) {
     return std::nullopt;
   }
   if (!isInTheWay(errno)) fail("rename", directory_.pathOf(name_));
-  changePlaces(check);
+  changePlaces();
   auto error = remove(check);
   temporaryName_.clear();
   return error;
 }
 
 // Afterwards the old item is under the temporary name.
-void PendingItem::changePlaces(const InterruptCheck& check) {
+void PendingItem::changePlaces() {
   const auto status = directory_.statusOf(name_);
   std::optional<Directory> old;
   if (status && S_ISDIR(status->st_mode)) old = TreeRemoval::open(directory_, name_);
@@ -99,16 +99,17 @@ void PendingItem::changePlaces(const InterruptCheck& check) {
     return;
   }
   std::swap(tree_, old);
-  moveAside(check);
+  moveAside();
   tree_ = std::move(old);
 }
 
 // The same in two steps, for file systems that cannot do it in one.
-void PendingItem::moveAside(const InterruptCheck& check) {
+void PendingItem::moveAside() {
   const std::string aside = unforeseeableName();
   if (!rename(name_, aside)) {
     // Not even that, as for the lower layers of an overlay: then the old item goes first.
-    TreeRemoval(check).remove(directory_, name_);
+    // Half of it would be neither the old nor the new one.
+    TreeRemoval([] {}).remove(directory_, name_);
   }
   if (!rename(temporaryName_, name_)) {
     const int reason = errno;
@@ -127,10 +128,14 @@ bool PendingItem::rename(const std::string& from, const std::string& to) const n
 std::optional<Error> PendingItem::remove(const InterruptCheck& check) {
   if (temporaryName_.empty()) return std::nullopt;
   TreeRemoval removal(check);
-  if (tree_) {
-    removal.removeOpened(*tree_, directory_, temporaryName_);
-  } else {
-    removal.removeFile(directory_, temporaryName_);
+  try {
+    if (tree_) {
+      removal.removeOpened(*tree_, directory_, temporaryName_);
+    } else {
+      removal.removeFile(directory_, temporaryName_);
+    }
+  } catch (const PlatformException& exception) {
+    return Error{exception.what()};
   }
   return removal.error();
 }

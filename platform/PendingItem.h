@@ -30,8 +30,8 @@ class PendingItem {
 
  private:
   void make(const Directory& from, const std::string& name, TreeCopy& copy);
-  void changePlaces(const InterruptCheck& check);
-  void moveAside(const InterruptCheck& check);
+  void changePlaces();
+  void moveAside();
   [[nodiscard]] bool rename(const std::string& from, const std::string& to) const noexcept;
   [[nodiscard]] std::optional<Error> remove(const InterruptCheck& check);
 

@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/Directory.h"
 #include "platform/FileManager.h"
 
 namespace ztp {
@@ -51,18 +52,10 @@ bool fitsPattern(const std::string& name, std::string_view prefix) {
 
 // Something else may bear a name that fits, but is hardly as private as all that is made here.
 bool isOurs(int directory) {
-  constexpr mode_t permissions = 07777;
+  constexpr mode_t permissions = 0777;  // a root with its group for all gives that mark as well
   struct stat status {};
   return ::fstat(directory, &status) == 0 && status.st_uid == ::geteuid() &&
          (status.st_mode & permissions) == S_IRWXU;
-}
-
-bool mayBeChangedByOthers(const struct stat& status) {
-  return (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (status.st_mode & S_ISVTX) == 0;
-}
-
-bool belongsToAnotherUser(const struct stat& status) {
-  return status.st_uid != 0 && status.st_uid != ::geteuid() && (status.st_mode & S_ISVTX) == 0;
 }
 
 void removeIfStale(const std::filesystem::path& path) {
@@ -111,15 +104,15 @@ std::optional<TemporaryDirectory> TemporaryDirectory::create(const std::filesyst
   return std::nullopt;
 }
 
-bool TemporaryDirectory::isSafeRoot(const std::filesystem::path& root) {
+std::optional<std::filesystem::path> TemporaryDirectory::safeRoot(
+    const std::filesystem::path& root) {
   std::error_code code;
-  auto path = std::filesystem::canonical(root, code);
-  if (code) return true;
-  struct stat status {};
-  if (::stat(path.c_str(), &status) == 0 && belongsToAnotherUser(status)) return false;
-  for (;; path = path.parent_path()) {
-    if (::stat(path.c_str(), &status) == 0 && mayBeChangedByOthers(status)) return false;
-    if (path == path.parent_path()) return true;
+  const auto resolved = std::filesystem::canonical(root, code);
+  if (code) return root;
+  for (auto path = resolved;; path = path.parent_path()) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0 && canBeChangedByOthers(status)) return std::nullopt;
+    if (path == path.parent_path()) return resolved;
   }
 }
 

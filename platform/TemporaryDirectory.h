@@ -15,9 +15,11 @@ class TemporaryDirectory {
   /// Absent when it cannot be made.
   static std::optional<TemporaryDirectory> create(const std::filesystem::path& root,
                                                   std::string_view prefix);
-  /// Whether a directory made in `root` stays what it is: nobody else may write to `root` or to a
-  /// directory above it, unless it is sticky. True as well for one that is not there.
-  [[nodiscard]] static bool isSafeRoot(const std::filesystem::path& root);
+  /// Where `root` really is, when a directory made there stays what it is: nobody but root owns it
+  /// or a directory above it, or may write there unless that is sticky. Absent when others may. As
+  /// it is for one that is not there.
+  [[nodiscard]] static std::optional<std::filesystem::path> safeRoot(
+      const std::filesystem::path& root);
   /// Removes the directories of this user and of mode 0700 below `root` whose names fit the pattern
   /// and whose lock nobody holds: what a killed run left behind. Never one that is in use. Failures
   /// are ignored.

@@ -81,12 +81,20 @@ void TreeCopy::copyFileOrLink(const Directory& from, const std::string& name, co
   copyFile(from.file(name, O_RDONLY), to, newName);
 }
 
+// A link that leads round in circles, or through a file, leads nowhere, and so not out.
+bool TreeCopy::leadsOut(const LinkScope& scope, const std::string& name) {
+  try {
+    PathWalk walk(scope.root, scope.top);
+    return walk.follow(scope.position + "/" + name) == PathWalk::End::outside;
+  } catch (const PlatformException&) {
+    return false;
+  }
+}
+
 void TreeCopy::copyLink(const Directory& from, const std::string& name, const Directory& to,
                         const std::string& newName) {
   if (scope_) {
-    PathWalk walk(scope_->root, scope_->top);
-    const auto end = walk.follow(scope_->position + "/" + name);
-    if (end == PathWalk::End::outside) refuse("A link leads out of the result", from, name);
+    if (leadsOut(*scope_, name)) refuse("A link leads out of the result", from, name);
   }
   const std::string target = from.targetOf(name);
   if (::symlinkat(target.c_str(), to.fileDescriptor(), newName.c_str()) != 0) {

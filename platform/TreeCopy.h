@@ -42,6 +42,7 @@ class TreeCopy {
 
  private:
   void copyEntry(const Directory& from, const std::string& name, const Directory& to);
+  [[nodiscard]] static bool leadsOut(const LinkScope& scope, const std::string& name);
   void copyLink(const Directory& from, const std::string& name, const Directory& to,
                 const std::string& newName);
   [[nodiscard]] bool share(const Directory& from, const std::string& name, const Directory& to,

@@ -29,6 +29,12 @@ Directory TreeRemoval::open(const Directory& from, const std::string& name) {
   try {
     return from.subdirectory(name);
   } catch (const PlatformException&) {
+    // Anything else than a mode in the way is no reason to change a mode.
+    const auto status = from.statusOf(name);
+    if (!status || !S_ISDIR(status->st_mode) || status->st_uid != ::geteuid() ||
+        (status->st_mode & allForTheOwner) == allForTheOwner) {
+      throw;
+    }
     if (::fchmodat(from.fileDescriptor(), name.c_str(), allForTheOwner, AT_SYMLINK_NOFOLLOW) != 0) {
       throw;
     }

@@ -244,4 +244,4 @@ def test_a_host_that_does_not_read_is_waited_for_quietly_and_not_for_ever(
         assert_idle(conversion.pid)
         outcome = ends_at_once(conversion, lambda: CAUSES[reason](given, conversion, host))
         assert_aborted(desk, outcome, reason)
-        assert CANCELING not in output.read(), "half a message stands before it"
+        assert CANCELING not in output.read(), "there was no room for it"

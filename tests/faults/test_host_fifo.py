@@ -121,7 +121,7 @@ def test_who_is_stuck_is_idle_and_ends_at_once(
     assert_idle(conversion.pid)
     outcome = ends_at_once(conversion, lambda: CAUSES[reason](given, conversion, host))
     assert (outcome.status, log_lines(outcome)) == (1, [reason]), outcome.report()
-    assert CANCELING not in output.read(), "half a message stands before it"
+    assert CANCELING not in output.read(), "there was no room for it"
     _end(host)
     ordeal.assert_survived(outcome)
 

@@ -110,3 +110,21 @@ def test_a_host_that_reads_nothing_does_not_keep_the_program(
 ) -> None:
     heard = _canceled_with_a_full_fifo(desk, clock, lambda _: clock.move_on(BEYOND))
     assert CANCELING not in heard
+
+
+def test_a_host_that_pauses_while_it_is_told_something_else_hears_of_its_cancel(
+    desk: Desk, clock: ShiftedClock
+) -> None:
+    with unread_fifo(desk.directory / "out") as output:
+        output.fill()
+        conversion = desk.begin(output_fifo_path=output.path, overrides=clock.environment)
+        clock.wait_for_looks()  # in the write of its first message, none of which is out
+        clock.hold()
+        conversion.cancel()
+        conversion.wait_until(lambda now: "User canceled" in now.stderr_text, PATIENCE)
+        clock.move_on(PAUSE)
+        clock.wait_for_looks()
+        heard = output.read()
+        clock.let_go()
+        assert conversion.wait(PATIENCE).status == 1
+        assert output.read().endswith(CANCELING), heard[-400:]
