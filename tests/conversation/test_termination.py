@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import signal
 from collections.abc import Callable
+from pathlib import Path
 
 import pytest
 from dead_ends import SilentListener, beyond
@@ -99,6 +100,20 @@ def test_one_that_was_ignored_at_the_start_stays_ignored(
     desk.server.file("go").touch()
     outcome = conversion.wait(PATIENCE)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
+
+
+@pytest.mark.parametrize(("number", "is_ignored"), [(signal.SIGHUP, True), (signal.SIGTERM, False)])
+def test_ssh_ignores_what_nohup_ignores_and_never_its_end(
+    desk: Desk, tmp_path: Path, number: signal.Signals, is_ignored: bool
+) -> None:
+    ignoring = after(desk.program, tmp_path, f"trap '' {number.name.removeprefix('SIG')}")
+    conversion = desk.begin({"ServerHello": WAITS}, program=ignoring)
+    desk.server.begun(1)
+    status = Path(f"/proc/{ssh_of(conversion).pid}/status").read_text("ascii")
+    [ignored] = [line.split()[1] for line in status.splitlines() if line.startswith("SigIgn:")]
+    assert bool(int(ignored, 16) >> (number - 1) & 1) == is_ignored
+    conversion.signal(signal.SIGINT)
+    assert conversion.wait(PATIENCE).status == 1
 
 
 def test_a_connection_that_never_comes_about_ends(desk: Desk) -> None:

@@ -172,11 +172,36 @@ def test_a_place_that_others_may_change_is_not_used(
     assert not directory.exists()
 
 
-@pytest.mark.skipif(os.getuid() != 0, reason="only root can give a directory away")
-def test_a_place_of_another_user_is_not_used(desk: Desk, tmp_path: Path) -> None:
+def test_a_place_is_used_where_it_really_is(desk: Desk, tmp_path: Path) -> None:
+    # Who may change the link could lead every later path elsewhere.
     place = tmp_path / "place"
     place.mkdir()
-    os.chown(place, 65534, 65534)
+    (tmp_path / "public").mkdir()
+    (tmp_path / "public").chmod(0o777)
+    (tmp_path / "public" / "link").symlink_to(place)
+    conversion = desk.begin(HELLO_WAITS, overrides={"TMPDIR": str(tmp_path / "public" / "link")})
+    desk.server.begun(1)
+    assert working_directory(conversion).parent == place
+    conversion.cancel()
+    assert conversion.wait(PATIENCE).status == 1 and list(place.iterdir()) == []
+
+
+def test_what_a_killed_program_left_goes_although_its_place_gives_its_group_to_all(
+    desk: Desk, tmp_path: Path
+) -> None:
+    left = tmp_path / "place" / "ZanburyToolProxy.aB3xYz"
+    left.mkdir(parents=True)
+    left.chmod(0o2700)
+    outcome = desk.convert(temporary_directory=tmp_path / "place")
+    assert (outcome.status, outcome.leftovers) == (0, ()), outcome.report()
+
+
+@pytest.mark.skipif(os.getuid() != 0, reason="only root can give a directory away")
+@pytest.mark.parametrize("depth", [0, 1], ids=["itself", "the one above"])
+def test_a_place_of_another_user_is_not_used(desk: Desk, tmp_path: Path, depth: int) -> None:
+    place = tmp_path / "above" / "place"
+    place.mkdir(parents=True)
+    os.chown([place, place.parent][depth], 65534, 65534)
     outcome = desk.convert(temporary_directory=place)
     assert outcome.status == 0
     assert "the working directory is made in /tmp" in outcome.stderr_text

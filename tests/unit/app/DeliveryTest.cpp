@@ -288,6 +288,23 @@ TEST_F(DeliveryTest, AnInterruptionAtAnyEntryLeavesTheOldItemOrTheNewOne) {
   EXPECT_GT(last, 6) << "each entry, copied or removed";
 }
 
+TEST_F(DeliveryTest, EveryLogCanInterruptIt) {
+  for (int number = 0; number < 5; ++number) put(result / "Logs" / std::to_string(number), "");
+  fs::create_directory(host / "logs");
+  int checks = 0;
+  EXPECT_EQ(said(delivery([&] { ++checks; }).deliverLogs(host / "logs")), "");
+  EXPECT_GE(checks, 5);
+}
+
+TEST_F(DeliveryTest, LinksThatLeadNowhereAreLinksAllTheSame) {
+  put(result / "Logs/tool.log", "1");
+  fs::create_symlink("circle", result / "Logs/circle");
+  fs::create_symlink("tool.log/x", result / "Logs/through");
+  EXPECT_EQ(said(delivery().deliverLogs(host / "logs")), "");
+  EXPECT_EQ(fs::read_symlink(host / "logs/circle"), "circle");
+  EXPECT_EQ(fs::read_symlink(host / "logs/through"), "tool.log/x");
+}
+
 TEST_F(DeliveryTest, WhatIsAbandonedIsTakenBack) {
   put(result / "converted/a", "new");
   fill(host / "result", "old");
