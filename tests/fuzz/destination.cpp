@@ -1,4 +1,5 @@
-// Fuzzes destinations: what passes must be harmless as arguments of ssh.
+// Fuzzes destinations: what passes must be harmless as arguments of ssh, each of which stands
+// alone.
 #include <algorithm>
 
 #include "tests/fuzz/Fuzzing.h"
@@ -9,7 +10,7 @@ namespace {
 bool isHarmless(const std::string& argument) {
   return !argument.empty() && argument.front() != '-' &&
          std::none_of(argument.begin(), argument.end(),
-                      [](char c) { return static_cast<unsigned char>(c) <= 0x20 || c == 0x7f; });
+                      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
 }
 
 }  // namespace

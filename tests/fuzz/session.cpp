@@ -92,7 +92,7 @@ void play(InProcessSession& session, const Step& step, std::size_t chunk) {
 bool isHarmless(const std::string& argument) {
   return !argument.empty() && argument.front() != '-' &&
          std::none_of(argument.begin(), argument.end(),
-                      [](char c) { return static_cast<unsigned char>(c) <= 0x20 || c == 0x7f; });
+                      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
 }
 
 void checkConnections(const InProcessSession& session) {
