@@ -22,7 +22,7 @@ from prompt_end import assert_idle, ends_at_once, wait_for_wake_ups
 from standin.record import wait_until
 from stations import FORWARDING, STATES, WAITING_FOR_RESULT, WAITING_FOR_START, in_state
 from terminal_host import Conversion, Outcome
-from unread_fifo import UnreadFifo, unread_fifo
+from unread_fifo import UNTAKEN, UnreadFifo, unread_fifo
 
 CONVERTER = "ZanburyConverter"
 TOOLS = ["StatementTool", CONVERTER]
@@ -243,5 +243,8 @@ def test_a_host_that_does_not_read_is_waited_for_quietly_and_not_for_ever(
         wait_for_wake_ups(conversion.pid, 8)
         assert_idle(conversion.pid)
         outcome = ends_at_once(conversion, lambda: CAUSES[reason](given, conversion, host))
-        assert_aborted(desk, outcome, reason)
+        untaken = UNTAKEN if reason == "User canceled" else []
+        assert (outcome.status, log_lines(outcome)) == (1, [reason, *untaken]), outcome.report()
+        assert desk.connection().error == {"reason": reason}
         assert CANCELING not in output.read(), "there was no room for it"
+        assert_clean(outcome)

@@ -13,6 +13,13 @@ from standin.record import PATIENCE, wait_until
 _CHUNK = 65536
 
 
+# What is logged when the host's last message found no room.
+UNTAKEN = [
+    "Could not send FIFO message",
+    "Exception: write: the other side takes nothing",
+]
+
+
 class UnreadFifo:
     """The FIFO at `path`, open in the test for both directions, so that it never breaks."""
 

@@ -31,6 +31,7 @@ ERRORS: dict[str, tuple[str, ...]] = {
     "fchmodat": ("EIO", "EPERM"),
     "fchmodat2": ("EIO", "EPERM"),
     "fcntl": ("EAGAIN", "EINTR", "ENOMEM", "EPERM"),
+    "fgetxattr": ("EACCES", "EIO", "ENOMEM"),
     "flock": ("EAGAIN", "EINTR", "ENOLCK"),
     "fork": _NO_PROCESS,
     "fstat": _STATUS,
