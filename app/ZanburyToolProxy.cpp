@@ -216,7 +216,8 @@ void ZanburyToolProxy::stopProxy() {
   LastResort::remember({});
   wipeSecrets();
   StandardStreams::restore();
-  events_.ended(endingCode(), endingReason_, exitStatus());
+  constexpr int seenByTheHost = 0xff;  // of an exit status (wait(2))
+  events_.ended(endingCode(), endingReason_, exitStatus() & seenByTheHost);
   endProcess(exitStatus());
 }
 
@@ -226,6 +227,7 @@ int ZanburyToolProxy::exitStatus() const {
 
 std::string_view ZanburyToolProxy::endingCode() const {
   if (!endingCode_.empty()) return endingCode_;
+  if (state == State::Aborted) return ending::systemError;  // no memory for an abort in order
   return toolExitCode == 0 ? ending::converted : ending::toolFailed;
 }
 

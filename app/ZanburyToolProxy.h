@@ -184,8 +184,8 @@ class ZanburyToolProxy final : public ZanburyToolProxyMessageDelegate, private A
   /// The server's acknowledgement can overtake the last step of the upload, the one that finds the
   /// end of the file. Does that step now: its progress must not come amid what the tool sends.
   void finishUploadProgress();
-  /// Nothing may follow half a frame: when the session ends in the middle of writing one, the end
-  /// of the stream is all that the server still hears.
+  /// When the session ends while a message that is written at once waits for room, nothing may
+  /// follow its half: the end of the stream is all that the server still hears.
   void endStreamInsideAFrame();
   /// After an upload that broke off the server would wait for the rest, perhaps for ever. The end
   /// of its input tells it; its last words are still read, and the end of its stream ends the

@@ -133,11 +133,6 @@ MaybeError FileManager::copyItem(const fs::path& source, const fs::path& destina
   }
 }
 
-MaybeError FileManager::setMode(const fs::path& path, unsigned mode) {
-  if (::chmod(path.c_str(), mode) == 0) return std::nullopt;
-  return errnoFor("chmod", path);
-}
-
 MaybeError FileManager::writeFile(const fs::path& path, DataView content) {
   try {
     withFile(FileHandle::forOverwritingAtPath(path), path, [&](FileHandle& file) {

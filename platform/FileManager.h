@@ -43,7 +43,6 @@ class FileManager {
   [[nodiscard]] static MaybeError removeItem(
       const std::filesystem::path& path,
       TreeRemoval::Unremovable unremovable = TreeRemoval::Unremovable::leave);
-  [[nodiscard]] static MaybeError setMode(const std::filesystem::path& path, unsigned mode);
 
   /// Writes in place, emptying what was there; a file that is new gets mode 0600 or less.
   [[nodiscard]] static MaybeError writeFile(const std::filesystem::path& path, DataView content);

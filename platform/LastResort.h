@@ -11,8 +11,8 @@ class LastResort {
  public:
   LastResort() = delete;
 
-  /// From now on abort(3) writes one line, removes the remembered directory and ends the process
-  /// with status 1.
+  /// From now on abort(3) removes the remembered directory, writes one line if standard error takes
+  /// it at once, and ends the process with status 1.
   static void prepare();
   /// The directory that must not be left behind, with all in it; an empty path: none (any more).
   static void remember(const std::filesystem::path& directory) noexcept;

@@ -15,9 +15,9 @@ class TemporaryDirectory {
   /// Absent when it cannot be made.
   static std::optional<TemporaryDirectory> create(const std::filesystem::path& root,
                                                   std::string_view prefix);
-  /// Where `root` really is, when a directory made there stays what it is: nobody but root owns it
-  /// or a directory above it, or may write there unless that is sticky. Absent when others may. As
-  /// it is for one that is not there.
+  /// The path of `root` without links, when a directory made there stays what it is: `root` and all
+  /// above it belong to this user or the superuser, and nobody else may write there unless it is
+  /// sticky. Absent when that does not hold; `root` itself when it does not exist.
   [[nodiscard]] static std::optional<std::filesystem::path> safeRoot(
       const std::filesystem::path& root);
   /// Removes the directories of this user and of mode 0700 below `root` whose names fit the pattern

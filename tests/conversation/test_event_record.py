@@ -91,6 +91,8 @@ def test_a_conversion_is_told_from_its_start_to_its_end(desk: Desk) -> None:
         pytest.param(in_state(FORWARDING, {"raw": "o0\n"}), {}, "message-unexpected",
                      "ERROR: Did not handle message of type: OutputArchive", 1,
                      id="a message at the wrong time"),
+        pytest.param({"OutputArchive": {"exitCode": 259}}, {}, "tool-failed", None, 3,
+                     id="a tool whose status has more than eight bits"),
         pytest.param({"OutputArchive": {"exitCode": 3}}, {}, "tool-failed", None, 3,
                      id="a tool that fails"),
         pytest.param({"OutputArchive": {"result": "no list"}}, {}, "result-unreadable", None, 0,

@@ -1,4 +1,4 @@
-"""Nothing follows half a frame: what would come next would be read as bytes of its body."""
+"""Nothing follows half a Forward message: what came next would be read as bytes of its body."""
 
 from __future__ import annotations
 

@@ -66,7 +66,6 @@ TEST_F(FileManagerTest, ErrorsNameTheCallThePathAndTheReason) {
   EXPECT_EQ(std::get<Error>(FileManager::fileSize(missing)).description,
             "stat " + missing.string() + ": No such file or directory");
   EXPECT_TRUE(std::holds_alternative<Error>(FileManager::contentsOfDirectory(missing)));
-  EXPECT_TRUE(FileManager::setMode(missing, 0600));
 }
 
 TEST_F(FileManagerTest, AFullDiskIsAnError) {
