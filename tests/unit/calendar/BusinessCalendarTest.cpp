@@ -9,37 +9,22 @@
 #include <optional>
 #include <string>
 
+#include "BusinessCalendarTesting.h"
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
 namespace ztp {
 namespace {
 
+using testing::date;
 using testing::day;
+using testing::DayAndName;
+using testing::nameOn;
+using testing::nyse;
 using testing::text;
+using testing::tse;
+using testing::usBank;
 using testing::utc;
-
-constexpr auto usBank = ZHolidayType::ZHolidayTypeUSBank;
-constexpr auto nyse = ZHolidayType::ZHolidayTypeNYSE;
-constexpr auto tse = ZHolidayType::ZHolidayTypeTSE;
-
-Date date(const char* iso) {
-  return ZDateUtilities::dateFromISO8601String(iso).value();
-}
-
-/// "Juneteenth", "Juneteenth (in lieu)", "" for none.
-std::string nameOn(const BusinessCalendar& calendar, const char* iso) {
-  const HolidayName name = calendar.nameOfHoliday(date(iso));
-  EXPECT_EQ(name.isHoliday, !name.name.empty());
-  EXPECT_TRUE(name.isHoliday || !name.inLieu);
-  return std::string(name.name) + (name.inLieu ? " (in lieu)" : "");
-}
-
-struct DayAndName {
-  ZHolidayType type;
-  const char* day;
-  const char* name;
-};
 
 constexpr DayAndName marketDays[] = {
     {usBank, "2022-06-20", "Juneteenth (in lieu)"},

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "BusinessCalendarTesting.h"
 #include "CalendarTesting.h"
 #include "calendar/BusinessCalendar.h"
 #include "calendar/ZDateUtilities.h"
@@ -14,35 +15,19 @@
 namespace ztp {
 namespace {
 
+using testing::date;
 using testing::day;
+using testing::DayAndName;
+using testing::nameOn;
+using testing::nyse;
 using testing::text;
-
-constexpr auto usBank = ZHolidayType::ZHolidayTypeUSBank;
-constexpr auto nyse = ZHolidayType::ZHolidayTypeNYSE;
-constexpr auto tse = ZHolidayType::ZHolidayTypeTSE;
+using testing::tse;
+using testing::usBank;
 
 constexpr int monday = 2;
 constexpr int thursday = 5;
 constexpr int friday = 6;
 constexpr int saturday = 7;
-
-Date date(const char* iso) {
-  return ZDateUtilities::dateFromISO8601String(iso).value();
-}
-
-/// "Juneteenth", "Juneteenth (in lieu)", "" for none.
-std::string nameOn(const BusinessCalendar& calendar, const char* iso) {
-  const HolidayName name = calendar.nameOfHoliday(date(iso));
-  EXPECT_EQ(name.isHoliday, !name.name.empty());
-  EXPECT_TRUE(name.isHoliday || !name.inLieu);
-  return std::string(name.name) + (name.inLieu ? " (in lieu)" : "");
-}
-
-struct DayAndName {
-  ZHolidayType type;
-  const char* day;
-  const char* name;
-};
 
 // A calendar of a program's own -------------------------------------------------------------------
 
