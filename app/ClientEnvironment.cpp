@@ -1,13 +1,19 @@
-// Reads the configuration that the host passes in the environment, and starts the client with it.
+// The variables by name, and the order in which the servers are tried.
+#include "app/ClientEnvironment.h"
+
 #include <cstdlib>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
-#include "app/ZanburyToolProxy.h"
-#include "platform/Log.h"
 #include "platform/Text.h"
+#include "platform/Wipe.h"
 
 namespace ztp {
 namespace {
+
+constexpr const char* identityVariable = "EXPORT_SERVER_IDENTITY";
+constexpr std::string_view converterTool = "ZanburyConverter";
 
 std::optional<std::string> environmentString(const char* name) {
   const char* value = std::getenv(name);
@@ -35,22 +41,18 @@ std::vector<std::string> shuffled(std::vector<std::string> items) {
   return result;
 }
 
-}  // namespace
-
-void ZanburyToolProxy::startClient() {
-  events_ = EventRecord(environmentString("EXPORT_EVENTS_PATH"));
-  isDebugging_ = environmentString("EXPORT_DEBUG") == "1";
-  readClientEnvironment();
-  if (serverDestinations.isEmpty()) {
-    log("ERROR: EXPORT_SERVER_DESTINATIONS names no server to connect to");
-  }
-  openFifos();
-  startReadingInputFifoFileHandle();
-  transitionToStateWaitingForServerHello();
-  launchServerTask();
+std::vector<std::string> destinations() {
+  const auto list = environmentString("EXPORT_SERVER_DESTINATIONS");
+  return list ? shuffled(split(*list, ',')) : std::vector<std::string>{};
 }
 
-void ZanburyToolProxy::readClientEnvironment() {
+}  // namespace
+
+ClientEnvironment::~ClientEnvironment() {
+  if (char* text = std::getenv(identityVariable)) wipe(text, std::strlen(text));
+}
+
+void ClientEnvironment::readClientEnvironment() {
   sourceFilePath = environmentString("EXPORT_FILE_PATH");
   destFilePath = environmentString("EXPORT_DEST_PATH");
   logsDirPath = environmentString("EXPORT_LOGS_DIR_PATH");
@@ -68,13 +70,13 @@ void ZanburyToolProxy::readClientEnvironment() {
   userName = environmentString("EXPORT_USER_NAME");
   publicKey = environmentString("EXPORT_PUBLIC_KEY");
   retryDelay = environmentInteger("EXPORT_RETRY_DELAY");
-  if (const auto destinations = environmentString("EXPORT_SERVER_DESTINATIONS")) {
-    pushServerDestinations(shuffled(split(*destinations, ',')));
-  }
+  serverDestinations = destinations();
+  eventsPath = environmentString("EXPORT_EVENTS_PATH");
+  isDebugging = environmentString("EXPORT_DEBUG") == "1";
 }
 
-void ZanburyToolProxy::pushServerDestinations(const std::vector<std::string>& destinations) {
-  serverDestinations.push(destinations);
+bool ClientEnvironment::isConverterTool() const {
+  return toolName == converterTool;
 }
 
 }  // namespace ztp

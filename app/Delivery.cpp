@@ -174,8 +174,4 @@ void Delivery::removeOld(const std::string& name) {
   logNotRemoved(removal.error());
 }
 
-void Delivery::abandon() noexcept {
-  pending_.reset();
-}
-
 }  // namespace ztp

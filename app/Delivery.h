@@ -41,9 +41,6 @@ class Delivery {
   /// its name there; where there is no such directory, the directory of the logs becomes it.
   [[nodiscard]] std::optional<Failure> deliverLogs(const std::filesystem::path& destination);
 
-  /// Takes back what is half-way, where the process ends without unwinding.
-  void abandon() noexcept;
-
  private:
   [[nodiscard]] std::optional<Failure> deliverNewLogs(const std::filesystem::path& destination);
   [[nodiscard]] std::optional<Failure> deliverLogsInto(const std::filesystem::path& destination);

@@ -11,6 +11,7 @@
 #include <fmt/chrono.h>
 #include <nlohmann/json.hpp>
 
+#include "app/Ending.h"
 #include "platform/OpenFile.h"
 #include "platform/Text.h"
 
@@ -20,6 +21,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int formatVersion = 1;
+constexpr int statusSeenByTheHost = 0xff;  // of an exit status (wait(2))
 
 std::string now() {
   using namespace std::chrono;
@@ -27,6 +29,12 @@ std::string now() {
   const auto part = duration_cast<milliseconds>(time.time_since_epoch()).count() % 1000;
   return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(system_clock::to_time_t(time)),
                      part);
+}
+
+// The code of an end that nobody has given one.
+std::string_view codeOfEnd(bool didAbort, std::int64_t toolExitCode) {
+  if (didAbort) return ending::systemError;  // no memory for an abort in order
+  return toolExitCode == 0 ? ending::converted : ending::toolFailed;
 }
 
 }  // namespace
@@ -79,13 +87,17 @@ void EventRecord::downloaded(std::uint64_t bytes) {
   write("download", [&] { return Json{{"bytes", bytes}}; });
 }
 
-void EventRecord::ended(std::string_view code, const std::optional<std::string>& reason,
-                        int status) {
+void EventRecord::aborting(const std::optional<std::string>& reason) {
+  reason_ = reason;
+  if (code_ != ending::serverError) code_ = codeForReason(reason);
+}
+
+void EventRecord::ended(bool didAbort, std::int64_t toolExitCode) noexcept {
   write("end", [&] {
     return Json{
-        {"code", code},
-        {"reason", reason ? Json(*reason) : Json()},
-        {"status", status},
+        {"code", code_.empty() ? codeOfEnd(didAbort, toolExitCode) : code_},
+        {"reason", reason_ ? Json(*reason_) : Json()},
+        {"status", didAbort ? 1 : toolExitCode & statusSeenByTheHost},
         {"delivered", {{"file", didDeliverFile_}, {"logs", didDeliverLogs_}}},
         {"bytes",
          {{"upload", upload_}, {"download", download_}, {"toTool", toTool_}, {"toHost", toHost_}}}};

@@ -43,10 +43,14 @@ class EventRecord {
   void downloaded(std::uint64_t bytes);
   void forwardedToTool(std::uint64_t bytes) { toTool_ += bytes; }
   void forwardedToHost(std::uint64_t bytes) { toHost_ += bytes; }
+  /// The code of the end that comes now, where no reason tells it; see Ending.h.
+  void endsWith(std::string_view code) { code_ = code; }
+  /// An abort for that reason has begun.
+  void aborting(const std::optional<std::string>& reason);
   void deliveredFile() { didDeliverFile_ = true; }
   void deliveredLogs() { didDeliverLogs_ = true; }
   /// The last line.
-  void ended(std::string_view code, const std::optional<std::string>& reason, int status);
+  void ended(bool didAbort, std::int64_t toolExitCode) noexcept;
 
  private:
   /// `details` gives the line's own members; it is asked only when there is a file.
@@ -55,6 +59,8 @@ class EventRecord {
 
   std::optional<FileHandle> file_;
   State state_ = State::None;
+  std::string_view code_;  // empty: as the session's end says
+  std::optional<std::string> reason_;
   std::uint64_t upload_ = 0;
   std::uint64_t download_ = 0;
   std::uint64_t toTool_ = 0;

@@ -1,19 +1,17 @@
-// The two FIFOs shared with the host: progress out, cancel and forwarded bytes in.
-//
-// A FIFO message is the length in bytes of a property list in decimal, a line feed, and the
-// property list in its XML form. Nothing is read back in this form: what the host sends are raw
-// bytes.
+// Opening, reading in two ways, and messages in one piece.
+#include "app/HostChannel.h"
+
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <csignal>
+#include <chrono>
 #include <cstdio>
+#include <utility>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include "app/ZanburyToolProxy.h"
+#include "app/SessionFailure.h"
+#include "platform/BlockingWait.h"
+#include "platform/Fifo.h"
 #include "platform/Log.h"
+#include "platform/Process.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp {
@@ -21,27 +19,26 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::string_view converterTool = "ZanburyConverter";
 constexpr int openAttempts = 100;
 constexpr milliseconds timeBetweenAttempts{100};
 constexpr milliseconds pollingInterval{100};
 constexpr std::size_t readSize = 65'536;
 constexpr std::size_t headerSize = 11;
 
-// Opens `path` unless it is open or there is none; true when nothing is left to do. Read-write, so
-// that opening never waits for the other end and its absence is no end of file.
-bool tryToOpen(const std::optional<std::string>& path, int& fileDescriptor, std::string_view call) {
-  if (!path || fileDescriptor != -1) return true;
-  fileDescriptor = ::open(path->c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+// Opens the FIFO unless it is open or there is none; true when nothing is left to do.
+bool tryToOpen(const std::optional<std::string>& path, std::optional<FileHandle>& handle,
+               std::string_view call) {
+  if (!path || handle) return true;
+  const int fileDescriptor = openFifo(*path);
   if (fileDescriptor == -1) logErrno(call);
-  return fileDescriptor != -1;
+  handle = ZanburyToolProxyUtilities::newFileHandleWithFileDescriptor(fileDescriptor);
+  return handle.has_value();
 }
 
 // The attempts have said why; this says once which path it was and who gave it.
-void logUnlessOpen(const std::optional<std::string>& path, int fileDescriptor,
+void logUnlessOpen(const std::optional<std::string>& path, const std::optional<FileHandle>& handle,
                    std::string_view variable) {
-  if (!path || fileDescriptor != -1) return;
-  log("ERROR: Could not open {}: {}", variable, printable(*path));
+  if (path && !handle) log("ERROR: Could not open {}: {}", variable, printable(*path));
 }
 
 // The length line, made in eleven bytes with a terminating NUL.
@@ -54,117 +51,129 @@ std::optional<std::string> header(std::size_t length) {
 
 }  // namespace
 
-bool ZanburyToolProxy::isConverterTool() const {
-  return toolName == converterTool;
+HostChannel::~HostChannel() {
+  reader_.reset();
+  for (auto* handle : {&inputFifoFileHandle, &outputFifoFileHandle}) {
+    if (*handle) (*handle)->close();
+  }
 }
 
-void ZanburyToolProxy::openFifos() {
-  const auto& readPath = isServer ? outputFifoPath : inputFifoPath;
-  const auto& writePath = isServer ? inputFifoPath : outputFifoPath;
-  int readDescriptor = -1;
-  int writeDescriptor = -1;
+void HostChannel::openFifos(const std::optional<std::string>& inputFifoPath,
+                            const std::optional<std::string>& outputFifoPath) {
   for (int attempt = 0; attempt < openAttempts; ++attempt) {
-    const bool canRead = tryToOpen(readPath, readDescriptor, "open(readFifoPath)");
-    const bool canWrite = tryToOpen(writePath, writeDescriptor, "open(writeFifoPath)");
+    const bool canRead = tryToOpen(inputFifoPath, inputFifoFileHandle, "open(readFifoPath)");
+    const bool canWrite = tryToOpen(outputFifoPath, outputFifoFileHandle, "open(writeFifoPath)");
     if (canRead && canWrite) break;
     BlockingWait::sleepFor(timeBetweenAttempts);
   }
-  logUnlessOpen(inputFifoPath, isServer ? writeDescriptor : readDescriptor,
-                "EXPORT_INPUT_FIFO_PATH");
-  logUnlessOpen(outputFifoPath, isServer ? readDescriptor : writeDescriptor,
-                "EXPORT_OUTPUT_FIFO_PATH");
-  using Utilities = ZanburyToolProxyUtilities;
-  inputFifoFileHandle = Utilities::newFileHandleWithFileDescriptor(readDescriptor);
-  outputFifoFileHandle = Utilities::newFileHandleWithFileDescriptor(writeDescriptor);
+  logUnlessOpen(inputFifoPath, inputFifoFileHandle, "EXPORT_INPUT_FIFO_PATH");
+  logUnlessOpen(outputFifoPath, outputFifoFileHandle, "EXPORT_OUTPUT_FIFO_PATH");
+  isInputFifo_ = inputFifoFileHandle && isFifo(inputFifoFileHandle->fileDescriptor());
 }
 
-void ZanburyToolProxy::startReadingInputFifoFileHandle() {
+void HostChannel::startReadingInputFifoFileHandle(const std::optional<Polling>& polling,
+                                                  Consumer consumer) {
   if (!inputFifoFileHandle) return;
-  if (isConverterTool()) {
+  polling_ = polling;
+  consumer_ = std::move(consumer);
+  if (polling_) {
     inputFifoTimerFired();
-    inputFifoTimer.emplace(pollingInterval, [this] { perform([this] { inputFifoTimerFired(); }); });
+    inputFifoTimer.emplace(pollingInterval, [this] { inputFifoTimerFired(); });
     return;
   }
-  inputFifoReader_.emplace(inputFifoFileHandle->fileDescriptor(), readSize, [this](DataView data) {
-    perform([this, data] { inputFifoFileHandleDidRead(data); });
-  });
-  inputFifoReader_->readInBackgroundAndNotify();
+  reader_.emplace(inputFifoFileHandle->fileDescriptor(), readSize,
+                  [this](DataView data) { inputFifoFileHandleDidRead(data); });
+  reader_->readInBackgroundAndNotify();
 }
 
-void ZanburyToolProxy::inputFifoFileHandleDidRead(DataView data) {
-  if (consumeInputFifoData(data)) inputFifoReader_->readInBackgroundAndNotify();
+void HostChannel::inputFifoFileHandleDidRead(DataView data) {
+  if (consumeInputFifoData(data)) reader_->readInBackgroundAndNotify();
 }
 
-void ZanburyToolProxy::inputFifoTimerFired() {
+void HostChannel::inputFifoTimerFired() {
   const Data data = inputFifoFileHandle ? inputFifoFileHandle->availableData() : Data{};
   if (data.empty()) {
-    abortIfHostIsGone();
+    checkHost();
   } else {
     consumeInputFifoData(data);
   }
 }
 
-void ZanburyToolProxy::abortIfHostIsGone() {
-  if (hostPid == 0 || ::kill(static_cast<pid_t>(hostPid), 0) == 0 || errno != ESRCH) return;
-  abortWithReason("Host terminated", std::nullopt, nullptr);
+// What is no FIFO and has no bytes can be read all the time, and would be asked without a pause.
+int HostChannel::inputDescriptor() const noexcept {
+  return inputFifoFileHandle && isInputFifo_ ? inputFifoFileHandle->fileDescriptor() : -1;
 }
 
-bool ZanburyToolProxy::consumeInputFifoData(DataView data) {
-  if (state == State::Aborted) return false;
-  try {
-    if (data.empty()) {
-      inputFifoReader_.reset();
-      inputFifoFileHandle->close();
-      inputFifoFileHandle.reset();
-      return false;
-    }
-    if (state == State::ForwardingMessages) {
-      forwardData(data);
-      return true;
-    }
-    abortWithReason("User canceled", std::nullopt, nullptr, true);
-  } catch (const PlatformException&) {
-    // What must end the session has aborted it already.
+void HostChannel::checkInput(bool canConsume) {
+  if (!inputFifoFileHandle) return;
+  if (canConsume) {
+    const Data data = inputFifoFileHandle->availableData();
+    if (!data.empty()) consumeInputFifoData(data);
   }
-  return false;
+  // Whoever has no input FIFO that is polled has nobody who looks for the host either.
+  if (polling_) checkHost();
 }
 
-void ZanburyToolProxy::sendProgressSectionWithTitle(std::optional<std::string_view> title,
-                                                    std::uint64_t maxValue) {
+void HostChannel::checkHost() const {
+  if (polling_->hostPid != 0 && isProcessGone(polling_->hostPid)) {
+    throw SessionFailure{"Host terminated"};
+  }
+}
+
+bool HostChannel::consumeInputFifoData(DataView data) {
+  if (data.empty()) {
+    closeInput();
+    return false;
+  }
+  try {
+    return consumer_(data);
+  } catch (const PlatformException&) {
+    return false;  // whatever must end the session raises something else
+  }
+}
+
+void HostChannel::closeInput() {
+  reader_.reset();
+  inputFifoFileHandle->close();
+  inputFifoFileHandle.reset();
+}
+
+void HostChannel::sendProgressSectionWithTitle(std::optional<std::string_view> title,
+                                               std::uint64_t maxValue) {
   PropertyListDictionary dictionary{{"messageType", "progressSection"}};
   if (title) dictionary["progressTitle"] = std::string(*title);
   if (maxValue != 0) dictionary["progressValue"] = maxValue;
   sendFifoMessage(dictionary);
 }
 
-void ZanburyToolProxy::sendProgressStatusWithValue(std::uint64_t value) {
+void HostChannel::sendProgressStatusWithValue(std::uint64_t value) {
   sendFifoMessage({{"messageType", "progressStatus"}, {"progressValue", value}});
 }
 
-void ZanburyToolProxy::sendFifoMessage(const PropertyListDictionary& dictionary) {
+void HostChannel::sendFifoMessage(const PropertyListDictionary& dictionary) {
   if (!outputFifoFileHandle) return;
   const auto serialized = xmlPropertyList(dictionary);
   if (const auto* error = std::get_if<Error>(&serialized)) {
-    abortWithReason("Could not serialize fifo message", *error, nullptr);
-    return;
+    throw SessionFailure{"Could not serialize fifo message", *error};
   }
   const auto& body = std::get<std::string>(serialized);
   const auto lengthLine = header(body.size());
-  if (!lengthLine) {
-    abortWithReason("Could not generate valid header for fifo message", std::nullopt, nullptr);
-    return;
-  }
+  if (!lengthLine) throw SessionFailure{"Could not generate valid header for fifo message"};
   try {
     // In one piece: a host that reads at the wrong moment does not find half a message.
     writeToOutputFifo(bytesOf(*lengthLine + body));
   } catch (const PlatformException& exception) {
-    abortWithReason("Could not send FIFO message", std::nullopt, &exception);
+    throw SessionFailure{"Could not send FIFO message", std::nullopt, exception};
   }
 }
 
-void ZanburyToolProxy::writeToOutputFifo(DataView bytes) {
+void HostChannel::writeToOutputFifo(DataView bytes) {
   if (outputFifoFileHandle->isHalfWritten()) return;
   outputFifoFileHandle->writeData(bytes);
+}
+
+void HostChannel::synchronizeOutputFifo() {
+  outputFifoFileHandle->synchronize();
 }
 
 }  // namespace ztp

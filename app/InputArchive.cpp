@@ -1,5 +1,8 @@
-// The upload: the source file as an encrypted zip archive, with its progress shown to the host.
-#include "app/ZanburyToolProxy.h"
+// Copied, zipped, encrypted: what a step has used up goes with the next one.
+#include "app/InputArchive.h"
+
+#include "app/SessionFailure.h"
+#include "app/WorkingDirectory.h"
 #include "platform/FileManager.h"
 #include "platform/ItemPath.h"
 #include "platform/Log.h"
@@ -12,95 +15,52 @@ using Utilities = ZanburyToolProxyUtilities;
 
 }  // namespace
 
-void ZanburyToolProxy::createInputArchive() {
-  const auto directory = temporaryDirectoryPath / "InputArchive";
-  if (const auto error = FileManager::createDirectory(directory)) {
-    abortWithReason("Could not create InputArchive directory", error, nullptr);
-    return;
+InputArchive::InputArchive(const std::filesystem::path& temporaryDirectoryPath)
+    : directory_(temporaryDirectoryPath / "InputArchive"),
+      zipPath_(temporaryDirectoryPath / "InputArchive.zip"),
+      inputArchivePath_(temporaryDirectoryPath / "InputArchive.zip-encrypted") {}
+
+void InputArchive::createInputArchive(const std::optional<std::string>& sourceFilePath,
+                                      AESKeyBytes key, DataView initializationVector,
+                                      std::int64_t maxInputArchiveSize) {
+  if (const auto error = FileManager::createDirectory(directory_)) {
+    throw SessionFailure{"Could not create InputArchive directory", error};
   }
-  if (!copySourceFile(directory) || !zipAndEncrypt(directory)) return;
-  const auto size = static_cast<std::int64_t>(Utilities::fileSizeForPath(inputArchivePath));
-  if (maxInputArchiveSize > 0 && size > maxInputArchiveSize) {
-    log("ERROR: The input archive has {} bytes, the server accepts {}", size, maxInputArchiveSize);
-    abortWithReason("Input archive is too big", std::nullopt, nullptr);
-  }
+  copySourceFile(sourceFilePath);
+  zip();
+  encrypt(key, initializationVector);
+  checkSize(maxInputArchiveSize);
 }
 
-bool ZanburyToolProxy::copySourceFile(const std::filesystem::path& directory) {
+void InputArchive::copySourceFile(const std::optional<std::string>& sourceFilePath) const {
   const auto source = withoutTrailingSlashes(sourceFilePath.value_or(""));
   const auto error = source.empty() ? std::optional(Error{"EXPORT_FILE_PATH is not set"})
-                                    : FileManager::copyItem(source, directory / source.filename());
-  if (!error) return true;
-  abortWithReason("Could not copy the source file to the InputArchive directory", error, nullptr);
-  return false;
+                                    : FileManager::copyItem(source, directory_ / source.filename());
+  if (!error) return;
+  throw SessionFailure{"Could not copy the source file to the InputArchive directory", error};
 }
 
-bool ZanburyToolProxy::zipAndEncrypt(const std::filesystem::path& directory) {
-  auto zip = directory;
-  zip += ".zip";
-  // The archiver's status is not looked at: what counts is that the archive is there.
-  if (!Utilities::createZip(zip, directory) || !FileManager::itemExists(zip)) {
-    abortWithReason("Could not create InputArchive.zip", std::nullopt, nullptr);
-    return false;
-  }
-  auto encrypted = zip;
-  encrypted += "-encrypted";
-  if (!Utilities::encryptFile(zip, encrypted, AESKeyBytes{viewOf(symmetricKey)},
-                              viewOf(inputArchiveIV))) {
-    abortWithReason("Could not encrypt InputArchive.zip", std::nullopt, nullptr);
-    return false;
-  }
-  inputArchivePath = encrypted;
-  return true;
+// The archiver's status is not looked at: what counts is that the archive is there.
+void InputArchive::zip() const {
+  if (Utilities::createZip(zipPath_, directory_) && FileManager::itemExists(zipPath_)) return;
+  throw SessionFailure{"Could not create InputArchive.zip"};
 }
 
-void ZanburyToolProxy::transitionToStateSendingInputArchive() {
-  enterState(State::SendingInputArchive);
-  pendingOutputMessage = ZanburyToolProxyMessage::startWritingMessageWithType(
-      MessageType::InputArchive, inputArchivePath, *outputFileHandle, *this);
-  // Without a message nothing would ever come back from the server.
-  if (!pendingOutputMessage) {
-    abortWithReason("Could not write message asynchronously", std::nullopt, nullptr);
-  }
+void InputArchive::encrypt(AESKeyBytes key, DataView initializationVector) const {
+  if (Utilities::encryptFile(zipPath_, inputArchivePath_, key, initializationVector)) return;
+  throw SessionFailure{"Could not encrypt InputArchive.zip"};
 }
 
-void ZanburyToolProxy::finishUploadProgress() {
-  if (pendingOutputMessage &&
-      pendingOutputMessage->bodyBytesWritten == pendingOutputMessage->length) {
-    pendingOutputMessage->continueWritingAsynchronously();
-  }
+void InputArchive::checkSize(std::int64_t maxInputArchiveSize) const {
+  const auto size = static_cast<std::int64_t>(Utilities::fileSizeForPath(inputArchivePath_));
+  if (maxInputArchiveSize <= 0 || size <= maxInputArchiveSize) return;
+  log("ERROR: The input archive has {} bytes, the server accepts {}", size, maxInputArchiveSize);
+  throw SessionFailure{"Input archive is too big"};
 }
 
-void ZanburyToolProxy::endStreamInsideAFrame() {
-  if (outputFileHandle && outputFileHandle->isWriting()) endStreamToServer();
-}
-
-void ZanburyToolProxy::endStreamToServer() {
-  if (!outputFileHandle) return;
-  outputFileHandle->close();
-  outputFileHandle.reset();
-}
-
-bool ZanburyToolProxy::messageShouldContinueWritingWithTotalBytesWritten(
-    ZanburyToolProxyMessage& message, std::uint64_t total) {
-  if (state == State::Aborted) return false;
-  if (message.type == MessageType::InputArchive) {
-    sendProgressSectionWithTitle("Uploading encrypted file...", message.length);
-    sendProgressStatusWithValue(total);
-  }
-  return true;
-}
-
-void ZanburyToolProxy::messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) {
-  if (state == State::Aborted) return;
-  events_.uploaded(message.bodyBytesWritten);
-  perform([&] {
-    if (message.shouldAbort()) {
-      abortWithReason("Could not write message asynchronously", std::nullopt, nullptr);
-    }
-    if (message.bodyBytesWritten < message.length) endStreamToServer();
-  });
-  pendingOutputMessage.reset();
+void InputArchive::removeFiles() const {
+  WorkingDirectory::removeItemAtPath(directory_);
+  WorkingDirectory::removeItemAtPath(inputArchivePath_);
 }
 
 }  // namespace ztp

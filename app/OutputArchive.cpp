@@ -3,8 +3,10 @@
 //
 // What is inside the archive comes from the server: Delivery looks after what of it may go where.
 #include "app/Ending.h"
+#include "app/SessionFailure.h"
 #include "app/ZanburyToolProxy.h"
 #include "platform/Log.h"
+#include "platform/PropertyList.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp {
@@ -25,6 +27,10 @@ struct Result {
   }
 };
 
+void raise(const std::optional<Delivery::Failure>& failure) {
+  if (failure) throw SessionFailure{std::string(failure->reason), failure->error};
+}
+
 }  // namespace
 
 void ZanburyToolProxy::transitionToStateWaitingForOutputArchive() {
@@ -32,62 +38,52 @@ void ZanburyToolProxy::transitionToStateWaitingForOutputArchive() {
 }
 
 void ZanburyToolProxy::sendOutputArchiveAcknowledgement() {
-  sendMessageWithType(MessageType::OutputArchiveAcknowledgement);
+  connection_->sendMessageWithType(MessageType::OutputArchiveAcknowledgement);
 }
 
-void ZanburyToolProxy::consumeOutputArchive(const ZanburyToolProxyMessage& message) {
-  outputArchivePath = message.bodyFilePath.value_or("");
-  removeUploadedFiles();
-  if (!unpackOutputArchive()) return;
-  const auto directory = temporaryDirectoryPath / "OutputArchive";
-  auto read = Result::fromFile(directory / "Result.plist");
+void ZanburyToolProxy::consumeOutputArchive(const Message& message) {
+  inputArchive_->removeFiles();  // makes room for the result
+  unpackOutputArchive(message.bodyFilePath.value_or(""));
+  auto read =
+      Result::fromFile(directory_.temporaryDirectoryPath() / "OutputArchive" / "Result.plist");
   if (!read) {
     log("ERROR: Could not read Result.plist");
-    endingCode_ = ending::resultUnreadable;
+    events_.endsWith(ending::resultUnreadable);
   }
   const auto result = std::move(read).value_or(Result{});
   if (result.toolExitCode != 0) {
     log("ERROR: toolExitCode is not zero: {}", result.toolExitCode);
     toolExitCode = result.toolExitCode;
   }
-  if (destFilePath && !result.destFileName.empty()) {
-    abortAfterFailedDelivery(delivery_->deliverConvertedFile(result.destFileName, *destFilePath));
-    events_.deliveredFile();
-  }
-  if (logsDirPath) {
-    abortAfterFailedDelivery(delivery_->deliverLogs(*logsDirPath));
-    events_.deliveredLogs();
-  }
+  deliver(result.destFileName);
 }
 
-void ZanburyToolProxy::removeUploadedFiles() {
-  if (inputArchivePath.empty()) return;
-  removeItemAtPath(inputArchivePath.parent_path() / "InputArchive");
-  removeItemAtPath(inputArchivePath);
-}
-
-bool ZanburyToolProxy::unpackOutputArchive() {
-  const auto zip = temporaryDirectoryPath / "OutputArchive.zip";
-  const auto initializationVector =
-      outputArchiveIV ? std::optional(DataView(*outputArchiveIV)) : std::nullopt;
-  if (!Utilities::decryptFile(outputArchivePath, zip, AESKeyBytes{viewOf(symmetricKey)},
-                              initializationVector)) {
-    abortWithReason("Could not decrypt OutputArchive.zip", std::nullopt, nullptr);
-    return false;
+void ZanburyToolProxy::unpackOutputArchive(const std::filesystem::path& outputArchivePath) {
+  const auto& directory = directory_.temporaryDirectoryPath();
+  const auto zip = directory / "OutputArchive.zip";
+  if (!Utilities::decryptFile(outputArchivePath, zip, secrets_.key(), secrets_.resultIV())) {
+    throw SessionFailure{"Could not decrypt OutputArchive.zip"};
   }
   // The archiver's status is not looked at: what counts is that the directory is there.
-  const bool didRun = Utilities::extractContentsOfZip(zip, temporaryDirectoryPath);
+  const bool didRun = Utilities::extractContentsOfZip(zip, directory);
   try {
-    if (didRun) delivery_.emplace(temporaryDirectoryPath, BlockingWait::glance);
+    if (didRun) delivery_.emplace(directory, BlockingWait::checkInterrupts);
   } catch (const PlatformException&) {
     delivery_.reset();
   }
-  if (!delivery_) abortWithReason("Could not unzip OutputArchive.zip", std::nullopt, nullptr);
-  return delivery_.has_value();
+  if (!delivery_) throw SessionFailure{"Could not unzip OutputArchive.zip"};
 }
 
-void ZanburyToolProxy::abortAfterFailedDelivery(const std::optional<Delivery::Failure>& failure) {
-  if (failure) abortWithReason(failure->reason, failure->error, nullptr);
+void ZanburyToolProxy::deliver(const std::string& destFileName) {
+  const auto& destFilePath = environment_.destFilePath;
+  if (destFilePath && !destFileName.empty()) {
+    raise(delivery_->deliverConvertedFile(destFileName, *destFilePath));
+    events_.deliveredFile();
+  }
+  if (environment_.logsDirPath) {
+    raise(delivery_->deliverLogs(*environment_.logsDirPath));
+    events_.deliveredLogs();
+  }
 }
 
 }  // namespace ztp

@@ -1,144 +1,227 @@
-// The connection to a server: ssh as a child, one destination after the other, and the countdown
-// before the whole list is tried again.
-#include <fmt/format.h>
-#include <unistd.h>
+// Starting ssh, cutting its output into messages, and the ways to write to it.
+#include "app/ServerConnection.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
-#include "app/ZanburyToolProxy.h"
-#include "platform/Error.h"
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "app/SessionFailure.h"
+#include "app/WorkingDirectory.h"
+#include "platform/BlockingWait.h"
 #include "platform/FileManager.h"
 #include "platform/Pipe.h"
-#include "util/ServerDestination.h"
+#include "platform/System.h"
 
 namespace ztp {
 namespace {
 
-constexpr std::chrono::seconds countdownTick{1};
+using Clock = BlockingWait::Clock;
+using std::chrono::milliseconds;
+
+// As much as the widened pipe from ssh may offer at once is read in a few turns.
+constexpr std::size_t readSize = 262'144;
+
+constexpr std::uint64_t controlLimit = 100'000;
+constexpr std::uint64_t forwardLimit = 10'000'000;
+
+// By type, from None to Forward; every type behind it has no limit. That acknowledgements and
+// forwarding markers have none either is what servers rely on.
+constexpr std::array<std::uint64_t, 9> lengthLimits = {
+    controlLimit, controlLimit, controlLimit, controlLimit, controlLimit, 0, 0, 0, forwardLimit};
+
+constexpr milliseconds timeBehindTheLastMessage{20};
+
+void check(ZanburyToolProxyMessage& message) {
+  const std::uint64_t limit = ServerConnection::maxLengthForType(message.type);
+  if (message.didFinishReadingHeader() && limit != 0 && message.length > limit) {
+    message.abortReading();
+    throw SessionFailure{"Message is too big"};
+  }
+  if (message.shouldAbort()) throw SessionFailure{"Invalid message received"};
+}
+
+void raiseUnlessWritten(bool wasWritten) {
+  if (!wasWritten) throw SessionFailure{"Could not write message"};
+}
 
 }  // namespace
 
-void ZanburyToolProxy::launchServerTask() {
-  if (serverDestinations.isEmpty()) {
-    transitionToStateRetry();
-    return;
-  }
-  const std::string destination = serverDestinations.takeFirst();
-  perform([&] { launchServerTaskWithDestination(destination); });
+ServerConnection::ServerConnection(const std::filesystem::path& temporaryDirectoryPath,
+                                   ServerDestination destination,
+                                   ServerConnectionDelegate& delegate)
+    : temporaryDirectoryPath_(temporaryDirectoryPath),
+      destination_(std::move(destination)),
+      delegate_(delegate) {}
+
+ServerConnection::~ServerConnection() {
+  // Neither may watch a descriptor that is closed.
+  reader_.reset();
+  pendingOutputMessage.reset();
+  inputFileHandle.reset();
+  outputFileHandle.reset();
+  if (serverTask) serverTask->terminate();
 }
 
-void ZanburyToolProxy::launchServerTaskWithDestination(const std::string& destination) {
-  const auto server = ServerDestination::fromString(destination);
-  if (!server) {
-    abortWithReason("Invalid server destination", std::nullopt, nullptr);
-    return;
+void ServerConnection::writeIdentity(const std::optional<SecretText>& serverIdentity) {
+  const std::string reason = "Could not write identity to a file";
+  if (temporaryDirectoryPath_.empty()) {
+    throw SessionFailure{reason, Error{"There is no working directory"}};
   }
-  server_ = server;
-  events_.connecting(*server);
-  if (!writeIdentity()) return;
+  identityPath = temporaryDirectoryPath_ / "identity";
+  WorkingDirectory::removeItemAtPath(identityPath);
+  if (!serverIdentity) throw SessionFailure{reason, Error{"EXPORT_SERVER_IDENTITY is not set"}};
+  if (const auto error = FileManager::writeNewPrivateFile(identityPath, bytesOf(*serverIdentity))) {
+    throw SessionFailure{reason, error};
+  }
+}
+
+void ServerConnection::removeIdentity() {
+  WorkingDirectory::removeItemAtPath(std::exchange(identityPath, {}));
+}
+
+void ServerConnection::launch(const std::optional<std::string>& serverCommandPath,
+                              const std::filesystem::path& launchPath) {
   // Empty, so that no user or system configuration takes part in the connection.
-  static_cast<void>(FileManager::createEmptyFile(temporaryDirectoryPath / "config"));
-  sendProgressSectionWithTitle("Connecting to Zanbury Cloud...", 0);
-  ChildProcess::Command ssh{
-      "/usr/bin/ssh", sshArguments(server->user, server->portText, server->host), {}};
+  static_cast<void>(FileManager::createEmptyFile(temporaryDirectoryPath_ / "config"));
+  if (!serverCommandPath) throw PlatformException("EXPORT_SERVER_COMMAND_PATH is not set");
   Pipe standardInput = Pipe::create();
   Pipe standardOutput = Pipe::create();
-  serverTask =
-      ChildProcess::launch(ssh, {standardInput.readingEnd.fileDescriptor(),
-                                 standardOutput.writingEnd.fileDescriptor(), STDERR_FILENO});
+  serverTask = ChildProcess::launch({launchPath, sshArguments(*serverCommandPath), {}},
+                                    {standardInput.readingEnd.fileDescriptor(),
+                                     standardOutput.writingEnd.fileDescriptor(), STDERR_FILENO});
   inputFileHandle = std::move(standardOutput.readingEnd);
   outputFileHandle = std::move(standardInput.writingEnd);
   startReadingInputFileHandle();
 }
 
-bool ZanburyToolProxy::writeIdentity() {
-  constexpr std::string_view reason = "Could not write identity to a file";
-  if (temporaryDirectoryPath.empty()) {
-    abortWithReason(reason, Error{"There is no working directory"}, nullptr);
-    return false;
+std::vector<std::string> ServerConnection::sshArguments(
+    const std::string& serverCommandPath) const {
+  return {"-F",
+          temporaryDirectoryPath_ / "config",
+          "-o",
+          "ServerAliveInterval=5",
+          "-o",
+          "ServerAliveCountMax=3",
+          "-o",
+          "TCPKeepAlive=yes",
+          "-o",
+          "Compression=yes",
+          "-o",
+          "StrictHostKeyChecking=no",
+          "-i",
+          identityPath,
+          "-l",
+          destination_.user,
+          "-p",
+          destination_.portText,
+          destination_.host,
+          serverCommandPath,
+          "server"};
+}
+
+void ServerConnection::startReadingInputFileHandle() {
+  reader_.emplace(inputFileHandle->fileDescriptor(), readSize,
+                  [this](DataView data) { inputFileHandleDidRead(data); });
+  reader_->readInBackgroundAndNotify();
+}
+
+void ServerConnection::inputFileHandleDidRead(DataView data) {
+  if (data.empty()) {
+    delegate_.serverStreamDidEnd();
+  } else if (consumeChunk(data)) {
+    reader_->readInBackgroundAndNotify();
   }
-  identityPath = temporaryDirectoryPath / "identity";
-  removeItemAtPath(identityPath);
-  if (!serverIdentity) {
-    abortWithReason(reason, Error{"EXPORT_SERVER_IDENTITY is not set"}, nullptr);
-    return false;
-  }
-  if (const auto error = FileManager::writeNewPrivateFile(identityPath, bytesOf(*serverIdentity))) {
-    abortWithReason(reason, error, nullptr);
-    return false;
+}
+
+bool ServerConnection::consumeChunk(DataView chunk) {
+  while (!chunk.empty()) {
+    auto message = pendingInputMessage ? std::move(pendingInputMessage) : newMessage();
+    chunk = chunk.subspan(message->consumeDataWithBytes(chunk));
+    check(*message);
+    delegate_.messageDidConsumeBytes(*message);
+    if (!message->didFinishReadingBody()) {
+      pendingInputMessage = std::move(message);
+      continue;
+    }
+    removeIdentity();  // ssh has logged in: somebody speaks at its other end
+    if (!delegate_.handleMessage(*message)) return false;
   }
   return true;
 }
 
-void ZanburyToolProxy::removeIdentity() {
-  removeItemAtPath(std::exchange(identityPath, {}));
+std::unique_ptr<ZanburyToolProxyMessage> ServerConnection::newMessage() const {
+  const auto* directory = temporaryDirectoryPath_.empty() ? nullptr : &temporaryDirectoryPath_;
+  auto message = Message::initForReadingWithTemporaryDirectoryPath(directory, MessageType::None);
+  message->keepsBodyOfType = [this](MessageType type) { return delegate_.keepsBodyOfType(type); };
+  return message;
 }
 
-std::vector<std::string> ZanburyToolProxy::sshArguments(const std::string& user,
-                                                        const std::string& portText,
-                                                        const std::string& host) const {
-  if (!serverCommandPath) throw PlatformException("EXPORT_SERVER_COMMAND_PATH is not set");
-  return {"-F",    temporaryDirectoryPath / "config",
-          "-o",    "ServerAliveInterval=5",
-          "-o",    "ServerAliveCountMax=3",
-          "-o",    "TCPKeepAlive=yes",
-          "-o",    "Compression=yes",
-          "-o",    "StrictHostKeyChecking=no",
-          "-i",    identityPath,
-          "-l",    user,
-          "-p",    portText,
-          host,    *serverCommandPath,
-          "server"};
+std::uint64_t ServerConnection::maxLengthForType(MessageType type) {
+  const auto index = static_cast<std::size_t>(type);
+  return index < lengthLimits.size() ? lengthLimits[index] : 0;
 }
 
-void ZanburyToolProxy::endServerTask() {
-  if (serverTask) serverTask->terminate();
+void ServerConnection::sendMessageWithType(MessageType type) {
+  sendMessageWithType(type, Data{});
 }
 
-void ZanburyToolProxy::cleanUpServerTask() {
-  removeIdentity();
-  serverTask.reset();
-  if (inputFileHandle) {
-    stopReadingInputFileHandle();
-    inputFileHandle->close();
-    inputFileHandle.reset();
+void ServerConnection::sendMessageWithType(MessageType type, const Dictionary& dictionary) {
+  if (!outputFileHandle) return;
+  raiseUnlessWritten(Message::writeMessageWithType(type, dictionary, *outputFileHandle));
+}
+
+void ServerConnection::sendMessageWithType(MessageType type, Data data) {
+  if (!outputFileHandle) return;
+  raiseUnlessWritten(Message::writeMessageWithType(type, std::move(data), *outputFileHandle));
+}
+
+void ServerConnection::sendMessageWithType(MessageType type,
+                                           const std::filesystem::path& filePath) {
+  if (!outputFileHandle) return;
+  raiseUnlessWritten(Message::writeMessageWithType(type, filePath, *outputFileHandle));
+}
+
+void ServerConnection::startWritingMessageWithType(
+    MessageType type, const std::filesystem::path& filePath,
+    ZanburyToolProxyMessageDelegate& progressDelegate) {
+  pendingOutputMessage =
+      Message::startWritingMessageWithType(type, filePath, *outputFileHandle, progressDelegate);
+  // Without a message nothing would ever come back from the server.
+  if (!pendingOutputMessage) throw SessionFailure{"Could not write message asynchronously"};
+}
+
+void ServerConnection::finishUploadProgress() {
+  if (pendingOutputMessage &&
+      pendingOutputMessage->bodyBytesWritten == pendingOutputMessage->length) {
+    pendingOutputMessage->continueWritingAsynchronously();
   }
-  if (outputFileHandle) {
-    outputFileHandle->close();
-    outputFileHandle.reset();
-  }
-  pendingInputMessage.reset();
 }
 
-void ZanburyToolProxy::transitionToStateRetry() {
-  enterState(State::Retry);
-  // A delay at the very end of the range must not overflow.
-  retryCountdown = retryDelay < INT64_MAX ? retryDelay + 1 : retryDelay;
-  stopRetryTimer();
-  retryTimer.emplace(countdownTick, [this] { perform([this] { retryTimerFired(); }); });
+void ServerConnection::forgetWrittenMessage() {
+  pendingOutputMessage.reset();
 }
 
-void ZanburyToolProxy::stopRetryTimer() {
-  retryTimer.reset();
+void ServerConnection::endStreamToServer() {
+  outputFileHandle.reset();
 }
 
-void ZanburyToolProxy::retryTimerFired() {
-  if (state != State::Retry) {
-    stopRetryTimer();
-    return;
+void ServerConnection::endInterruptedStream() {
+  if (outputFileHandle && outputFileHandle->wasInterrupted()) endStreamToServer();
+}
+
+void ServerConnection::drainLastMessage() {
+  if (!outputFileHandle) return;
+  const auto deadline = BlockingWait::deadline().value_or(Clock::now() + lastMessageTime);
+  BlockingWait::setDeadline(deadline);
+  const int stream = outputFileHandle->fileDescriptor();
+  while (Clock::now() < deadline && system::bytesInPipe(stream) > 0) {
+    BlockingWait::sleepFor(milliseconds{1});
   }
-  --retryCountdown;
-  if (retryCountdown < 1) {
-    stopRetryTimer();
-    readClientEnvironment();
-    transitionToStateWaitingForServerHello();
-    launchServerTask();
-    return;
-  }
-  sendProgressSectionWithTitle(
-      fmt::format("Could not connect. Will try again in {} {}...", retryCountdown,
-                  retryCountdown == 1 ? "second" : "seconds"),
-      0);
+  BlockingWait::sleepFor(timeBehindTheLastMessage);  // less when the deadline comes first
 }
 
 }  // namespace ztp

@@ -1,7 +1,8 @@
-// The entry point: one session, one run loop. Every way out goes through the session's stopProxy.
+// The entry point: one session, one run loop. Every way out unwinds to here.
 #include <exception>
 
 #include "app/CommandLine.h"
+#include "app/ProcessEnded.h"
 #include "app/ZanburyToolProxy.h"
 #include "platform/LastResort.h"
 #include "platform/Log.h"
@@ -12,12 +13,29 @@
 
 namespace {
 
-void runSession(bool isServer) {
-  ztp::Signals::catchTermination();
-  ztp::RunLoop& runLoop = ztp::RunLoop::main();
-  const auto session = ztp::ZanburyToolProxy::initServerProxy(isServer);
-  session->startProxy();
-  runLoop.run();
+int runSession(bool isServer) {
+  try {
+    ztp::Signals::catchTermination();
+    ztp::RunLoop& runLoop = ztp::RunLoop::main();
+    const auto session = ztp::ZanburyToolProxy::initServerProxy(isServer);
+    session->startProxy();
+    session->perform([&] { runLoop.run(); });
+    return 0;
+  } catch (const ztp::ProcessEnded& end) {
+    return end.status;
+  }
+}
+
+int run(const ztp::CommandLine& commandLine) {
+  try {
+    const bool isServer = commandLine.asksForServerRole();
+    if (!isServer && commandLine.answers()) return 0;
+    return runSession(isServer);
+  } catch (const std::exception& exception) {
+    // What the session stands on could not be made; from then on the session catches its own.
+    ztp::log("ERROR: {}", ztp::printable(exception.what()));
+    return 1;
+  }
 }
 
 }  // namespace
@@ -26,15 +44,7 @@ int main(int argumentCount, char** arguments) {
   ztp::StandardStreams::prepare();
   ztp::system::refuseCoreDumps();
   ztp::LastResort::prepare();
-  const ztp::CommandLine commandLine(argumentCount, arguments);
-  try {
-    const bool isServer = commandLine.asksForServerRole();
-    if (!isServer && commandLine.answers()) return 0;
-    runSession(isServer);
-    return 0;
-  } catch (const std::exception& exception) {
-    // What the session stands on could not be made; from then on the session catches its own.
-    ztp::log("ERROR: {}", ztp::printable(exception.what()));
-    return 1;
-  }
+  const int status = run(ztp::CommandLine(argumentCount, arguments));
+  ztp::StandardStreams::restore();
+  return status;
 }

@@ -21,13 +21,13 @@
 namespace ztp {
 namespace {
 
-constexpr std::chrono::milliseconds longestTrust{1000};
+// A child whose exit was not announced, for whatever reason, is found all the same.
+constexpr std::chrono::milliseconds recheckInterval{1000};
 
-// Children whose objects are gone and that have not been collected, and those being waited for.
+// Children whose objects are gone and that have not been collected.
 std::vector<pid_t> forgottenChildren;
-std::vector<pid_t> awaitedChildren;
 
-bool hasEnded(pid_t pid) {
+bool hasExited(pid_t pid) {
   pid_t result = 0;
   do {
     result = ::waitpid(pid, nullptr, WNOHANG);
@@ -145,7 +145,7 @@ void waitBlockingly(pid_t pid) noexcept {
 }  // namespace
 
 ChildProcess ChildProcess::launch(const Command& command, const Streams& streams) {
-  static_cast<void>(Signals::childEndDescriptor());
+  static_cast<void>(Signals::childExitDescriptor());
   const Plan plan(command, streams);
   forgottenChildren.reserve(forgottenChildren.size() + 1);  // forgetting one must not fail
   ErrorPipe errorPipe;
@@ -185,28 +185,29 @@ void ChildProcess::terminate() noexcept {
 }
 
 void ChildProcess::waitUntilExit() {
-  awaitedChildren.push_back(pid_);
-  // A child whose end was not announced, for whatever reason, is found ended all the same.
-  while (!hasEnded(pid_)) {
-    if (BlockingWait::untilReadable(Signals::childEndDescriptor(), longestTrust) ==
-        BlockingWait::Outcome::expired) {
-      waitBlockingly(pid_);  // nothing else is attended to any more
+  try {
+    while (!hasExited(pid_)) {
+      if (BlockingWait::untilReadable(Signals::childExitDescriptor(), recheckInterval) ==
+          BlockingWait::Outcome::expired) {
+        waitBlockingly(pid_);  // nothing interrupts any more
+      }
+      Signals::drainChildExits();
     }
-    Signals::forgetChildEnds();
+  } catch (...) {
+    kill();
+    throw;
   }
-  std::erase(awaitedChildren, std::exchange(pid_, -1));
+  pid_ = -1;
   reapForgotten();
 }
 
-void ChildProcess::reapForgotten() noexcept {
-  std::erase_if(forgottenChildren, hasEnded);
+void ChildProcess::kill() noexcept {
+  ::kill(pid_, SIGKILL);
+  waitBlockingly(std::exchange(pid_, -1));
 }
 
-void ChildProcess::killAwaited() noexcept {
-  for (const pid_t pid : std::exchange(awaitedChildren, {})) {
-    ::kill(pid, SIGKILL);
-    waitBlockingly(pid);
-  }
+void ChildProcess::reapForgotten() noexcept {
+  std::erase_if(forgottenChildren, hasExited);
 }
 
 }  // namespace ztp

@@ -40,18 +40,18 @@ class ChildProcess {
   [[nodiscard]] pid_t processIdentifier() const noexcept { return pid_; }
   /// Sends SIGTERM; nothing when it has ended.
   void terminate() noexcept;
-  /// Blocks until it has ended (see BlockingWait).
+  /// Blocks until it has exited (see BlockingWait). When the wait is interrupted the child is
+  /// killed and collected before this raises: it writes nothing into a directory that is removed
+  /// next.
   void waitUntilExit();
 
-  /// Collects every forgotten child that has ended.
+  /// Collects every forgotten child that has exited.
   static void reapForgotten() noexcept;
-  /// Kills the children that somebody waits for in waitUntilExit and collects them; for the way out
-  /// of the process, so that none of them writes into a directory that is being removed.
-  static void killAwaited() noexcept;
 
  private:
   explicit ChildProcess(pid_t pid) noexcept : pid_(pid) {}
   void forget() noexcept;
+  void kill() noexcept;
 
   pid_t pid_ = -1;
 };

@@ -1,6 +1,5 @@
-// Byte buffers. Every Data and SecretText is wiped when it lets go of its memory, and at the end of
-// the process, so a key, a decrypted body or the identity text never lingers in the heap, whoever
-// held it last.
+// Byte buffers. Every Data and SecretText wipes its memory before it gives it back, so that a key,
+// a decrypted body or the identity's text never lingers in the heap, whoever held it last.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/SecretMemory.h"
+#include "platform/Wipe.h"
 
 namespace ztp {
 
@@ -27,11 +26,11 @@ struct WipingAllocator {
   template <typename U>
   explicit(false) WipingAllocator(const WipingAllocator<U>& /*other*/) noexcept {}
 
-  T* allocate(std::size_t count) {
-    static_assert(alignof(T) <= alignof(std::max_align_t));
-    return static_cast<T*>(SecretMemory::allocate(count * sizeof(T)));
+  T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+  void deallocate(T* memory, std::size_t count) noexcept {
+    wipe(memory, count * sizeof(T));
+    std::allocator<T>().deallocate(memory, count);
   }
-  void deallocate(T* memory, std::size_t /*count*/) noexcept { SecretMemory::release(memory); }
   template <typename U>
   void construct(U* element) noexcept {
     std::uninitialized_default_construct_n(element, 1);

@@ -42,18 +42,6 @@ std::size_t readSome(int fileDescriptor, std::span<std::uint8_t> bytes) {
   }
 }
 
-// A flag that is up as long as this object lives.
-class Raised {
- public:
-  explicit Raised(bool& flag) : flag_(flag) { flag_ = true; }
-  ~Raised() { flag_ = false; }
-  Raised(const Raised&) = delete;
-  Raised& operator=(const Raised&) = delete;
-
- private:
-  bool& flag_;
-};
-
 bool hasSomethingToRead(int fileDescriptor) {
   pollfd descriptor{fileDescriptor, POLLIN, 0};
   return ::poll(&descriptor, 1, 0) == 1 && (descriptor.revents & (POLLIN | POLLHUP)) != 0;
@@ -100,7 +88,6 @@ std::optional<FileHandle> FileHandle::forOverwritingAtPath(const std::filesystem
 void FileHandle::writeData(DataView bytes) {
   // A wait for a closed descriptor would never end.
   if (fileDescriptor_ == -1) throw PlatformException(Error::fromErrorNumber("write", EBADF));
-  const Raised whileWriting(isWriting_);
   if (isRegularFile_) {
     writeToFile(bytes);
   } else {
@@ -121,7 +108,10 @@ void FileHandle::writeToFile(DataView bytes) {
 
 void FileHandle::writeToPipe(DataView bytes) {
   while (!bytes.empty()) {
-    if (BlockingWait::untilWritable(fileDescriptor_) == BlockingWait::Outcome::expired) {
+    wasInterrupted_ = true;  // unless the wait comes to its end
+    const auto outcome = BlockingWait::untilWritable(fileDescriptor_);
+    wasInterrupted_ = false;
+    if (outcome == BlockingWait::Outcome::expired) {
       throw PlatformException("write: the other side takes nothing");
     }
     const std::size_t piece = std::min<std::size_t>(bytes.size(), PIPE_BUF);

@@ -39,11 +39,10 @@ class FileHandle {
   /// Writes all of it. On a pipe or FIFO without room this waits (see BlockingWait), whether or not
   /// the descriptor is blocking.
   void writeData(DataView bytes);
-  /// True while `writeData` waits further up the call stack: what is written now would land in the
-  /// middle of that.
-  [[nodiscard]] bool isWriting() const noexcept { return isWriting_; }
-  /// True when a part of what a `writeData` was given is in the pipe and the rest is not, either
-  /// because it waits further up the call stack or because it has failed.
+  /// True once an interrupt has ended a wait of `writeData`: what is written now would stand behind
+  /// the part of that which is out.
+  [[nodiscard]] bool wasInterrupted() const noexcept { return wasInterrupted_; }
+  /// True when a part of what the last `writeData` was given is in the pipe and the rest is not.
   [[nodiscard]] bool isHalfWritten() const noexcept { return isHalfWritten_; }
 
   /// Fills the bytes from the file, fewer of them at its end, and returns how many; 0 when nothing
@@ -74,7 +73,7 @@ class FileHandle {
   int fileDescriptor_ = -1;
   Ownership ownership_ = Ownership::owns;
   bool isRegularFile_ = false;
-  bool isWriting_ = false;
+  bool wasInterrupted_ = false;
   bool isHalfWritten_ = false;
 };
 

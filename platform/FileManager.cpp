@@ -44,7 +44,7 @@ MaybeError maybe(std::string_view call, const fs::path& path, const std::error_c
 
 // Copies what a path leads to, to a name that is free.
 void copyTo(const Directory& directory, const std::string& name, const fs::path& source) {
-  TreeCopy copy(TreeCopy::Content::copy, std::nullopt, BlockingWait::glance);
+  TreeCopy copy(TreeCopy::Content::copy, std::nullopt, BlockingWait::checkInterrupts);
   struct stat status {};
   if (::stat(source.c_str(), &status) != 0) throw PlatformException(errnoFor("stat", source));
   if (S_ISDIR(status.st_mode)) {
@@ -106,7 +106,7 @@ MaybeError FileManager::removeItem(const fs::path& path, TreeRemoval::Unremovabl
   try {
     if (isSurelyAbsent(path)) return std::nullopt;
     const ItemPath item(path);
-    TreeRemoval removal(BlockingWait::glance, unremovable);
+    TreeRemoval removal(BlockingWait::checkInterrupts, unremovable);
     removal.remove(Directory::at(item.parent), item.name);
     return removal.error();
   } catch (const PlatformException& exception) {

@@ -16,8 +16,8 @@ namespace ztp {
 
 using MaybeError = std::optional<Error>;
 
-/// Stateless operations; callable from any thread, but copies let the main thread's attendant act
-/// between pieces.
+/// Stateless operations; callable from any thread, but removals and copies check for interrupts,
+/// which belong to the main thread (see BlockingWait).
 class FileManager {
  public:
   FileManager() = delete;
@@ -38,8 +38,7 @@ class FileManager {
   /// Makes the directory and those above it; one that exists is no error.
   [[nodiscard]] static MaybeError createDirectory(const std::filesystem::path& path);
   /// Removes a file, a link (not what it leads to) or a whole directory tree, its directories that
-  /// are not writable included; that nothing is there is no error. The main thread's attendant is
-  /// called now and then (see BlockingWait).
+  /// are not writable included; that nothing is there is no error. Interrupts end it.
   [[nodiscard]] static MaybeError removeItem(
       const std::filesystem::path& path,
       TreeRemoval::Unremovable unremovable = TreeRemoval::Unremovable::leave);
@@ -59,8 +58,8 @@ class FileManager {
 
   /// Copies the file or the directory tree that `source` leads to, to a path where nothing is yet,
   /// with permissions (without set-id bits) and modification times; links inside a tree are kept.
-  /// What was copied before a failure is removed again. The main thread's attendant is called now
-  /// and then.
+  /// What was copied before a failure is removed again. So is it when an
+  /// interrupt ends the copy.
   [[nodiscard]] static MaybeError copyItem(const std::filesystem::path& source,
                                            const std::filesystem::path& destination);
 };

@@ -56,7 +56,7 @@ void noteTermination(int signalNumber) {
   errno = savedErrno;
 }
 
-void noteChildEnd(int /*signalNumber*/) {
+void noteChildExit(int /*signalNumber*/) {
   const int savedErrno = errno;
   childPipe.load()->put(1);
   errno = savedErrno;
@@ -108,17 +108,17 @@ std::optional<int> Signals::takeTermination() {
   return terminationPipe.load()->take();
 }
 
-int Signals::childEndDescriptor() {
+int Signals::childExitDescriptor() {
   static const SignalPipe pipe;
   if (childPipe.load() == nullptr) {
     childPipe = &pipe;
-    install(SIGCHLD, noteChildEnd);
+    install(SIGCHLD, noteChildExit);
     unblock(SIGCHLD);
   }
   return pipe.readingEnd();
 }
 
-void Signals::forgetChildEnds() {
+void Signals::drainChildExits() {
   while (childPipe.load()->take()) {
   }
 }

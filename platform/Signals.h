@@ -21,11 +21,11 @@ class Signals {
   /// The number of the termination signal that came first, once.
   static std::optional<int> takeTermination();
 
-  /// Readable when a child has ended since `forgetChildEnds`. Installs the SIGCHLD handler at the
+  /// Readable when a child has exited since `drainChildExits`. Installs the SIGCHLD handler at the
   /// first call.
-  static int childEndDescriptor();
-  /// Empties what childEndDescriptor shows.
-  static void forgetChildEnds();
+  static int childExitDescriptor();
+  /// Empties what childExitDescriptor shows.
+  static void drainChildExits();
 
   /// "SIGTERM" and so on; "signal" for any other number.
   static std::string_view name(int signalNumber);

@@ -13,14 +13,9 @@
 #include <unistd.h>
 
 #include "platform/PropertyList.h"
-#include "platform/SecretMemory.h"
 #include "platform/System.h"
 
 namespace ztp {
-
-void wipe(void* memory, std::size_t size) noexcept {
-  ::memset_s(memory, size, 0, size);
-}
 
 namespace system {
 

@@ -1,5 +1,4 @@
 // What Linux gives.
-#include "platform/SecretMemory.h"
 #include "platform/System.h"
 
 #include <cerrno>
@@ -21,10 +20,6 @@
 #include <unistd.h>
 
 namespace ztp {
-
-void wipe(void* memory, std::size_t size) noexcept {
-  ::explicit_bzero(memory, size);
-}
 
 namespace system {
 namespace {

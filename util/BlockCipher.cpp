@@ -48,14 +48,14 @@ std::optional<Error> BlockCipher::finish(Data& last) {
 // A long buffer goes in pieces, between which a cancel can act.
 bool BlockCipher::updateInPlace(std::span<std::uint8_t> blocks) {
   while (!blocks.empty()) {
-    const auto piece = blocks.first(std::min(blocks.size(), attendedPieceSize));
+    const auto piece = blocks.first(std::min(blocks.size(), interruptCheckBytes));
     int written = 0;
     if (EVP_CipherUpdate(context_.get(), piece.data(), &written, piece.data(),
                          static_cast<int>(piece.size())) != 1) {
       return false;
     }
     blocks = blocks.subspan(piece.size());
-    if (!blocks.empty()) BlockingWait::glance();
+    if (!blocks.empty()) BlockingWait::checkInterrupts();
   }
   return true;
 }

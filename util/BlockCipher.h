@@ -15,8 +15,8 @@
 namespace ztp {
 
 /// One pass of AES-256 in CBC mode (NIST SP 800-38A) with PKCS#7 padding (RFC 5652, section 6.3)
-/// over content that is replaced where it stands: any number of pieces, then the last one. The main
-/// thread's attendant acts every 2 MiB of a piece (see BlockingWait).
+/// over content that is replaced where it stands: any number of pieces, then the last one. Every
+/// 2 MiB of a piece there is a check for interrupts (see BlockingWait).
 class BlockCipher {
  public:
   /// `vector` has 16 bytes; an empty one is 16 zeros.

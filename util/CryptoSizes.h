@@ -12,6 +12,6 @@ inline constexpr std::size_t aesBlockSize = 16;                  // bytes; also 
 inline constexpr std::size_t passwordSaltSize = 32;              // bytes
 
 /// Bytes of an AES transform between two looks at what else wants attention: some milliseconds.
-inline constexpr std::size_t attendedPieceSize = std::size_t{2} << 20U;
+inline constexpr std::size_t interruptCheckBytes = std::size_t{2} << 20U;
 
 }  // namespace ztp

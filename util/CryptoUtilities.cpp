@@ -1,6 +1,7 @@
 // The operations with keys given as bytes or text: random bytes, AES, RSA, signatures.
 #include "util/CryptoUtilities.h"
 
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/rand.h>
 
@@ -94,6 +95,11 @@ std::optional<Data> CryptoUtilities::generateRandomAESInitializationVector() {
 
 std::optional<Data> CryptoUtilities::generateRandomPasswordSalt() {
   return generateRandomDataOfLength(passwordSaltSize);
+}
+
+bool CryptoUtilities::areEqual(DataView first, DataView second) {
+  return first.size() == second.size() &&
+         CRYPTO_memcmp(first.data(), second.data(), first.size()) == 0;
 }
 
 std::optional<Data> CryptoUtilities::encryptData(DataView data, const CryptoKey& key,

@@ -17,9 +17,9 @@
 
 namespace ztp {
 
-/// Stateless operations. An AES transform of more than 2 MiB lets the main thread's attendant act
-/// every 2 MiB (see BlockingWait), so that a cancel ends a long encryption: such data belongs to
-/// the main thread. All else may be called from any.
+/// Stateless operations. An AES transform of more than 2 MiB checks for interrupts every 2 MiB (see
+/// BlockingWait), so that a cancel ends a long encryption: such data belongs to the main thread.
+/// All else may be called from any.
 class CryptoUtilities {
  public:
   CryptoUtilities() = delete;
@@ -35,6 +35,10 @@ class CryptoUtilities {
   [[nodiscard]] static std::optional<Data> generateRandomAESInitializationVector();
   /// 32 random bytes.
   [[nodiscard]] static std::optional<Data> generateRandomPasswordSalt();
+
+  /// Whether two secrets are the same bytes; takes a time that depends on their sizes only, and
+  /// leaves nothing of them in registers that the system's libraries put on the stack.
+  [[nodiscard]] static bool areEqual(DataView first, DataView second);
 
   // Key objects. `error`, which may be null, is written only when something failed that has a
   // cause to tell.

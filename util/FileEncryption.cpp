@@ -132,7 +132,7 @@ class Destination {
 bool transform(Source& source, Destination& destination, LoggedCipher& cipher) {
   while (!source.isAtLastPiece() && cipher.update(source.piece())) {
     destination.write(source.piece());
-    BlockingWait::glance();
+    BlockingWait::checkInterrupts();
     source.advance();
   }
   const bool transformed = cipher.finish(source.piece());
@@ -141,7 +141,7 @@ bool transform(Source& source, Destination& destination, LoggedCipher& cipher) {
   source.finish();
   if (!transformed) return false;
   destination.write(source.piece());
-  BlockingWait::glance();
+  BlockingWait::checkInterrupts();
   destination.finish();
   return true;
 }

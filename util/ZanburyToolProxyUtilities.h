@@ -72,8 +72,8 @@ class ZanburyToolProxyUtilities {
   [[nodiscard]] static bool decryptFile(const std::filesystem::path& source,
                                         const std::filesystem::path& destination, AESKeyBytes key,
                                         std::optional<DataView> initializationVector);
-  /// Encrypts or decrypts a whole file (AES-256-CBC, PKCS#7; see CryptoUtilities) piece by piece;
-  /// the main thread's attendant acts between the pieces (see BlockingWait). Encrypting deletes the
+  /// Encrypts or decrypts a whole file (AES-256-CBC, PKCS#7; see CryptoUtilities) piece by piece,
+  /// with a check for interrupts between the pieces (see BlockingWait). Encrypting deletes the
   /// source as soon as all of it is transformed, before the result is whole and even when there is
   /// none; decrypting keeps it. The destination is written in place, and removed when it cannot be
   /// finished. False when the source cannot be read (logged; the source stays), the transformation

@@ -6,7 +6,18 @@
 
 namespace ztp {
 
-void BlockingWait::setAttendant(Attendant* /*attendant*/) {}
+BlockingWait::Registration::Registration(InterruptHandler& /*handler*/) noexcept {}
+
+BlockingWait::Registration::~Registration() = default;
+
+std::optional<BlockingWait::Clock::time_point> BlockingWait::setDeadline(
+    std::optional<Clock::time_point> /*deadline*/) {
+  return std::nullopt;
+}
+
+std::optional<BlockingWait::Clock::time_point> BlockingWait::deadline() noexcept {
+  return std::nullopt;
+}
 
 BlockingWait::Outcome BlockingWait::untilWritable(int /*fileDescriptor*/) {
   test::ServerPeer::takeAll();
@@ -21,6 +32,6 @@ void BlockingWait::sleepFor(std::chrono::milliseconds /*duration*/) {
   test::ServerPeer::takeAll();
 }
 
-void BlockingWait::glance() {}
+void BlockingWait::checkInterrupts() {}
 
 }  // namespace ztp

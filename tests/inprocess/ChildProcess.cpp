@@ -71,6 +71,4 @@ void ChildProcess::waitUntilExit() {}
 
 void ChildProcess::reapForgotten() noexcept {}
 
-void ChildProcess::killAwaited() noexcept {}
-
 }  // namespace ztp

@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "tests/inprocess/ProcessEnd.h"
+#include "app/ProcessEnded.h"
 #include "tests/inprocess/ServerPeer.h"
 #include "tests/inprocess/Surroundings.h"
 #include "tests/inprocess/TurnedLoop.h"
@@ -33,9 +33,10 @@ template <typename Action>
 void InProcessSession::act(const Action& action) {
   if (status_) return;
   try {
-    action();
+    session_->perform(action);
   } catch (const ProcessEnded& end) {
     status_ = end.status;
+    session_.reset();
   }
   ServerPeer::takeAll();
 }

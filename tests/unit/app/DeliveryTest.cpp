@@ -305,17 +305,14 @@ TEST_F(DeliveryTest, LinksThatLeadNowhereAreLinksAllTheSame) {
   EXPECT_EQ(fs::read_symlink(host / "logs/through"), "tool.log/x");
 }
 
-TEST_F(DeliveryTest, WhatIsAbandonedIsTakenBack) {
+TEST_F(DeliveryTest, WhatIsInterruptedIsTakenBack) {
   put(result / "converted/a", "new");
   fill(host / "result", "old");
-  std::optional<Delivery> abandoned;
-  const auto abandon = [&] {
+  Delivery interrupted = delivery([&] {
     EXPECT_EQ(std::distance(fs::directory_iterator(host), {}), 2) << "one is being made";
-    abandoned->abandon();
     throw Interruption{};
-  };
-  abandoned.emplace(work, abandon);
-  EXPECT_THROW(static_cast<void>(abandoned->deliverConvertedFile("converted", host / "result")),
+  });
+  EXPECT_THROW(static_cast<void>(interrupted.deliverConvertedFile("converted", host / "result")),
                Interruption);
   EXPECT_EQ(listing(host), (Listing{{"result", "old"}}));
 }

@@ -78,42 +78,37 @@ TEST(ChildProcess, IsCollectedWhenItEndsAfterItWasForgotten) {
     child.terminate();
   }
   while (!isGone(pid)) {
-    static_cast<void>(BlockingWait::untilReadable(Signals::childEndDescriptor()));
-    Signals::forgetChildEnds();
+    static_cast<void>(BlockingWait::untilReadable(Signals::childExitDescriptor()));
+    Signals::drainChildExits();
     ChildProcess::reapForgotten();
   }
   EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
 }
 
 // Lets a child end that waits for the end of this pipe, once this process waits for the child.
-class GateOpener : public Attendant {
+class GateOpener : public InterruptHandler {
  public:
-  explicit GateOpener(FileHandle& gate) : gate_(gate) { BlockingWait::setAttendant(this); }
-  ~GateOpener() override { BlockingWait::setAttendant(nullptr); }
-  GateOpener(const GateOpener&) = delete;
-  GateOpener& operator=(const GateOpener&) = delete;
+  explicit GateOpener(FileHandle& gate) : gate_(gate) {}
 
-  [[nodiscard]] std::vector<int> descriptorsToWatch() const override { return {}; }
-  void attend() override {
+  [[nodiscard]] Descriptors descriptorsToWatch() const override { return {-1, -1}; }
+  void handleInterrupts() override {
     if (++calls == 1) gate_.close();
-  }
-  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> deadline() const override {
-    return std::nullopt;
   }
 
   int calls = 0;
 
  private:
   FileHandle& gate_;
+  BlockingWait::Registration registration_{*this};
 };
 
-TEST(ChildProcess, IsFoundEndedThoughNoSignalSaysSo) {
-  const int childEnds = Signals::childEndDescriptor();
-  sigset_t childEnd{};
+TEST(ChildProcess, IsFoundExitedThoughNoSignalSaysSo) {
+  const int childExits = Signals::childExitDescriptor();
+  sigset_t childExit{};
   sigset_t before{};
-  sigemptyset(&childEnd);
-  sigaddset(&childEnd, SIGCHLD);
-  ::sigprocmask(SIG_BLOCK, &childEnd, &before);
+  sigemptyset(&childExit);
+  sigaddset(&childExit, SIGCHLD);
+  ::sigprocmask(SIG_BLOCK, &childExit, &before);
   Pipe pipe = Pipe::create();
   auto child = ChildProcess::launch({"/bin/cat", {}, {}}, {pipe.readingEnd.fileDescriptor(), 1, 2});
   const pid_t pid = child.processIdentifier();
@@ -121,9 +116,30 @@ TEST(ChildProcess, IsFoundEndedThoughNoSignalSaysSo) {
   child.waitUntilExit();
   EXPECT_GE(opener.calls, 1) << "it ended before it was waited for";
   EXPECT_TRUE(isGone(pid));
-  pollfd announcement{childEnds, POLLIN, 0};
+  pollfd announcement{childExits, POLLIN, 0};
   EXPECT_EQ(::poll(&announcement, 1, 0), 0) << "its end was announced";
   ::sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
+// Ends every wait by raising.
+class Interrupter : public InterruptHandler {
+ public:
+  struct Interruption {};
+
+  [[nodiscard]] Descriptors descriptorsToWatch() const override { return {-1, -1}; }
+  void handleInterrupts() override { throw Interruption{}; }
+
+ private:
+  BlockingWait::Registration registration_{*this};
+};
+
+TEST(ChildProcess, IsKilledAndCollectedWhenItsWaitIsInterrupted) {
+  auto child = launchIdle();
+  const pid_t pid = child.processIdentifier();
+  const Interrupter interrupter;
+  EXPECT_THROW(child.waitUntilExit(), Interrupter::Interruption);
+  EXPECT_EQ(::kill(pid, 0), -1);
+  EXPECT_EQ(errno, ESRCH);
 }
 
 TEST(ChildProcess, IsKilledWhenItsParentIsGone) {

@@ -1,4 +1,4 @@
-// File handles on pipes, FIFOs and files, and the attended waits beneath them.
+// File handles on pipes, FIFOs and files, and the interruptible waits beneath them.
 #include "platform/FileHandle.h"
 
 #include <fcntl.h>
@@ -10,12 +10,14 @@
 #include <array>
 #include <csignal>
 #include <filesystem>
+#include <new>
 #include <thread>
 
 #include "platform/BlockingWait.h"
 #include "platform/Error.h"
 #include "platform/Pipe.h"
 #include "platform/System.h"
+#include "tests/support/Allocations.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
 namespace ztp {
@@ -25,25 +27,33 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// Counts its calls; watches one descriptor and gives up at a time.
-class Observer : public Attendant {
+// Counts its calls; watches one descriptor.
+class Observer : public InterruptHandler {
  public:
-  Observer() { BlockingWait::setAttendant(this); }
-  ~Observer() override { BlockingWait::setAttendant(nullptr); }
-  Observer(const Observer&) = delete;
-  Observer& operator=(const Observer&) = delete;
-
-  [[nodiscard]] std::vector<int> descriptorsToWatch() const override { return watched; }
-  void attend() override {
+  [[nodiscard]] Descriptors descriptorsToWatch() const override { return {watched, -1}; }
+  void handleInterrupts() override {
     ++calls;
     if (onCall) onCall();
   }
-  [[nodiscard]] std::optional<Clock::time_point> deadline() const override { return end; }
 
-  std::vector<int> watched;
-  std::optional<Clock::time_point> end;
+  int watched = -1;
   std::function<void()> onCall;
   int calls = 0;
+
+ private:
+  BlockingWait::Registration registration_{*this};
+};
+
+// Raised by an observer to end a wait.
+struct Interruption {};
+
+// A deadline of all waits for the life of this object.
+class Deadline {
+ public:
+  explicit Deadline(milliseconds fromNow) { BlockingWait::setDeadline(Clock::now() + fromNow); }
+  ~Deadline() { BlockingWait::setDeadline(std::nullopt); }
+  Deadline(const Deadline&) = delete;
+  Deadline& operator=(const Deadline&) = delete;
 };
 
 void fillPipe(const Pipe& pipe) {
@@ -119,18 +129,17 @@ TEST(FileHandle, RaisesWhenNobodyCanRead) {
 TEST(FileHandle, GivesUpAFullPipeAtTheDeadline) {
   Pipe pipe = Pipe::create();
   fillPipe(pipe);
-  Observer observer;
-  observer.end = Clock::now() + milliseconds{20};
+  const Deadline deadline(milliseconds{20});
   EXPECT_THROW(pipe.writingEnd.writeData(bytesOf("x")), PlatformException);
 }
 
-TEST(FileHandle, LetsTheAttendantMakeRoomInAFullPipe) {
+TEST(FileHandle, LetsTheHandlerMakeRoomInAFullPipe) {
   Pipe pipe = Pipe::create();
   fillPipe(pipe);
   Pipe bell = Pipe::create();
   bell.writingEnd.writeData(bytesOf("!"));
   Observer observer;
-  observer.watched = {bell.readingEnd.fileDescriptor()};
+  observer.watched = bell.readingEnd.fileDescriptor();
   observer.onCall = [&] { static_cast<void>(pipe.readingEnd.readDataOfLength(65'536)); };
   pipe.writingEnd.writeData(bytesOf("x"));
   EXPECT_EQ(observer.calls, 1);
@@ -171,14 +180,14 @@ TEST(Pipe, IsInheritedByNobodyAndTellsWhatItHolds) {
   EXPECT_EQ(system::bytesInPipe(pipe.writingEnd.fileDescriptor()), 5U);
 }
 
-TEST(BlockingWait, CallsTheAttendantAgainAndAgain) {
+TEST(BlockingWait, CallsTheHandlerAgainAndAgain) {
   Observer observer;
   observer.onCall = [&] {
-    if (observer.calls == 2) observer.end = Clock::now();
+    if (observer.calls == 2) throw Interruption{};
   };
   Pipe pipe = Pipe::create();
-  EXPECT_EQ(BlockingWait::untilReadable(pipe.readingEnd.fileDescriptor()),
-            BlockingWait::Outcome::expired);
+  EXPECT_THROW(static_cast<void>(BlockingWait::untilReadable(pipe.readingEnd.fileDescriptor())),
+               Interruption);
   EXPECT_EQ(observer.calls, 2);
 }
 
@@ -204,27 +213,86 @@ class SignalStorm {
   struct sigaction before_ {};
 };
 
-TEST(BlockingWait, CallsTheAttendantHoweverOftenItIsInterrupted) {
+TEST(BlockingWait, CallsTheHandlerHoweverOftenItIsInterrupted) {
   Observer observer;
   observer.onCall = [&] {
-    if (observer.calls == 2) observer.end = Clock::now();
+    if (observer.calls == 2) throw Interruption{};
   };
   Pipe pipe = Pipe::create();
   const SignalStorm storm;
-  EXPECT_EQ(BlockingWait::untilReadable(pipe.readingEnd.fileDescriptor()),
-            BlockingWait::Outcome::expired);
+  EXPECT_THROW(static_cast<void>(BlockingWait::untilReadable(pipe.readingEnd.fileDescriptor())),
+               Interruption);
   EXPECT_EQ(observer.calls, 2);
 }
 
-TEST(BlockingWait, GlancesWithoutWaiting) {
+TEST(BlockingWait, ChecksInterruptsWithoutWaiting) {
   Observer observer;
-  BlockingWait::glance();
+  BlockingWait::checkInterrupts();
   EXPECT_EQ(observer.calls, 0);
   Pipe bell = Pipe::create();
   bell.writingEnd.writeData(bytesOf("!"));
-  observer.watched = {bell.readingEnd.fileDescriptor()};
-  BlockingWait::glance();
+  observer.watched = bell.readingEnd.fileDescriptor();
+  BlockingWait::checkInterrupts();
   EXPECT_EQ(observer.calls, 1);
+}
+
+TEST(BlockingWait, IsNotInterruptedOnceThereIsADeadline) {
+  Pipe bell = Pipe::create();
+  bell.writingEnd.writeData(bytesOf("!"));
+  Observer observer;
+  observer.watched = bell.readingEnd.fileDescriptor();
+  const Deadline deadline(milliseconds{10});
+  const Pipe pipe = Pipe::create();
+  EXPECT_EQ(BlockingWait::untilReadable(pipe.readingEnd.fileDescriptor()),
+            BlockingWait::Outcome::expired);
+  BlockingWait::sleepFor(std::chrono::hours(1));
+  BlockingWait::checkInterrupts();
+  EXPECT_EQ(observer.calls, 0);
+}
+
+// Waits for what never comes when it goes.
+class WaitingDestructor {
+ public:
+  WaitingDestructor(const Pipe& pipe, BlockingWait::Outcome& outcome)
+      : pipe_(pipe), outcome_(outcome) {}
+  ~WaitingDestructor() {
+    BlockingWait::checkInterrupts();
+    outcome_ = BlockingWait::untilReadable(pipe_.readingEnd.fileDescriptor());
+  }
+  WaitingDestructor(const WaitingDestructor&) = delete;
+  WaitingDestructor& operator=(const WaitingDestructor&) = delete;
+
+ private:
+  const Pipe& pipe_;
+  BlockingWait::Outcome& outcome_;
+};
+
+TEST(BlockingWait, HasAnEndAndIsNotInterruptedWhileTheStackUnwinds) {
+  const Pipe pipe = Pipe::create();
+  Pipe bell = Pipe::create();
+  bell.writingEnd.writeData(bytesOf("!"));
+  Observer observer;
+  observer.watched = bell.readingEnd.fileDescriptor();
+  auto outcome = BlockingWait::Outcome::ready;
+  try {
+    const WaitingDestructor waiting(pipe, outcome);
+    throw Interruption{};
+  } catch (const Interruption&) {
+    EXPECT_EQ(outcome, BlockingWait::Outcome::expired);
+  }
+  EXPECT_EQ(observer.calls, 0);
+}
+
+TEST(BlockingWait, AllocatesNothing) {
+  Observer observer;
+  const Pipe pipe = Pipe::create();
+  const std::size_t before = test::allocationCount();
+  EXPECT_EQ(BlockingWait::untilWritable(pipe.writingEnd.fileDescriptor()),
+            BlockingWait::Outcome::ready);
+  BlockingWait::checkInterrupts();
+  EXPECT_EQ(test::allocationCount(), before);
+  ::operator delete(::operator new(1));
+  EXPECT_EQ(test::allocationCount(), before + 1) << "allocations are not counted";
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Log lines, what is done to text from strangers, and wiped memory.
+// Log lines, and what is done to text from strangers.
 #include "platform/Log.h"
 
 #include <fcntl.h>
@@ -130,21 +130,6 @@ TEST(Log, WritesALineOfAnyLengthIntoAFileAtOnce) {
   // A sanitizer adds a few writes of its own; pieces that fit a pipe would be fifty.
   EXPECT_LT(after, before + 10);
   EXPECT_EQ(contentOf(scratch / "log"), std::string(200'000, 'x') + "\n");
-}
-
-TEST(Data, IsWipedBeforeItsMemoryIsLetGo) {
-  std::vector<std::uint8_t> memory(64, 0xaa);
-  wipe(memory.data(), memory.size());
-  EXPECT_TRUE(std::all_of(memory.begin(), memory.end(), [](auto byte) { return byte == 0; }));
-}
-
-TEST(Data, HoldsWhatItIsGiven) {
-  const Data data{1, 2, 3};
-  EXPECT_EQ(copyOf(DataView(data)), data);
-  EXPECT_EQ(textOf(bytesOf("text")), "text");
-  Data grown(data);
-  grown.resize(1000);
-  EXPECT_TRUE(std::equal(data.begin(), data.end(), grown.begin()));
 }
 
 }  // namespace

@@ -1,13 +1,9 @@
 // AES-256-CBC with PKCS#7 padding: published vectors, padding, wrong keys, in place and in pieces.
 #include <gtest/gtest.h>
 
-#include <array>
-
-#include <unistd.h>
-
-#include "platform/BlockingWait.h"
 #include "tests/unit/util/Bytes.h"
 #include "tests/unit/util/CapturedLog.h"
+#include "tests/unit/util/Interrupter.h"
 #include "util/CryptoSizes.h"
 #include "util/CryptoUtilities.h"
 
@@ -157,7 +153,7 @@ TEST(Aes, ABufferThatIsGivenIsTransformedWhereItLies) {
 }
 
 TEST(Aes, InPlaceEqualsCopyingAroundTheBordersOfAPiece) {
-  constexpr std::size_t piece = attendedPieceSize;
+  constexpr std::size_t piece = interruptCheckBytes;
   for (const std::size_t size : {piece - 1, piece, piece + 1, piece + 16, 2 * piece + 5}) {
     const Data data = pattern(size);
     const auto copied = encrypted(data);
@@ -175,44 +171,19 @@ TEST(Aes, ALongBufferWithoutRoomGrowsByOneBlockOnly) {
   EXPECT_EQ(result.value().capacity(), 100'016U);
 }
 
-// Something always waits to be attended to; counts how often that was done.
-class CountingAttendant : public Attendant {
- public:
-  CountingAttendant() {
-    EXPECT_EQ(::pipe(ends_.data()), 0);
-    EXPECT_EQ(::write(ends_[1], "x", 1), 1);
-    BlockingWait::setAttendant(this);
-  }
-  CountingAttendant(const CountingAttendant&) = delete;
-  CountingAttendant& operator=(const CountingAttendant&) = delete;
-  ~CountingAttendant() override {
-    BlockingWait::setAttendant(nullptr);
-    for (const int end : ends_) ::close(end);
-  }
-
-  [[nodiscard]] std::vector<int> descriptorsToWatch() const override { return {ends_[0]}; }
-  void attend() override { ++count; }
-  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> deadline() const override {
-    return std::nullopt;
-  }
-
-  int count = 0;
-
- private:
-  std::array<int, 2> ends_{-1, -1};
-};
-
 TEST(Aes, ACancelIsSeenBetweenThePiecesOfALongBuffer) {
-  auto cipher = encrypted(pattern(3 * attendedPieceSize));
-  CountingAttendant attendant;
+  auto cipher = encrypted(pattern(3 * interruptCheckBytes));
+  int count = 0;
+  const Interrupter interrupter([&] { ++count; });
   EXPECT_TRUE(CryptoUtilities::decryptData(std::move(*cipher), key, nistVector).has_value());
-  EXPECT_EQ(attendant.count, 2);
+  EXPECT_EQ(count, 2);
 }
 
 TEST(Aes, AShortBufferIsNeverInterrupted) {
-  const CountingAttendant attendant;
-  EXPECT_TRUE(encrypted(pattern(attendedPieceSize)).has_value());
-  EXPECT_EQ(attendant.count, 0);
+  int count = 0;
+  const Interrupter interrupter([&] { ++count; });
+  EXPECT_TRUE(encrypted(pattern(interruptCheckBytes)).has_value());
+  EXPECT_EQ(count, 0);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
 #include <optional>
 #include <vector>
 
@@ -11,9 +10,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/BlockingWait.h"
 #include "platform/Error.h"
 #include "tests/unit/util/CapturedLog.h"
+#include "tests/unit/util/Interrupter.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp::test {
@@ -100,35 +99,15 @@ void fill(int fileDescriptor) {
   }
 }
 
-// Is called by every wait as soon as it has begun, and ends it.
-class Watchman : public Attendant {
- public:
-  Watchman() {
-    EXPECT_EQ(::write(bell_.writingEnd(), "!", 1), 1);
-    BlockingWait::setAttendant(this);
-  }
-  Watchman(const Watchman&) = delete;
-  Watchman& operator=(const Watchman&) = delete;
-  ~Watchman() override { BlockingWait::setAttendant(nullptr); }
-
-  [[nodiscard]] std::vector<int> descriptorsToWatch() const override {
-    return {bell_.readingEnd()};
-  }
-  void attend() override { end_ = std::chrono::steady_clock::now(); }
-  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> deadline() const override {
-    return end_;
-  }
-  [[nodiscard]] bool sawAWait() const { return end_.has_value(); }
-
- private:
-  Pipe bell_;
-  std::optional<std::chrono::steady_clock::time_point> end_;
-};
-
+// Every wait is ended as soon as it has begun.
 bool waitsUntilItCanWrite(int fileDescriptor) {
-  const Watchman watchman;
-  Utilities::waitUntilFileDescriptorCanWrite(fileDescriptor);
-  return watchman.sawAWait();
+  const Interrupter interrupter([] { throw Interruption{}; });
+  try {
+    Utilities::waitUntilFileDescriptorCanWrite(fileDescriptor);
+    return false;
+  } catch (const Interruption&) {
+    return true;
+  }
 }
 
 TEST(WaitUntilCanWrite, WaitsWhileThereIsNoRoom) {

@@ -1,11 +1,8 @@
 // What acts while long work goes on in the main thread.
 #pragma once
 
-#include <chrono>
 #include <functional>
-#include <optional>
 #include <utility>
-#include <vector>
 
 #include "platform/BlockingWait.h"
 #include "platform/FileHandle.h"
@@ -17,26 +14,19 @@ struct Interruption {};
 
 /// While this lives, long work makes the call whenever it looks whether anything else wants
 /// attention.
-class Interrupter : public Attendant {
+class Interrupter : public InterruptHandler {
  public:
-  explicit Interrupter(std::function<void()> call) : call_(std::move(call)) {
-    BlockingWait::setAttendant(this);
-  }
-  Interrupter(const Interrupter&) = delete;
-  Interrupter& operator=(const Interrupter&) = delete;
-  ~Interrupter() override { BlockingWait::setAttendant(nullptr); }
+  explicit Interrupter(std::function<void()> call) : call_(std::move(call)) {}
 
-  [[nodiscard]] std::vector<int> descriptorsToWatch() const override {
-    return {alwaysReadable_.fileDescriptor()};
+  [[nodiscard]] Descriptors descriptorsToWatch() const override {
+    return {alwaysReadable_.fileDescriptor(), -1};
   }
-  void attend() override { call_(); }
-  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> deadline() const override {
-    return std::nullopt;
-  }
+  void handleInterrupts() override { call_(); }
 
  private:
   FileHandle alwaysReadable_ = FileHandle::forReadingAtPath("/dev/zero").value();
   std::function<void()> call_;
+  BlockingWait::Registration registration_{*this};
 };
 
 }  // namespace ztp::test

@@ -51,6 +51,18 @@ TEST(RandomData, NeverRepeats) {
             shown(CryptoUtilities::generateRandomPasswordSalt()));
 }
 
+TEST(Secrets, AreEqualWhenAllTheirBytesAre) {
+  const Data secret = CryptoUtilities::generateRandomPasswordSalt().value();
+  EXPECT_TRUE(CryptoUtilities::areEqual(secret, Data(secret)));
+  EXPECT_TRUE(CryptoUtilities::areEqual({}, {}));
+  EXPECT_FALSE(CryptoUtilities::areEqual(secret, DataView(secret).first(31)));
+  for (std::size_t place = 0; place < secret.size(); ++place) {
+    Data other = secret;
+    other[place] ^= 1U;
+    EXPECT_FALSE(CryptoUtilities::areEqual(secret, other)) << place;
+  }
+}
+
 TEST(RandomData, ComesFromTheDeviceWhenTheSourceFails) {
   const FailingRandomSource failing;
   CapturedLog log;
