@@ -8,8 +8,8 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t kLongestName = 120;
-constexpr char kHexDigits[] = "0123456789abcdef";
+constexpr std::size_t longestName = 120;
+constexpr char hexDigits[] = "0123456789abcdef";
 
 bool isPlain(char c) {
   return c >= ' ' && c <= '~' && c != '\\' && c != '\'';
@@ -23,15 +23,15 @@ ArchiveError systemError(std::string_view what, int errorNumber) {
 
 std::string shown(std::string_view name) {
   std::string text = "'";
-  for (const char c : name.substr(0, kLongestName)) {
+  for (const char c : name.substr(0, longestName)) {
     if (isPlain(c)) {
       text += c;
     } else {
       const auto byte = static_cast<unsigned char>(c);
-      text += {'\\', 'x', kHexDigits[byte >> 4U], kHexDigits[byte & 15U]};
+      text += {'\\', 'x', hexDigits[byte >> 4U], hexDigits[byte & 15U]};
     }
   }
-  return text + (name.size() > kLongestName ? "...'" : "'");
+  return text + (name.size() > longestName ? "...'" : "'");
 }
 
 }  // namespace ztp::archiver

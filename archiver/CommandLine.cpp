@@ -10,7 +10,7 @@ namespace {
 
 using Words = std::span<const std::string_view>;
 
-/// Whether `arguments` are `options` followed by two operands that are not empty.
+// Whether `arguments` are `options` followed by two operands that are not empty.
 bool isForm(Words arguments, Words options) {
   return arguments.size() == options.size() + 2 &&
          std::equal(options.begin(), options.end(), arguments.begin()) &&
@@ -20,10 +20,10 @@ bool isForm(Words arguments, Words options) {
 }  // namespace
 
 Command parseArguments(Words arguments) {
-  static constexpr std::array<std::string_view, 3> kPack = {"-c", "-k", "--keepParent"};
-  static constexpr std::array<std::string_view, 2> kExtract = {"-x", "-k"};
-  if (isForm(arguments, kPack)) return PackCommand{arguments[3], arguments[4]};
-  if (isForm(arguments, kExtract)) return ExtractCommand{arguments[2], arguments[3]};
+  static constexpr std::array<std::string_view, 3> packOptions = {"-c", "-k", "--keepParent"};
+  static constexpr std::array<std::string_view, 2> extractOptions = {"-x", "-k"};
+  if (isForm(arguments, packOptions)) return PackCommand{arguments[3], arguments[4]};
+  if (isForm(arguments, extractOptions)) return ExtractCommand{arguments[2], arguments[3]};
   if (arguments.size() == 1 && arguments[0] == "--help") return HelpCommand{};
   return UnknownCommand{};
 }

@@ -16,10 +16,10 @@ namespace {
 
 // Room for bytes that do not deflate at all: both encoders then store them, 5 bytes of header for
 // every 5,000 bytes at the worst, and a block is closed with 5 more.
-constexpr std::size_t kOutputSize =
-    DeflateBlock::kInputSize + DeflateBlock::kInputSize / 512 + 64 + DeflateJoin::kGrowth;
-constexpr int kQuickLevel = 3;
-constexpr int kThoroughLevel = 6;
+constexpr std::size_t outputSize =
+    DeflateBlock::inputSize + DeflateBlock::inputSize / 512 + 64 + DeflateJoin::growth;
+constexpr int quickLevel = 3;
+constexpr int thoroughLevel = 6;
 
 struct CompressorFree {
   void operator()(libdeflate_compressor* compressor) const {
@@ -29,14 +29,14 @@ struct CompressorFree {
 
 }  // namespace
 
-/// ISA-L, which can leave a stream open by itself.
+// ISA-L, which can leave a stream open by itself.
 struct DeflateBlock::Quick {
   isal_zstream stream{};
   std::array<std::uint8_t, ISAL_DEF_LVL3_DEFAULT> tables{};
 
   std::size_t deflate(std::span<std::uint8_t> from, std::span<std::uint8_t> to, Position position) {
     isal_deflate_init(&stream);
-    stream.level = kQuickLevel;
+    stream.level = quickLevel;
     stream.level_buf = tables.data();
     stream.level_buf_size = static_cast<std::uint32_t>(tables.size());
     stream.end_of_stream = position == Position::last ? 1 : 0;
@@ -52,34 +52,34 @@ struct DeflateBlock::Quick {
   }
 };
 
-/// libdeflate, whose streams are always finished and are opened again.
+// libdeflate, whose streams are always finished and are opened again.
 struct DeflateBlock::Thorough {
   std::unique_ptr<libdeflate_compressor, CompressorFree> compressor{
-      libdeflate_alloc_compressor(kThoroughLevel)};
+      libdeflate_alloc_compressor(thoroughLevel)};
   DeflateJoin join;
 
   std::size_t deflate(std::span<std::uint8_t> from, std::span<std::uint8_t> to, Position position) {
     if (!compressor) throw std::bad_alloc();
     const std::size_t size = libdeflate_deflate_compress(
-        compressor.get(), from.data(), from.size(), to.data(), to.size() - DeflateJoin::kGrowth);
+        compressor.get(), from.data(), from.size(), to.data(), to.size() - DeflateJoin::growth);
     if (size == 0) throw ArchiveError("a block could not be deflated");
     return position == Position::last ? size : join.open(to, size, from.size());
   }
 };
 
 DeflateBlock::DeflateBlock()
-    : input_(std::make_unique_for_overwrite<std::uint8_t[]>(kInputSize)),
-      output_(std::make_unique_for_overwrite<std::uint8_t[]>(kOutputSize)) {}
+    : input_(std::make_unique_for_overwrite<std::uint8_t[]>(inputSize)),
+      output_(std::make_unique_for_overwrite<std::uint8_t[]>(outputSize)) {}
 
 DeflateBlock::~DeflateBlock() = default;
 
 std::span<std::uint8_t> DeflateBlock::input() {
-  return {input_.get(), kInputSize};
+  return {input_.get(), inputSize};
 }
 
 void DeflateBlock::deflate(std::size_t size, Effort effort, Position position) {
   const std::span<std::uint8_t> from = input().first(size);
-  const std::span<std::uint8_t> to(output_.get(), kOutputSize);
+  const std::span<std::uint8_t> to(output_.get(), outputSize);
   if (effort == Effort::quick) {
     if (!quick_) quick_ = std::make_unique<Quick>();
     outputSize_ = quick_->deflate(from, to, position);

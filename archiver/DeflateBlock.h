@@ -22,14 +22,14 @@ enum class Effort { quick, thorough };
 class DeflateBlock {
  public:
   /// Bytes of a file in one block.
-  static constexpr std::size_t kInputSize = std::size_t{1} << 20U;
+  static constexpr std::size_t inputSize = std::size_t{1} << 20U;
 
   DeflateBlock();
   DeflateBlock(const DeflateBlock&) = delete;
   DeflateBlock& operator=(const DeflateBlock&) = delete;
   ~DeflateBlock();
 
-  /// Where the block's bytes go before `deflate`: kInputSize bytes.
+  /// Where the block's bytes go before `deflate`: inputSize bytes.
   [[nodiscard]] std::span<std::uint8_t> input();
 
   /// Deflates the first `size` bytes of the input, 1 at least. Throws ArchiveError or bad_alloc.

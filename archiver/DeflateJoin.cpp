@@ -13,23 +13,23 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr uInt kDiscardedSize = uInt{256} << 10U;
-constexpr int kRawDeflate = -15;
+constexpr uInt discardedSize = uInt{256} << 10U;
+constexpr int rawDeflate = -15;
 
 // What zlib says in `data_type` after Z_BLOCK.
-constexpr int kUnusedBits = 7;
-constexpr int kAfterLastBlock = 64;
-constexpr int kAtBlockEnd = 128;
+constexpr int unusedBits = 7;
+constexpr int afterLastBlock = 64;
+constexpr int atBlockEnd = 128;
 
 // The header of an empty stored block is three zero bits; its lengths fill whole bytes after it.
-constexpr std::size_t kStoredHeaderBits = 3;
-constexpr std::array<std::uint8_t, 4> kStoredLengths = {0x00, 0x00, 0xFF, 0xFF};
+constexpr std::size_t storedHeaderBits = 3;
+constexpr std::array<std::uint8_t, 4> storedLengths = {0x00, 0x00, 0xFF, 0xFF};
 
 }  // namespace
 
 DeflateJoin::DeflateJoin()
-    : discarded_(std::make_unique_for_overwrite<std::uint8_t[]>(kDiscardedSize)) {
-  if (inflateInit2(&walker_, kRawDeflate) != Z_OK) throw std::bad_alloc();
+    : discarded_(std::make_unique_for_overwrite<std::uint8_t[]>(discardedSize)) {
+  if (inflateInit2(&walker_, rawDeflate) != Z_OK) throw std::bad_alloc();
 }
 
 DeflateJoin::~DeflateJoin() {
@@ -44,12 +44,12 @@ DeflateJoin::LastBlock DeflateJoin::findLastBlock(std::span<std::uint8_t> stream
   LastBlock last;
   for (;;) {
     walker_.next_out = discarded_.get();
-    walker_.avail_out = kDiscardedSize;
+    walker_.avail_out = discardedSize;
     if (inflate(&walker_, Z_BLOCK) != Z_OK) throw ArchiveError("a deflated block is broken");
-    if ((walker_.data_type & kAtBlockEnd) == 0) continue;
-    const auto unused = static_cast<std::size_t>(walker_.data_type & kUnusedBits);
+    if ((walker_.data_type & atBlockEnd) == 0) continue;
+    const auto unused = static_cast<std::size_t>(walker_.data_type & unusedBits);
     last.endBit = walker_.total_in * CHAR_BIT - unused;
-    if ((walker_.data_type & kAfterLastBlock) != 0) break;
+    if ((walker_.data_type & afterLastBlock) != 0) break;
     last.firstBit = last.endBit;
   }
   if (walker_.total_out != inflatedSize) throw ArchiveError("a deflated block has lost bytes");
@@ -62,10 +62,10 @@ std::size_t DeflateJoin::open(std::span<std::uint8_t> buffer, std::size_t size,
   std::uint8_t& header = buffer[last.firstBit / CHAR_BIT];
   header = static_cast<std::uint8_t>(header & ~(1U << (last.firstBit % CHAR_BIT)));
   // The bits that pad the last byte are zero: they are the stored block's header, or begin it.
-  std::size_t end = (last.endBit + kStoredHeaderBits + CHAR_BIT - 1) / CHAR_BIT;
+  std::size_t end = (last.endBit + storedHeaderBits + CHAR_BIT - 1) / CHAR_BIT;
   if (end > size) buffer[size] = 0;
-  std::memcpy(buffer.data() + end, kStoredLengths.data(), kStoredLengths.size());
-  return end + kStoredLengths.size();
+  std::memcpy(buffer.data() + end, storedLengths.data(), storedLengths.size());
+  return end + storedLengths.size();
 }
 
 }  // namespace ztp::archiver

@@ -15,7 +15,7 @@ namespace ztp::archiver {
 class DeflateJoin {
  public:
   /// The most bytes that `open` adds: what is left of a header, and an empty stored block.
-  static constexpr std::size_t kGrowth = 5;
+  static constexpr std::size_t growth = 5;
 
   DeflateJoin();
   DeflateJoin(const DeflateJoin&) = delete;
@@ -23,7 +23,7 @@ class DeflateJoin {
   ~DeflateJoin();
 
   /// `buffer` begins with a whole stream of `size` bytes that inflates to `inflatedSize` bytes and
-  /// has kGrowth bytes to spare. Gives its size after the change. Throws ArchiveError when the
+  /// has `growth` bytes to spare. Gives its size after the change. Throws ArchiveError when the
   /// bytes are no such stream.
   [[nodiscard]] std::size_t open(std::span<std::uint8_t> buffer, std::size_t size,
                                  std::size_t inflatedSize);

@@ -16,9 +16,9 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr int kDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-constexpr mode_t kAllPermissions = 0777;
-constexpr std::uint64_t kUsualBlockSize = 4096;
+constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr mode_t allPermissions = 0777;
+constexpr std::uint64_t usualBlockSize = 4096;
 
 mode_t currentMask() {
   const mode_t mask = ::umask(0);
@@ -37,7 +37,7 @@ std::optional<struct stat> statusOf(int directory, const char* name) {
 DestinationTree::DestinationTree(const std::filesystem::path& destination) : mask_(currentMask()) {
   std::error_code error;
   std::filesystem::create_directories(destination, error);
-  root_ = FileDescriptor(::open(destination.c_str(), kDirectory));
+  root_ = FileDescriptor(::open(destination.c_str(), directoryFlags));
   if (!root_) throw systemError("cannot unpack into " + shown(destination.native()), errno);
 }
 
@@ -48,7 +48,7 @@ std::optional<Room> DestinationTree::room() const {
   Room room;
   room.bytes = std::uint64_t{status.f_bavail} * status.f_frsize;
   // Over a network the unit is that of a transfer.
-  room.blockSize = std::min<std::uint64_t>(status.f_frsize, kUsualBlockSize);
+  room.blockSize = std::min<std::uint64_t>(status.f_frsize, usualBlockSize);
   if (status.f_files != 0) room.items = status.f_favail;
   return room;
 }
@@ -87,7 +87,7 @@ void DestinationTree::makeLink(const EntryName& name, const std::string& target,
       seconds);
 }
 
-/// The directory of that path, open until the next call.
+// The directory of that path, open until the next call.
 int DestinationTree::openDirectory(std::string_view path) {
   leaveUnless(sharedLength(path_, path));
   while (path_.size() < path.size()) {
@@ -109,10 +109,10 @@ void DestinationTree::leaveUnless(std::size_t sharedLength) {
 void DestinationTree::enter(std::string_view component) {
   const int parent = innermost();
   const std::string name(component);
-  const bool isNew = ::mkdirat(parent, name.c_str(), kAllPermissions) == 0;
+  const bool isNew = ::mkdirat(parent, name.c_str(), allPermissions) == 0;
   const int reason = errno;
   if (isNew) rememberMade(parent, name.c_str());
-  FileDescriptor child(::openat(parent, name.c_str(), kDirectory | O_NOFOLLOW));
+  FileDescriptor child(::openat(parent, name.c_str(), directoryFlags | O_NOFOLLOW));
   if (!child) {
     const int error = !isNew && reason != EEXIST ? reason : errno;
     throw systemError("cannot use the directory " + shown(name), error);

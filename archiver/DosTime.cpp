@@ -8,15 +8,15 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr int kFirstYear = 80;  // as the C library counts, from 1900
-constexpr int kLastYear = kFirstYear + 127;
+constexpr int firstYear = 80;  // as the C library counts, from 1900
+constexpr int lastYear = firstYear + 127;
 
 // Beyond these the C library need not be asked: they lie outside the years in any zone.
-constexpr std::int64_t kEarliest = 0;
-constexpr std::int64_t kLatest = 4'400'000'000;
+constexpr std::int64_t earliest = 0;
+constexpr std::int64_t latest = 4'400'000'000;
 
-constexpr DosTime kFirst = {0, 1U << 5U | 1U};
-constexpr DosTime kLast = {23U << 11U | 59U << 5U | 29U, 127U << 9U | 12U << 5U | 31U};
+constexpr DosTime firstTime = {0, 1U << 5U | 1U};
+constexpr DosTime lastTime = {23U << 11U | 59U << 5U | 29U, 127U << 9U | 12U << 5U | 31U};
 
 std::uint16_t joined(int high, unsigned highShift, int middle, int low) {
   return static_cast<std::uint16_t>(static_cast<unsigned>(high) << highShift |
@@ -27,12 +27,12 @@ std::uint16_t joined(int high, unsigned highShift, int middle, int low) {
 }  // namespace
 
 DosTime toDosTime(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(std::clamp(seconds, kEarliest, kLatest));
+  const auto time = static_cast<std::time_t>(std::clamp(seconds, earliest, latest));
   std::tm local{};
-  if (::localtime_r(&time, &local) == nullptr || local.tm_year < kFirstYear) return kFirst;
-  if (local.tm_year > kLastYear) return kLast;
+  if (::localtime_r(&time, &local) == nullptr || local.tm_year < firstYear) return firstTime;
+  if (local.tm_year > lastYear) return lastTime;
   return {joined(local.tm_hour, 11, local.tm_min, std::min(local.tm_sec, 59) / 2),
-          joined(local.tm_year - kFirstYear, 9, local.tm_mon + 1, local.tm_mday)};
+          joined(local.tm_year - firstYear, 9, local.tm_mon + 1, local.tm_mday)};
 }
 
 std::int64_t fromDosTime(DosTime time) {
@@ -42,7 +42,7 @@ std::int64_t fromDosTime(DosTime time) {
   local.tm_hour = time.time >> 11;
   local.tm_mday = time.date & 31;
   local.tm_mon = (time.date >> 5 & 15) - 1;
-  local.tm_year = (time.date >> 9) + kFirstYear;
+  local.tm_year = (time.date >> 9) + firstYear;
   local.tm_isdst = -1;
   return std::mktime(&local);
 }

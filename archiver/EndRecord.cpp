@@ -15,9 +15,9 @@ namespace {
 
 // An end record, its comment and the zeros behind it lie within this much of the archive's tail. A
 // locator may stand before it.
-constexpr std::size_t kTailSize = kLocatorSize + kEndSize + kFull16;
+constexpr std::size_t tailSize = locatorSize + endSize + full16;
 
-/// What an end record of either form says.
+// What an end record of either form says.
 struct Claims {
   std::uint64_t disk;
   std::uint64_t directoryDisk;
@@ -37,23 +37,23 @@ Claims readEnd64(Bytes end64) {
           numberAt(end64, 32, 8), numberAt(end64, 40, 8), numberAt(end64, 48, 8)};
 }
 
-/// Whether a field of the old record leaves the word to the Zip64 end, or says the same.
+// Whether a field of the old record leaves the word to the Zip64 end, or says the same.
 bool agrees(std::uint64_t field, std::uint64_t full, std::uint64_t value64) {
   return field == full || field == value64;
 }
 
 bool agree(const Claims& old, const Claims& end64) {
-  return agrees(old.disk, kFull16, end64.disk) &&
-         agrees(old.directoryDisk, kFull16, end64.directoryDisk) &&
-         agrees(old.entriesHere, kFull16, end64.entriesHere) &&
-         agrees(old.entries, kFull16, end64.entries) && agrees(old.size, kFull32, end64.size) &&
-         agrees(old.offset, kFull32, end64.offset);
+  return agrees(old.disk, full16, end64.disk) &&
+         agrees(old.directoryDisk, full16, end64.directoryDisk) &&
+         agrees(old.entriesHere, full16, end64.entriesHere) &&
+         agrees(old.entries, full16, end64.entries) && agrees(old.size, full32, end64.size) &&
+         agrees(old.offset, full32, end64.offset);
 }
 
 class Tail {
  public:
   explicit Tail(const ArchiveBytes& archive) : archive_(archive) {
-    bytes_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(archive.size(), kTailSize)));
+    bytes_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(archive.size(), tailSize)));
     start_ = archive.size() - bytes_.size();
     if (archive.read(start_, bytes_) != bytes_.size()) {
       throw ArchiveError("the archive became shorter while it was read");
@@ -81,7 +81,7 @@ class Tail {
   [[nodiscard]] Bytes from(std::size_t offset) const { return Bytes(bytes_).subspan(offset); }
 
   [[nodiscard]] std::size_t lastEnd() const {
-    const std::size_t first = start_ == 0 ? 0 : kLocatorSize;
+    const std::size_t first = start_ == 0 ? 0 : locatorSize;
     for (std::size_t offset = bytes_.size(); offset-- > first;) {
       if (isEnd(offset)) return offset;
     }
@@ -89,12 +89,12 @@ class Tail {
   }
 
   [[nodiscard]] bool isEnd(std::size_t offset) const {
-    return bytes_.size() - offset >= kEndSize && hasMagic(bytes_, offset, kEndMagic);
+    return bytes_.size() - offset >= endSize && hasMagic(bytes_, offset, endMagic);
   }
 
-  /// Where the record's comment ends, in the tail or behind it.
+  // Where the record's comment ends, in the tail or behind it.
   [[nodiscard]] std::size_t commentEnd(std::size_t end) const {
-    return end + kEndSize + numberAt(bytes_, end + kEndSize - 2, 2);
+    return end + endSize + numberAt(bytes_, end + endSize - 2, 2);
   }
 
   [[nodiscard]] bool isFollowedByZeros(std::size_t end) const {
@@ -104,29 +104,29 @@ class Tail {
   }
 
   [[nodiscard]] bool hasLocator(std::size_t end) const {
-    return end >= kLocatorSize && hasMagic(bytes_, end - kLocatorSize, kLocatorMagic);
+    return end >= locatorSize && hasMagic(bytes_, end - locatorSize, locatorMagic);
   }
 
-  /// The offset that the locator before `end` gives for the Zip64 end; none without a locator.
+  // The offset that the locator before `end` gives for the Zip64 end; none without a locator.
   [[nodiscard]] std::optional<std::uint64_t> locateEnd64(std::size_t end) const {
     if (!hasLocator(end)) return std::nullopt;
-    const Bytes locator = from(end - kLocatorSize);
+    const Bytes locator = from(end - locatorSize);
     if (numberAt(locator, 4, 4) != 0 || numberAt(locator, 16, 4) > 1) {
       throw ArchiveError("the archive is one of several parts");
     }
     return numberAt(locator, 8, 8);
   }
 
-  [[nodiscard]] std::array<std::uint8_t, kEnd64Size> recordAt(std::uint64_t offset,
-                                                              std::size_t end) const {
-    const std::uint64_t locator = start_ + end - kLocatorSize;
-    std::array<std::uint8_t, kEnd64Size> record{};
-    if (archive_.read(offset, record) != record.size() || !hasMagic(record, 0, kEnd64Magic)) {
+  [[nodiscard]] std::array<std::uint8_t, end64Size> recordAt(std::uint64_t offset,
+                                                             std::size_t end) const {
+    const std::uint64_t locator = start_ + end - locatorSize;
+    std::array<std::uint8_t, end64Size> record{};
+    if (archive_.read(offset, record) != record.size() || !hasMagic(record, 0, end64Magic)) {
       throw ArchiveError("the archive's Zip64 end is missing");
     }
     const std::uint64_t size = numberAt(record, 4, 8);
-    if (offset > locator || size != locator - offset - kEnd64Uncounted ||
-        size < kEnd64Size - kEnd64Uncounted) {
+    if (offset > locator || size != locator - offset - end64Uncounted ||
+        size < end64Size - end64Uncounted) {
       throw ArchiveError("the archive's Zip64 end is broken");
     }
     return record;
@@ -148,7 +148,7 @@ class Tail {
     }
   }
 
-  /// Refuses an archive in which another reader could take another record for the end.
+  // Refuses an archive in which another reader could take another record for the end.
   void checkOthers(std::size_t end, std::uint64_t directory) const {
     for (std::size_t other = 0; other < end; ++other) {
       if (!isEnd(other)) continue;
@@ -160,15 +160,15 @@ class Tail {
     }
   }
 
-  /// Whether a record could be the end of an archive: of an empty one, one with a Zip64 end, or one
-  /// with a directory where it says. (What a file's name happens to hold is none of these.)
+  // Whether a record could be the end of an archive: of an empty one, one with a Zip64 end, or one
+  // with a directory where it says. (What a file's name happens to hold is none of these.)
   [[nodiscard]] bool leadsToDirectory(std::size_t end) const {
     const Claims claims = readEnd(from(end));
-    std::array<std::uint8_t, kCentralMagic.size()> magic{};
+    std::array<std::uint8_t, centralMagic.size()> magic{};
     if (hasLocator(end)) return true;
     if (claims.disk != 0 || claims.directoryDisk != 0) return false;
     return claims.size == 0 || (archive_.read(claims.offset, magic) == magic.size() &&
-                                hasMagic(magic, 0, kCentralMagic));
+                                hasMagic(magic, 0, centralMagic));
   }
 
   const ArchiveBytes& archive_;
@@ -179,7 +179,7 @@ class Tail {
 }  // namespace
 
 bool DirectoryPlace::announces(std::uint64_t count) const {
-  return entries == (isZip64 ? count : count % (kFull16 + 1));
+  return entries == (isZip64 ? count : count % (full16 + 1));
 }
 
 DirectoryPlace findDirectory(const ArchiveBytes& archive, const ExtractionLimits& limits) {

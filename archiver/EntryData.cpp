@@ -11,11 +11,11 @@ namespace ztp::archiver {
 
 EntryData::EntryData(const ArchiveBytes& archive, std::uint64_t localOffset, std::uint64_t size)
     : archive_(archive), left_(size) {
-  std::array<std::uint8_t, kLocalSize> header{};
-  if (archive.read(localOffset, header) != header.size() || !hasMagic(header, 0, kLocalMagic)) {
+  std::array<std::uint8_t, localSize> header{};
+  if (archive.read(localOffset, header) != header.size() || !hasMagic(header, 0, localMagic)) {
     throw ArchiveError("its bytes are not where the archive says");
   }
-  offset_ = localOffset + kLocalSize + numberAt(header, 26, 2) + numberAt(header, 28, 2);
+  offset_ = localOffset + localSize + numberAt(header, 26, 2) + numberAt(header, 28, 2);
 }
 
 std::size_t EntryData::read(std::span<std::uint8_t> into) {

@@ -16,13 +16,13 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::uint64_t kMadeBy = kSystemUnix << 8U | 63U;  // version 6.3 of the APPNOTE
-constexpr std::uint64_t kNeedsDeflate = 20;
-constexpr std::uint64_t kNeedsZip64 = 45;
+constexpr std::uint64_t madeBy = systemUnix << 8U | 63U;  // version 6.3 of the APPNOTE
+constexpr std::uint64_t needsDeflate = 20;
+constexpr std::uint64_t needsZip64 = 45;
 
 // From this size on a file's compressed bytes could be too many for 32 bits: deflate stores what
 // does not shrink, and that takes 5 bytes for each 65,535 at the most.
-constexpr std::uint64_t kLargeFile = 4'200'000'000;
+constexpr std::uint64_t largeFile = 4'200'000'000;
 
 class Record {
  public:
@@ -54,31 +54,31 @@ std::string entryName(const TreeItem& item) {
   return S_ISDIR(item.identity.mode) ? item.name + "/" : item.name;
 }
 
-/// The fields that both headers share, from the version to the checksum.
+// The fields that both headers share, from the version to the checksum.
 void appendCommon(Record& record, const TreeItem& item, const Content& content, bool isZip64) {
   const bool isMarked = !isAscii(item.name) && isUtf8(item.name);
   const DosTime time = toDosTime(item.identity.modified.tv_sec);
-  record.number(isZip64 ? kNeedsZip64 : kNeedsDeflate, 2)
-      .number(isMarked ? kFlagUtf8 : 0, 2)
-      .number(content.isDeflated ? kMethodDeflated : kMethodStored, 2)
+  record.number(isZip64 ? needsZip64 : needsDeflate, 2)
+      .number(isMarked ? flagUtf8 : 0, 2)
+      .number(content.isDeflated ? methodDeflated : methodStored, 2)
       .number(time.time, 2)
       .number(time.date, 2)
       .number(content.crc, 4);
 }
 
-/// The extra field of the modification time, empty where it cannot be told.
+// The extra field of the modification time, empty where it cannot be told.
 std::vector<std::uint8_t> timeField(const TreeItem& item) {
   const std::int64_t seconds = item.identity.modified.tv_sec;
-  if (seconds < 0 || seconds > kLatestUnixTime) return {};
+  if (seconds < 0 || seconds > latestUnixTime) return {};
   const UnixTimeField field = unixTimeField(static_cast<std::uint32_t>(seconds));
-  return Record().number(kUnixTimeId, 2).number(field.size(), 2).append(field).take();
+  return Record().number(unixTimeId, 2).number(field.size(), 2).append(field).take();
 }
 
-/// The Zip64 extra field of these values, empty where there are none.
+// The Zip64 extra field of these values, empty where there are none.
 std::vector<std::uint8_t> zip64Field(const std::vector<std::uint64_t>& values) {
   if (values.empty()) return {};
   Record record;
-  record.number(kZip64Id, 2).number(8 * values.size(), 2);
+  record.number(zip64Id, 2).number(8 * values.size(), 2);
   for (const std::uint64_t value : values) record.number(value, 8);
   return record.take();
 }
@@ -86,17 +86,17 @@ std::vector<std::uint8_t> zip64Field(const std::vector<std::uint64_t>& values) {
 }  // namespace
 
 std::vector<std::uint8_t> localHeader(const TreeItem& item, const Content& content) {
-  const bool isZip64 = content.size >= kLargeFile;
+  const bool isZip64 = content.size >= largeFile;
   const std::string name = entryName(item);
   std::vector<std::uint64_t> large;
   if (isZip64) large = {content.size, content.compressedSize};
   const std::vector<std::uint8_t> zip64 = zip64Field(large);
   const std::vector<std::uint8_t> time = timeField(item);
   Record record;
-  record.text(kLocalMagic);
+  record.text(localMagic);
   appendCommon(record, item, content, isZip64);
-  return record.number(isZip64 ? kFull32 : content.compressedSize, 4)
-      .number(isZip64 ? kFull32 : content.size, 4)
+  return record.number(isZip64 ? full32 : content.compressedSize, 4)
+      .number(isZip64 ? full32 : content.size, 4)
       .number(name.size(), 2)
       .number(zip64.size() + time.size(), 2)
       .text(name)
@@ -109,24 +109,24 @@ std::vector<std::uint8_t> centralHeader(const TreeItem& item, const Content& con
   const std::string name = entryName(item);
   std::vector<std::uint64_t> large;
   for (const std::uint64_t value : {content.size, content.compressedSize, content.localOffset}) {
-    if (value >= kFull32) large.push_back(value);
+    if (value >= full32) large.push_back(value);
   }
   const std::vector<std::uint8_t> zip64 = zip64Field(large);
   const std::vector<std::uint8_t> time = timeField(item);
-  const std::uint64_t attributes = std::uint64_t{item.identity.mode} << kUnixModeShift |
-                                   (S_ISDIR(item.identity.mode) ? kDosDirectory : 0);
+  const std::uint64_t attributes = std::uint64_t{item.identity.mode} << unixModeShift |
+                                   (S_ISDIR(item.identity.mode) ? dosDirectory : 0);
   Record record;
-  record.text(kCentralMagic).number(kMadeBy, 2);
-  appendCommon(record, item, content, !large.empty() || content.size >= kLargeFile);
-  return record.number(std::min(content.compressedSize, kFull32), 4)
-      .number(std::min(content.size, kFull32), 4)
+  record.text(centralMagic).number(madeBy, 2);
+  appendCommon(record, item, content, !large.empty() || content.size >= largeFile);
+  return record.number(std::min(content.compressedSize, full32), 4)
+      .number(std::min(content.size, full32), 4)
       .number(name.size(), 2)
       .number(zip64.size() + time.size(), 2)
       .number(0, 2)  // comment
       .number(0, 2)  // disk
       .number(0, 2)  // internal attributes
       .number(attributes, 4)
-      .number(std::min(content.localOffset, kFull32), 4)
+      .number(std::min(content.localOffset, full32), 4)
       .text(name)
       .append(zip64)
       .append(time)
@@ -136,16 +136,16 @@ std::vector<std::uint8_t> centralHeader(const TreeItem& item, const Content& con
 std::vector<std::uint8_t> endRecords(std::uint64_t entries, std::uint64_t offset,
                                      std::uint64_t size) {
   Record record;
-  if (entries >= kFull16 || offset >= kFull32 || size >= kFull32) {
-    record.text(kEnd64Magic).number(kEnd64Size - kEnd64Uncounted, 8).number(kMadeBy, 2);
-    record.number(kNeedsZip64, 2).number(0, 4).number(0, 4).number(entries, 8).number(entries, 8);
+  if (entries >= full16 || offset >= full32 || size >= full32) {
+    record.text(end64Magic).number(end64Size - end64Uncounted, 8).number(madeBy, 2);
+    record.number(needsZip64, 2).number(0, 4).number(0, 4).number(entries, 8).number(entries, 8);
     record.number(size, 8).number(offset, 8);
-    record.text(kLocatorMagic).number(0, 4).number(offset + size, 8).number(1, 4);
+    record.text(locatorMagic).number(0, 4).number(offset + size, 8).number(1, 4);
   }
-  const std::uint64_t counted = std::min(entries, kFull16);
-  record.text(kEndMagic).number(0, 2).number(0, 2).number(counted, 2).number(counted, 2);
-  return record.number(std::min(size, kFull32), 4)
-      .number(std::min(offset, kFull32), 4)
+  const std::uint64_t counted = std::min(entries, full16);
+  record.text(endMagic).number(0, 2).number(0, 2).number(counted, 2).number(counted, 2);
+  return record.number(std::min(size, full32), 4)
+      .number(std::min(offset, full32), 4)
       .number(0, 2)  // comment
       .take();
 }

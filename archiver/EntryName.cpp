@@ -10,10 +10,10 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t kLongestName = 4095;      // PATH_MAX without its NUL
-constexpr std::size_t kLongestComponent = 255;  // NAME_MAX
+constexpr std::size_t longestName = 4095;      // PATH_MAX without its NUL
+constexpr std::size_t longestComponent = 255;  // NAME_MAX
 
-/// Cuts the part before the next slash off the head of `rest`, the slash with it.
+// Cuts the part before the next slash off the head of `rest`, the slash with it.
 std::string_view takeComponent(std::string_view& rest) {
   const std::size_t slash = rest.find('/');
   const std::string_view component = rest.substr(0, slash);
@@ -27,10 +27,10 @@ bool saysNothing(std::string_view component) {
 
 void checkComponent(std::string_view component) {
   if (component == "..") throw ArchiveError("its name leads out of the destination");
-  if (component.size() > kLongestComponent) throw ArchiveError("its name is too long");
+  if (component.size() > longestComponent) throw ArchiveError("its name is too long");
 }
 
-/// Where two texts begin to differ.
+// Where two texts begin to differ.
 std::size_t differenceOf(std::string_view a, std::string_view b) {
   const std::size_t length = std::min(a.size(), b.size());
   const auto* const place = std::mismatch(a.begin(), a.begin() + length, b.begin()).first;
@@ -50,7 +50,7 @@ std::string_view EntryName::last() const {
 
 EntryName parseEntryName(std::string_view name) {
   if (name.empty()) throw ArchiveError("it has no name");
-  if (name.size() > kLongestName) throw ArchiveError("its name is too long");
+  if (name.size() > longestName) throw ArchiveError("its name is too long");
   if (name.front() == '/') throw ArchiveError("its name is absolute");
   if (name.find('\0') != std::string_view::npos) throw ArchiveError("its name has a NUL");
   EntryName result;
@@ -63,7 +63,7 @@ EntryName parseEntryName(std::string_view name) {
     if (depth++ > 0) result.text += '/';
     result.text += component;
   }
-  if (depth > kMaximumDepth) throw ArchiveError("its name is too deep");
+  if (depth > maximumDepth) throw ArchiveError("its name is too deep");
   return result;
 }
 
@@ -90,7 +90,7 @@ bool comesBefore(std::string_view a, std::string_view b) {
 }
 
 void checkLinkTarget(const EntryName& link, std::string_view target) {
-  if (target.empty() || target.size() > kLongestName ||
+  if (target.empty() || target.size() > longestName ||
       target.find('\0') != std::string_view::npos) {
     throw ArchiveError("it is a link to no valid name");
   }

@@ -22,7 +22,7 @@ struct EntryName {
 };
 
 /// Reads an entry's name. "." and doubled slashes say nothing and are dropped. Throws ArchiveError
-/// for an empty or an absolute name, "..", a NUL, more than kMaximumDepth components, a component
+/// for an empty or an absolute name, "..", a NUL, more than maximumDepth components, a component
 /// over 255 bytes and a name over 4,095 bytes. All other bytes are taken as they are, whatever they
 /// mean to a terminal or to another system: whether two names that differ in case or in Unicode
 /// normalisation are one is the file system's to say.

@@ -7,7 +7,7 @@
 namespace ztp::archiver {
 
 /// The most components a name may have, packed or unpacked.
-inline constexpr std::size_t kMaximumDepth = 100;
+inline constexpr std::size_t maximumDepth = 100;
 
 /// Bounds on one archive. An archive beyond any of them is refused before a byte is written.
 ///

@@ -16,9 +16,9 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t kBufferSize = std::size_t{256} << 10U;
+constexpr std::size_t bufferSize = std::size_t{256} << 10U;
 
-/// Passes bytes on as long as the entry has room for them.
+// Passes bytes on as long as the entry has room for them.
 class Meter {
  public:
   Meter(const Entry& entry, const Inflater::Output& output) : entry_(entry), output_(output) {}
@@ -42,7 +42,7 @@ class Meter {
   std::uint32_t crc_ = 0;
 };
 
-/// Has another thread pass bytes on, one buffer at a time.
+// Has another thread pass bytes on, one buffer at a time.
 class Relay {
  public:
   Relay(Meter& meter, Workers& workers) : meter_(meter), workers_(workers) {}
@@ -52,12 +52,12 @@ class Relay {
     if (underWay_.valid()) underWay_.wait();
   }
 
-  /// Hands the bytes over until the next call of a function here.
+  // Hands the bytes over until the next call of a function here.
   void pass(std::span<const std::uint8_t> bytes) {
     settle();
     underWay_ = workers_.start([this, bytes] { meter_.pass(bytes); });
   }
-  /// Passes the bytes on before it returns.
+  // Passes the bytes on before it returns.
   void passNow(std::span<const std::uint8_t> bytes) {
     settle();
     meter_.pass(bytes);
@@ -77,8 +77,8 @@ class Relay {
 
 struct Inflater::Decoder {
   inflate_state state{};
-  std::array<std::uint8_t, kBufferSize> raw{};
-  std::array<std::array<std::uint8_t, kBufferSize>, 2> buffers{};  // one to fill, one on its way
+  std::array<std::uint8_t, bufferSize> raw{};
+  std::array<std::array<std::uint8_t, bufferSize>, 2> buffers{};  // one to fill, one on its way
   std::size_t turn = 0;
   Workers workers{1};
 
@@ -102,7 +102,7 @@ struct Inflater::Decoder {
     }
   }
 
-  /// Decodes what the input buffer holds, until it is used up or the stream ends.
+  // Decodes what the input buffer holds, until it is used up or the stream ends.
   void drain(Relay& relay) {
     do {
       std::span<std::uint8_t> decoded(buffers[turn++ % buffers.size()]);

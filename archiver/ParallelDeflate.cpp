@@ -17,15 +17,15 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr unsigned kFewestCores = 1;
-constexpr unsigned kMostCores = 4;  // each costs 3 MiB
+constexpr unsigned fewestCores = 1;
+constexpr unsigned mostCores = 4;  // each costs 3 MiB
 
-static_assert(kMostCores + BlockPool::blocksBesideCores <= EffortChoice::mostUnderWay);
+static_assert(mostCores + BlockPool::blocksBesideCores <= EffortChoice::mostUnderWay);
 
 }  // namespace
 
 BlockPool::BlockPool()
-    : cores_(std::clamp(std::thread::hardware_concurrency(), kFewestCores, kMostCores)),
+    : cores_(std::clamp(std::thread::hardware_concurrency(), fewestCores, mostCores)),
       workers_(cores_) {}
 
 std::unique_ptr<DeflateBlock> BlockPool::take() {
@@ -64,7 +64,7 @@ void ParallelDeflate::startBlocks() {
 
 ParallelDeflate::Work ParallelDeflate::startBlock() {
   std::unique_ptr<DeflateBlock> block = pool_.take();
-  const std::size_t size = std::min<std::uint64_t>(left_, DeflateBlock::kInputSize);
+  const std::size_t size = std::min<std::uint64_t>(left_, DeflateBlock::inputSize);
   readBlock(block->input().first(size));
   const Position position = left_ == 0 ? Position::last : Position::inner;
   const Effort effort = effort_.next();

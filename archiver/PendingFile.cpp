@@ -15,13 +15,13 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr int kMostAttempts = 1000;
+constexpr int mostAttempts = 1000;
 
-/// Calls `make` with one temporary name after the other until one is free, and gives that name.
-/// `make` gives a negative number and errno, as system calls do.
+// Calls `make` with one temporary name after the other until one is free, and gives that name.
+// `make` gives a negative number and errno, as system calls do.
 template <typename Make>
 std::string makeUnderFreeName(Make make) {
-  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
     std::string name =
         ".ZanburyArchiver-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
     if (make(name.c_str()) >= 0) return name;
@@ -48,8 +48,8 @@ PendingFile::~PendingFile() {
 PendingFile PendingFile::makeFile(int directory, std::string name, mode_t mode) {
   PendingFile pending(directory, std::move(name));
   pending.temporary_ = makeUnderFreeName([&](const char* temporary) {
-    constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    pending.file_ = FileDescriptor(::openat(directory, temporary, kNew, mode));
+    constexpr int newFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    pending.file_ = FileDescriptor(::openat(directory, temporary, newFile, mode));
     return pending.file_.get();
   });
   return pending;

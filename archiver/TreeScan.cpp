@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The name of `directory`, also where it is written "." or with a slash at the end.
+// The name of `directory`, also where it is written "." or with a slash at the end.
 std::string ownName(const fs::path& directory) {
   std::error_code error;
   const fs::path whole = fs::canonical(directory, error);
@@ -46,7 +46,7 @@ class Walk {
       throw ArchiveError("cannot pack " + shown(path.native()) +
                          ": it is neither a file nor a directory nor a link");
     }
-    if (depth > kMaximumDepth) throw ArchiveError("too deep: " + shown(path.native()));
+    if (depth > maximumDepth) throw ArchiveError("too deep: " + shown(path.native()));
     items_.push_back({name, identityOf(status)});
     if (type == S_IFDIR) addContents(path, name, depth);
   }

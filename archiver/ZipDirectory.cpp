@@ -18,20 +18,20 @@ namespace ztp::archiver {
 namespace {
 
 // A match of 258 bytes takes two bits at the least.
-constexpr std::uint64_t kMostBytesPerByte = 1032;
-constexpr unsigned kPermissionBits = 0777;
-constexpr unsigned kFilePermissions = 0644;
-constexpr unsigned kDirectoryPermissions = 0755;
+constexpr std::uint64_t mostBytesPerByte = 1032;
+constexpr unsigned permissionBits = 0777;
+constexpr unsigned filePermissions = 0644;
+constexpr unsigned directoryPermissions = 0755;
 // The owner must be able to read what was unpacked, and to remove it.
-constexpr unsigned kOwnerReads = 0400;
-constexpr unsigned kOwnerUses = 0700;
+constexpr unsigned ownerReads = 0400;
+constexpr unsigned ownerUses = 0700;
 
 [[nodiscard]] ArchiveError refusal(std::string_view name, const std::string& why) {
   return ArchiveError("cannot unpack " + shown(name) + ": " + why);
 }
 
 void checkSizes(const Entry& entry) {
-  if (entry.isDeflated ? entry.size / kMostBytesPerByte > entry.compressedSize
+  if (entry.isDeflated ? entry.size / mostBytesPerByte > entry.compressedSize
                        : entry.size != entry.compressedSize) {
     throw ArchiveError("it claims a size that it cannot have");
   }
@@ -50,26 +50,26 @@ EntryKind kindOf(unsigned type, bool isDirectoryByName) {
 }
 
 void readMode(Entry& entry, const CentralHeader& header) {
-  const bool hasMode = header.system == kSystemUnix || header.system == kSystemMac;
-  const unsigned mode = hasMode ? header.attributes >> kUnixModeShift : 0;
+  const bool hasMode = header.system == systemUnix || header.system == systemMac;
+  const unsigned mode = hasMode ? header.attributes >> unixModeShift : 0;
   entry.kind = kindOf(mode & S_IFMT, entry.name.isDirectory);
   if (entry.name.text.empty() && entry.kind != EntryKind::directory) {
     throw ArchiveError("it would replace the destination");
   }
   const bool isDirectory = entry.kind == EntryKind::directory;
-  const unsigned usual = isDirectory ? kDirectoryPermissions : kFilePermissions;
+  const unsigned usual = isDirectory ? directoryPermissions : filePermissions;
   entry.permissions =
-      (mode == 0 ? usual : mode & kPermissionBits) | (isDirectory ? kOwnerUses : kOwnerReads);
+      (mode == 0 ? usual : mode & permissionBits) | (isDirectory ? ownerUses : ownerReads);
 }
 
 Entry readEntry(const CentralHeader& header) {
-  if ((header.flags & kFlagEncrypted) != 0) throw ArchiveError("it is encrypted");
-  if (header.method != kMethodStored && header.method != kMethodDeflated) {
+  if ((header.flags & flagEncrypted) != 0) throw ArchiveError("it is encrypted");
+  if (header.method != methodStored && header.method != methodDeflated) {
     throw ArchiveError("its compression method is not supported");
   }
   Entry entry;
   entry.name = parseEntryName(header.name);
-  entry.isDeflated = header.method == kMethodDeflated;
+  entry.isDeflated = header.method == methodDeflated;
   entry.localOffset = header.localOffset;
   entry.compressedSize = header.compressedSize;
   entry.size = header.size;
@@ -80,17 +80,17 @@ Entry readEntry(const CentralHeader& header) {
   return entry;
 }
 
-/// Sums that must stay within the archive and the limits.
+// Sums that must stay within the archive and the limits.
 class Budget {
  public:
   Budget(std::uint64_t archiveSize, const ExtractionLimits& limits)
       : archiveLeft_(archiveSize), expandedLeft_(limits.expandedBytes) {}
 
   void take(const Entry& entry) {
-    if (entry.compressedSize > archiveLeft_ || kLocalSize > archiveLeft_ - entry.compressedSize) {
+    if (entry.compressedSize > archiveLeft_ || localSize > archiveLeft_ - entry.compressedSize) {
       throw ArchiveError("the entries overlap, or the archive is cut short");
     }
-    archiveLeft_ -= entry.compressedSize + kLocalSize;
+    archiveLeft_ -= entry.compressedSize + localSize;
     if (entry.size > expandedLeft_) throw ArchiveError("the archive expands to too much");
     expandedLeft_ -= entry.size;
   }

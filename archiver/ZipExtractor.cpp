@@ -17,7 +17,7 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::uint64_t kLongestTarget = 4095;
+constexpr std::uint64_t longestTarget = 4095;
 
 class Extractor {
  public:
@@ -42,7 +42,7 @@ class Extractor {
   }
 
  private:
-  /// Every item takes a block at least, directories that are only implied included.
+  // Every item takes a block at least, directories that are only implied included.
   void checkRoom() const {
     const std::optional<Room> room = tree_.room();
     if (!room) return;
@@ -72,9 +72,9 @@ class Extractor {
     tree_.put(std::move(file), entry.modificationTime);
   }
 
-  /// The target of a link that may be made.
+  // The target of a link that may be made.
   [[nodiscard]] std::string readTarget(const Entry& entry) {
-    if (entry.size > kLongestTarget) throw ArchiveError("it is a link to no valid name");
+    if (entry.size > longestTarget) throw ArchiveError("it is a link to no valid name");
     std::string target;
     inflater_.run(entry, archive_.open(entry), [&target](std::span<const std::uint8_t> bytes) {
       target.append(bytes.begin(), bytes.end());

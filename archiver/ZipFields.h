@@ -32,41 +32,41 @@ namespace ztp::archiver {
 
 using Bytes = std::span<const std::uint8_t>;
 
-inline constexpr std::string_view kLocalMagic = "PK\3\4";
-inline constexpr std::string_view kCentralMagic = "PK\1\2";
-inline constexpr std::string_view kEnd64Magic = "PK\6\6";
-inline constexpr std::string_view kLocatorMagic = "PK\6\7";
-inline constexpr std::string_view kEndMagic = "PK\5\6";
+inline constexpr std::string_view localMagic = "PK\3\4";
+inline constexpr std::string_view centralMagic = "PK\1\2";
+inline constexpr std::string_view end64Magic = "PK\6\6";
+inline constexpr std::string_view locatorMagic = "PK\6\7";
+inline constexpr std::string_view endMagic = "PK\5\6";
 
 // Sizes without names, extra fields and comments.
-inline constexpr std::size_t kLocalSize = 30;
-inline constexpr std::size_t kCentralSize = 46;
-inline constexpr std::size_t kEnd64Size = 56;
-inline constexpr std::size_t kLocatorSize = 20;
-inline constexpr std::size_t kEndSize = 22;
+inline constexpr std::size_t localSize = 30;
+inline constexpr std::size_t centralSize = 46;
+inline constexpr std::size_t end64Size = 56;
+inline constexpr std::size_t locatorSize = 20;
+inline constexpr std::size_t endSize = 22;
 /// The size that an end64 tells of itself does not count its magic and the size.
-inline constexpr std::size_t kEnd64Uncounted = 12;
+inline constexpr std::size_t end64Uncounted = 12;
 
 /// What a field holds whose value stands in a Zip64 record.
-inline constexpr std::uint64_t kFull16 = std::numeric_limits<std::uint16_t>::max();
-inline constexpr std::uint64_t kFull32 = std::numeric_limits<std::uint32_t>::max();
+inline constexpr std::uint64_t full16 = std::numeric_limits<std::uint16_t>::max();
+inline constexpr std::uint64_t full32 = std::numeric_limits<std::uint32_t>::max();
 
-inline constexpr std::uint16_t kFlagEncrypted = 0x1;
-inline constexpr std::uint16_t kFlagUtf8 = 0x800;
-inline constexpr std::uint16_t kMethodStored = 0;
-inline constexpr std::uint16_t kMethodDeflated = 8;
+inline constexpr std::uint16_t flagEncrypted = 0x1;
+inline constexpr std::uint16_t flagUtf8 = 0x800;
+inline constexpr std::uint16_t methodStored = 0;
+inline constexpr std::uint16_t methodDeflated = 8;
 
-inline constexpr unsigned kSystemUnix = 3;
-inline constexpr unsigned kSystemMac = 19;
-inline constexpr unsigned kUnixModeShift = 16;
-inline constexpr std::uint32_t kDosDirectory = 0x10;
+inline constexpr unsigned systemUnix = 3;
+inline constexpr unsigned systemMac = 19;
+inline constexpr unsigned unixModeShift = 16;
+inline constexpr std::uint32_t dosDirectory = 0x10;
 
-inline constexpr std::uint16_t kZip64Id = 0x0001;
-inline constexpr std::uint16_t kUnixTimeId = 0x5455;
-inline constexpr std::uint16_t kUnicodePathId = 0x7075;
+inline constexpr std::uint16_t zip64Id = 0x0001;
+inline constexpr std::uint16_t unixTimeId = 0x5455;
+inline constexpr std::uint16_t unicodePathId = 0x7075;
 
-inline constexpr std::int64_t kLatestUnixTime = 0x7FFFFFFF;  ///< seconds since 1970
-inline constexpr std::uint8_t kHasModificationTime = 1;
+inline constexpr std::int64_t latestUnixTime = 0x7FFFFFFF;  ///< seconds since 1970
+inline constexpr std::uint8_t hasModificationTime = 1;
 
 /// The number of `width` bytes at `offset`, which `bytes` must have.
 [[nodiscard]] constexpr std::uint64_t numberAt(Bytes bytes, std::size_t offset, std::size_t width) {
@@ -87,9 +87,9 @@ inline constexpr std::uint8_t kHasModificationTime = 1;
 /// The timestamp field with a modification time alone, as both headers of an entry hold it.
 using UnixTimeField = std::array<std::uint8_t, 5>;
 
-/// The field for `seconds` since 1970, kLatestUnixTime at most.
+/// The field for `seconds` since 1970, latestUnixTime at most.
 [[nodiscard]] constexpr UnixTimeField unixTimeField(std::uint32_t seconds) {
-  UnixTimeField field = {kHasModificationTime};
+  UnixTimeField field = {hasModificationTime};
   for (unsigned i = 0; i < 4; ++i) field[1 + i] = static_cast<std::uint8_t>(seconds >> (8 * i));
   return field;
 }
@@ -97,7 +97,7 @@ using UnixTimeField = std::array<std::uint8_t, 5>;
 /// The modification time of a timestamp field, in seconds since 1970 (negative before). Absent
 /// where the field has none.
 [[nodiscard]] constexpr std::optional<std::int64_t> modificationTime(Bytes field) {
-  if (field.size() < 5 || (field[0] & kHasModificationTime) == 0) return std::nullopt;
+  if (field.size() < 5 || (field[0] & hasModificationTime) == 0) return std::nullopt;
   return static_cast<std::int32_t>(numberAt(field, 1, 4));
 }
 

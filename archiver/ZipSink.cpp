@@ -17,12 +17,12 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t kBufferSize = std::size_t{256} << 10U;
+constexpr std::size_t bufferSize = std::size_t{256} << 10U;
 
 }  // namespace
 
 ZipSink::ZipSink(std::filesystem::path zip) : zip_(std::move(zip)) {
-  buffer_.reserve(kBufferSize);
+  buffer_.reserve(bufferSize);
   std::string pattern = zip_.native() + ".XXXXXX";
   file_ = FileDescriptor(::mkostemp(pattern.data(), O_CLOEXEC));
   if (!file_) throw systemError("cannot write beside " + shown(zip_.native()), errno);
@@ -35,11 +35,11 @@ ZipSink::~ZipSink() {
 
 void ZipSink::write(Bytes bytes) {
   while (!bytes.empty()) {
-    const std::size_t count = std::min(bytes.size(), kBufferSize - buffer_.size());
+    const std::size_t count = std::min(bytes.size(), bufferSize - buffer_.size());
     buffer_.insert(buffer_.end(), bytes.begin(),
                    bytes.begin() + static_cast<std::ptrdiff_t>(count));
     bytes = bytes.subspan(count);
-    if (buffer_.size() == kBufferSize) flush();
+    if (buffer_.size() == bufferSize) flush();
   }
 }
 

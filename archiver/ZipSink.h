@@ -37,7 +37,7 @@ class ZipSink {
   std::filesystem::path zip_;
   std::string temporary_;
   FileDescriptor file_;
-  std::uint64_t flushed_ = 0;  ///< bytes that are in the file
+  std::uint64_t flushed_ = 0;  // bytes that are in the file
   std::vector<std::uint8_t> buffer_;
 };
 

@@ -22,12 +22,12 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t kPieceSize = std::size_t{64} << 10U;
+constexpr std::size_t pieceSize = std::size_t{64} << 10U;
 
 class Writer {
  public:
   Writer(const Tree& tree, const std::filesystem::path& zip)
-      : tree_(tree), piece_(kPieceSize), sink_(zip) {
+      : tree_(tree), piece_(pieceSize), sink_(zip) {
     contents_.reserve(tree.items.size());
   }
 
@@ -61,7 +61,7 @@ class Writer {
     return content;
   }
 
-  /// The sizes and the checksum are known when the bytes are written: the header is written again.
+  // The sizes and the checksum are known when the bytes are written: the header is written again.
   [[nodiscard]] Content deflate(const TreeItem& item) {
     PackedFile file(tree_.pathOf(item), item.identity, pool_);
     Content content{sink_.position(), 0, item.identity.size, 0, true};

@@ -17,29 +17,29 @@
 
 namespace {
 
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
+constexpr int done = 0;
+constexpr int failed = 1;
 constexpr int kNotUnderstood = 2;
 
 void print(std::FILE* stream, std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stream);
 }
 
-/// Carries out one command and gives the exit status.
+// Carries out one command and gives the exit status.
 struct Runner {
   int operator()(const ztp::archiver::PackCommand& command) const {
     ztp::archiver::createZip(command.directory, command.zip);
-    return kDone;
+    return done;
   }
 
   int operator()(const ztp::archiver::ExtractCommand& command) const {
     ztp::archiver::extractZip(command.zip, command.destination, {});
-    return kDone;
+    return done;
   }
 
   int operator()(const ztp::archiver::HelpCommand& /*command*/) const {
     print(stdout, ztp::archiver::usage());
-    return kDone;
+    return done;
   }
 
   int operator()(const ztp::archiver::UnknownCommand& /*command*/) const {
@@ -59,6 +59,6 @@ int main(int argc, char* argv[]) {
     return std::visit(Runner{}, ztp::archiver::parseArguments(words));
   } catch (const std::exception& error) {
     print(stderr, std::string("ZanburyArchiver: ") + error.what() + "\n");
-    return kFailed;
+    return failed;
   }
 }

@@ -17,7 +17,7 @@ namespace {
 static_assert(BusinessCalendar::firstYear == BusinessDayTable::firstYear);
 static_assert(BusinessCalendar::lastYear == BusinessDayTable::lastYear);
 
-/// The day in UTC of an instant, when a table has it.
+// The day in UTC of an instant, when a table has it.
 std::optional<DayNumber> dayOfTable(Date date) {
   const std::optional<DayNumber> day = dayOfTimestamp(date);
   return day && BusinessDayTable::covers(*day) ? day : std::nullopt;

@@ -39,8 +39,8 @@ Table tableOfMarket(ZHolidayType type, SpecialClosings specialClosings) {
   return builder.table();
 }
 
-/// Each made once, by the thread that comes first, and never taken apart: objects that are
-/// destroyed when the process ends may still ask for it.
+// Each made once, by the thread that comes first, and never taken apart: objects that are
+// destroyed when the process ends may still ask for it.
 template <ZHolidayType type, SpecialClosings specialClosings>
 const Table& madeTable() {
   static const Table& table =
@@ -55,7 +55,7 @@ const Table& knownTable(SpecialClosings specialClosings) {
              : madeTable<type, SpecialClosings::excluded>();
 }
 
-/// Where a holiday of the weekend is observed; absent when nowhere.
+// Where a holiday of the weekend is observed; absent when nowhere.
 std::optional<DayNumber> observedOn(const BusinessDayBuilder& builder,
                                     const BusinessDayBuilder::Weekend& weekend, DayNumber day,
                                     Observance observance) {
@@ -84,14 +84,14 @@ std::optional<DayNumber> observedOn(const BusinessDayBuilder& builder,
   return std::nullopt;
 }
 
-/// A holiday that falls on a weekend and is to be observed on another day.
+// A holiday that falls on a weekend and is to be observed on another day.
 struct Displaced {
   DayNumber day;
   const RecurringHoliday* holiday;
 };
 
-/// The holidays on their own days; returns those on weekends in the order of their days. The years
-/// next to the table's are looked at, too: what is observed may come over the border.
+// The holidays on their own days; returns those on weekends in the order of their days. The years
+// next to the table's are looked at, too: what is observed may come over the border.
 std::vector<Displaced> addOwnDays(const std::vector<RecurringHoliday>& holidays,
                                   const BusinessDayBuilder::Weekend& weekend,
                                   BusinessDayBuilder& builder) {

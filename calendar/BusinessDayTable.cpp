@@ -26,8 +26,8 @@ bool hasBit(std::uint64_t bits, std::size_t index) {
 constexpr std::uint64_t everyByte = 0x0101'0101'0101'0101;
 constexpr std::uint64_t highBits = 0x80 * everyByte;
 
-/// In each byte how many bits are set in it and the bytes below it. All processors that the library
-/// runs on have the operations of this; not all have one that counts bits.
+// In each byte how many bits are set in it and the bytes below it. All processors that the library
+// runs on have the operations of this; not all have one that counts bits.
 constexpr std::uint64_t sumsOfBytes(std::uint64_t bits) {
   bits -= (bits >> 1U) & 0x5555'5555'5555'5555;
   bits = (bits & 0x3333'3333'3333'3333) + ((bits >> 2U) & 0x3333'3333'3333'3333);
@@ -38,12 +38,12 @@ constexpr std::uint32_t countOfBits(std::uint64_t bits) {
   return static_cast<std::uint32_t>(sumsOfBytes(bits) >> 56U);
 }
 
-/// How many bits are set below that of the index.
+// How many bits are set below that of the index.
 std::uint32_t bitsBelow(std::uint64_t bits, std::size_t index) {
   return countOfBits(bits & ((std::uint64_t{1} << (index % daysPerBlock)) - 1U));
 }
 
-/// The place of the set bit that has `count` set bits below it.
+// The place of the set bit that has `count` set bits below it.
 unsigned placeOfBit(std::uint64_t bits, std::uint32_t count) {
   const std::uint64_t sums = sumsOfBytes(bits);
   // A high bit stays in every byte whose sum is not above the count: those end below the place.

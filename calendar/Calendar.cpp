@@ -10,13 +10,13 @@ namespace ztp {
 
 namespace {
 
-/// Whether the day that a clock shows is one of the calendar.
+// Whether the day that a clock shows is one of the calendar.
 bool isWallClockOfCalendar(std::int64_t wallClock) {
   return wallClock >= earliestSecond && wallClock < latestSecond &&
          isCalendarDay(splitSeconds(wallClock).day);
 }
 
-/// The time on the clock that the fields say; absent beyond the calendar.
+// The time on the clock that the fields say; absent beyond the calendar.
 std::optional<std::int64_t> wallClockOfFields(const DateComponents& fields) {
   const std::optional<DayNumber> day = dayNumberRollingOver(fields.year, fields.month, fields.day);
   const std::optional<std::int64_t> time = secondsOfTime(fields.hour, fields.minute, fields.second);
@@ -25,7 +25,7 @@ std::optional<std::int64_t> wallClockOfFields(const DateComponents& fields) {
   return isWallClockOfCalendar(wallClock) ? std::optional(wallClock) : std::nullopt;
 }
 
-/// The clock's reading at an instant, and the part of a second that it does not show.
+// The clock's reading at an instant, and the part of a second that it does not show.
 struct WallClock {
   std::int64_t seconds;
   double fraction;

@@ -13,8 +13,8 @@ namespace ztp {
 
 namespace {
 
-/// Nanoseconds [0:999999999] above the whole second. The distance to the next double is given on
-/// top, so that a decimal fraction that was read prints as itself when the rest is cut off.
+// Nanoseconds [0:999999999] above the whole second. The distance to the next double is given on
+// top, so that a decimal fraction that was read prints as itself when the rest is cut off.
 std::int64_t nanosecondsAbove(std::int64_t seconds, Timestamp instant) {
   const double exact = instant.secondsSinceReference();
   const double fraction = exact - static_cast<double>(seconds);

@@ -35,7 +35,7 @@ void appendLiteral(std::vector<PatternField>& fields, std::string_view text) {
   fields.back().literal += text;
 }
 
-/// Takes a quoted text, whose first apostrophe stands at `at`; returns the place after its last.
+// Takes a quoted text, whose first apostrophe stands at `at`; returns the place after its last.
 std::size_t compileQuoted(std::string_view pattern, std::size_t at,
                           std::vector<PatternField>& fields) {
   if (pattern.substr(at).starts_with("''")) {

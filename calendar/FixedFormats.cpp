@@ -16,7 +16,7 @@ namespace ztp {
 
 namespace {
 
-/// Takes numbers out of a text at given places and remembers whether a character was no digit.
+// Takes numbers out of a text at given places and remembers whether a character was no digit.
 class DigitReader {
  public:
   explicit DigitReader(const char* text) : text_(text) {}
@@ -42,7 +42,7 @@ std::int64_t secondsOf(std::int64_t day, std::int64_t hour, std::int64_t minute,
   return day * secondsPerDay + hour * 3600 + minute * 60 + second;
 }
 
-/// Eight characters as one number, the first in the lowest byte.
+// Eight characters as one number, the first in the lowest byte.
 std::uint64_t eightCharacters(const char* text) {
   std::uint64_t characters = 0;
   std::memcpy(&characters, text, sizeof characters);
@@ -50,7 +50,7 @@ std::uint64_t eightCharacters(const char* text) {
   return characters;
 }
 
-/// The eight characters of a literal, likewise.
+// The eight characters of a literal, likewise.
 constexpr std::uint64_t packedEight(std::string_view text) {
   std::uint64_t characters = 0;
   for (std::size_t at = 8; at-- > 0;) {
@@ -59,7 +59,7 @@ constexpr std::uint64_t packedEight(std::string_view text) {
   return characters;
 }
 
-/// Whether the characters are those of the form, in which a "0" stands for any digit.
+// Whether the characters are those of the form, in which a "0" stands for any digit.
 constexpr bool isOfForm(std::uint64_t characters, std::string_view form) {
   constexpr std::uint64_t everyByte = 0x0101'0101'0101'0101;
   std::uint64_t digits = 0;  // 1 in the bytes of digits
@@ -74,14 +74,14 @@ constexpr bool isOfForm(std::uint64_t characters, std::string_view form) {
   return (above & 0x80 * everyByte) == 0;
 }
 
-/// The number of the two digits at a place of eight characters that are of a form.
+// The number of the two digits at a place of eight characters that are of a form.
 std::int32_t twoDigits(std::uint64_t characters, unsigned at) {
   const auto pair = static_cast<std::uint32_t>(characters >> (8U * at));
   return static_cast<std::int32_t>((pair & 0x0FU) * 10U + ((pair >> 8U) & 0x0FU));
 }
 
-/// "2019-03-15T13:30:00", the part that both ISO forms share, in three overlapping pieces of eight;
-/// `text` has at least 19 characters.
+// "2019-03-15T13:30:00", the part that both ISO forms share, in three overlapping pieces of eight;
+// `text` has at least 19 characters.
 std::optional<std::int64_t> readISO8601DateAndTime(const char* text) {
   const std::uint64_t head = eightCharacters(text);        // "2019-03-"
   const std::uint64_t middle = eightCharacters(text + 8);  // "15T13:30"
@@ -98,7 +98,7 @@ std::optional<std::int64_t> readISO8601DateAndTime(const char* text) {
   return secondsOf(dayNumberFromCivilDate(date), hour, minute, second);
 }
 
-/// Three letters in any case as one number.
+// Three letters in any case as one number.
 constexpr std::uint32_t packedLetters(const char* text) {
   const auto lower = [](char letter) {
     return static_cast<std::uint32_t>(static_cast<unsigned char>(letter)) | 0x20U;
@@ -117,8 +117,8 @@ constexpr std::array<std::uint32_t, Count> packedNames(
 constexpr auto packedMonths = packedNames(monthNames);
 constexpr auto packedWeekdays = packedNames(weekdayNames);
 
-/// 1 for the first name, 0 for no name. Every name is looked at: no guess for the processor to
-/// miss.
+// 1 for the first name, 0 for no name. Every name is looked at: no guess for the processor to
+// miss.
 template <std::size_t Count>
 std::int32_t numberOfName(const std::array<std::uint32_t, Count>& names, const char* text) {
   const std::uint32_t wanted = packedLetters(text);
@@ -129,7 +129,7 @@ std::int32_t numberOfName(const std::array<std::uint32_t, Count>& names, const c
   return number;
 }
 
-/// "+0000" or "GMT".
+// "+0000" or "GMT".
 std::optional<std::int32_t> readOffset(std::string_view text) {
   if (equalIgnoringCase(text, "GMT")) return 0;
   if (text.size() != 5 || (text[0] != '+' && text[0] != '-')) return std::nullopt;

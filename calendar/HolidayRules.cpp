@@ -23,7 +23,7 @@ constexpr std::int32_t tuesday = 3;
 constexpr std::int32_t thursday = 5;
 constexpr std::int32_t friday = 6;
 
-/// A row holds for the days [firstDay:lastDay] of the month that are the weekday.
+// A row holds for the days [firstDay:lastDay] of the month that are the weekday.
 struct HolidayRule {
   const char* name;
   std::int32_t month;
@@ -39,7 +39,7 @@ constexpr HolidayRule onDay(const char* name, std::int32_t month, std::int32_t d
   return {name, month, day, day, anyWeekday, calendars};
 }
 
-/// The first of a weekday lies on the days 1 to 7, the second on 8 to 14, and so on.
+// The first of a weekday lies on the days 1 to 7, the second on 8 to 14, and so on.
 constexpr HolidayRule onNth(const char* name, std::int32_t month, std::int32_t nth,
                             std::int32_t weekday, std::uint8_t calendars) {
   return {name, month, 7 * nth - 6, 7 * nth, weekday, calendars};
@@ -67,7 +67,7 @@ constexpr auto rules = std::to_array<HolidayRule>({
     onDay("Boxing Day", 12, 26, tse),
 });
 
-/// Where the rules of each month begin; those of month m end where those of m + 1 begin.
+// Where the rules of each month begin; those of month m end where those of m + 1 begin.
 constexpr auto firstRuleOfMonth = [] {
   std::array<std::size_t, 14> first{};
   for (std::size_t month = 1; month < first.size(); ++month) {
@@ -96,7 +96,7 @@ bool isGoodFriday(const QueriedDay& day) {
   return day.isDate && day.number + 2 == dayNumberFromCivilDate(easterSunday(day.civil.year));
 }
 
-/// The name of the official holiday that the day is, null when it is none.
+// The name of the official holiday that the day is, null when it is none.
 const char* officialHoliday(const QueriedDay& day, std::uint8_t calendar) {
   const auto month = static_cast<std::size_t>(day.civil.month);
   for (std::size_t at = firstRuleOfMonth[month]; at < firstRuleOfMonth[month + 1]; ++at) {
@@ -111,7 +111,7 @@ const char* officialHoliday(const QueriedDay& day, std::uint8_t calendar) {
   return (calendar & (nyse | tse)) != 0 && isGoodFriday(day) ? "Good Friday" : nullptr;
 }
 
-/// The day so many days away at the same time of day; absent beyond the calendar.
+// The day so many days away at the same time of day; absent beyond the calendar.
 std::optional<QueriedDay> neighbour(const QueriedDay& day, std::int32_t days) {
   const std::int64_t number = std::int64_t{day.number} + days;
   if (!isCalendarDay(number)) return std::nullopt;
@@ -126,12 +126,12 @@ HolidayAnswer answerOfNeighbour(const QueriedDay& day, std::int32_t days, ZHolid
   return found ? holidayAnswer(*found, type) : HolidayAnswer{};
 }
 
-/// What is said of a day on which that holiday, if it is one, is observed.
+// What is said of a day on which that holiday, if it is one, is observed.
 HolidayAnswer inLieuOf(const HolidayAnswer& holiday) {
   return {holiday.isHoliday, holiday.isHoliday, holiday.name};
 }
 
-/// Whether the day is the last of its month or year, on which books are closed.
+// Whether the day is the last of its month or year, on which books are closed.
 bool endsPeriod(const QueriedDay& day) {
   if (day.isDate) return day.civil.day == lastDayOfMonth(day.civil.year, day.civil.month);
   // An instant that is no date equals none; the boundary methods say so in the log.
@@ -139,8 +139,8 @@ bool endsPeriod(const QueriedDay& day) {
   return endsMonth || ZDateUtilities::lastDayOfYearContainingDate(day.instant) == day.instant;
 }
 
-/// A Sunday's holiday moves to the Monday; a Saturday's to the Friday, on the exchange alone. The
-/// exchange stays open on the last day of a month or year.
+// A Sunday's holiday moves to the Monday; a Saturday's to the Friday, on the exchange alone. The
+// exchange stays open on the last day of a month or year.
 HolidayAnswer observedInUnitedStates(const QueriedDay& day, ZHolidayType type) {
   if (day.isDate && day.weekday != friday && day.weekday != monday) return {};
   const bool isBank = type == ZHolidayType::ZHolidayTypeUSBank;
@@ -160,8 +160,8 @@ constexpr bool isOnWeekdayOrFixed(const HolidayRule& rule) {
 // What the shortcut below relies on: a holiday on a weekday of its own never falls on a weekend.
 static_assert(std::all_of(rules.begin(), rules.end(), isOnWeekdayOrFixed));
 
-/// Whether a holiday of the weekend may have moved to this weekday: only one on a fixed day falls
-/// on a weekend, and it moves by three days at most.
+// Whether a holiday of the weekend may have moved to this weekday: only one on a fixed day falls
+// on a weekend, and it moves by three days at most.
 bool mayStandForWeekend(const QueriedDay& day, std::uint8_t calendar) {
   constexpr std::int32_t farthest = 3;
   if (day.civil.day <= farthest) return true;  // from the month before
@@ -176,7 +176,7 @@ bool mayStandForWeekend(const QueriedDay& day, std::uint8_t calendar) {
   return false;
 }
 
-/// A weekend's holiday moves to the Monday, and on to the Tuesday when the Monday is taken.
+// A weekend's holiday moves to the Monday, and on to the Tuesday when the Monday is taken.
 HolidayAnswer observedInToronto(const QueriedDay& day) {
   if (day.weekday != monday && day.weekday != tuesday) return {};
   if (!mayStandForWeekend(day, tse)) return {false, day.weekday == monday};

@@ -21,14 +21,14 @@ namespace {
 
 constexpr const char* localZoneFile = "/etc/localtime";
 
-/// What a path below a zone folder is called: ".../zoneinfo/Europe/Paris" is "Europe/Paris".
+// What a path below a zone folder is called: ".../zoneinfo/Europe/Paris" is "Europe/Paris".
 std::string_view nameBelowZoneFolder(std::string_view path) {
   constexpr std::string_view folder = "/zoneinfo/";
   const std::size_t at = path.rfind(folder);
   return at == std::string_view::npos ? path : path.substr(at + folder.size());
 }
 
-/// Takes "hh", ":mm" or ":ss" off the front of a POSIX offset.
+// Takes "hh", ":mm" or ":ss" off the front of a POSIX offset.
 std::optional<int> takeNumber(std::string_view& text) {
   int value = 0;
   if (text.starts_with('-')) return std::nullopt;
@@ -39,7 +39,7 @@ std::optional<int> takeNumber(std::string_view& text) {
   return value;
 }
 
-/// Seconds east of GMT of a POSIX offset "[+-]hh[:mm[:ss]]", which counts westwards.
+// Seconds east of GMT of a POSIX offset "[+-]hh[:mm[:ss]]", which counts westwards.
 std::optional<std::int32_t> offsetOfPosixText(std::string_view text) {
   const bool east = text.starts_with('-');
   if (east || text.starts_with('+')) text.remove_prefix(1);
@@ -55,7 +55,7 @@ std::optional<std::int32_t> offsetOfPosixText(std::string_view text) {
   return std::nullopt;
 }
 
-/// Rules for a POSIX zone without daylight time, "UTC0" or "<+0545>-5:45"; null for other text.
+// Rules for a POSIX zone without daylight time, "UTC0" or "<+0545>-5:45"; null for other text.
 const ZoneRules* posixZoneRules(std::string_view text) {
   constexpr std::string_view letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   const bool quoted = text.starts_with('<');
@@ -66,7 +66,7 @@ const ZoneRules* posixZoneRules(std::string_view text) {
   return offset ? &zoneRulesOfOffset("posix", std::string(text), *offset, abbreviation) : nullptr;
 }
 
-/// Rules for a name or path that has not been met before on this thread; null when there are none.
+// Rules for a name or path that has not been met before on this thread; null when there are none.
 const ZoneRules* rulesOfSetting(std::string_view setting) {
   if (setting.empty() || setting == "UTC") return &utcZoneRules();
   if (setting.starts_with('/')) {
@@ -81,7 +81,7 @@ const ZoneRules* rulesOfSetting(std::string_view setting) {
   return file ? file : posixZoneRules(setting);
 }
 
-/// UTC in the place of a zone that is not there, reported the first time.
+// UTC in the place of a zone that is not there, reported the first time.
 const ZoneRules& rulesOfUnknownZone(std::string_view setting) {
   return *findOrMakeZoneRules("unknown " + std::string(setting), [&] {
     logErrorLine("ERROR: Unknown time zone: " + std::string(setting));
@@ -89,7 +89,7 @@ const ZoneRules& rulesOfUnknownZone(std::string_view setting) {
   });
 }
 
-/// The last setting that a thread met. Plain bytes, so that a thread's end has nothing to undo.
+// The last setting that a thread met. Plain bytes, so that a thread's end has nothing to undo.
 struct Remembered {
   std::array<char, 256> setting{};
   std::size_t length = 0;

@@ -50,7 +50,7 @@ void putOffset(std::string& text, std::int32_t secondsFromGMT, int width) {
   putNumber(text, minutes % 60, 2);
 }
 
-/// The clock taken apart once for all fields.
+// The clock taken apart once for all fields.
 struct PrintedFields {
   CivilDate date;
   std::string_view weekday;

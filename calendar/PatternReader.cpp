@@ -15,7 +15,7 @@ namespace {
 
 enum class HalfOfDay { none, am, pm };
 
-/// The fields as read; what a pattern lacks is that of 2000-01-01 00:00:00.
+// The fields as read; what a pattern lacks is that of 2000-01-01 00:00:00.
 struct ReadFields {
   CivilDate date{2000, 1, 1};
   std::optional<std::int32_t> hour;        // H
@@ -39,7 +39,7 @@ std::optional<std::int32_t> takeDigits(std::string_view& text, int fewest, int m
   return value;
 }
 
-/// A field of one letter takes up to `most` digits, a longer one its width; [lowest:highest].
+// A field of one letter takes up to `most` digits, a longer one its width; [lowest:highest].
 bool takeNumber(std::string_view& text, int width, int most, std::int32_t lowest,
                 std::int32_t highest, std::int32_t& number) {
   const std::optional<std::int32_t> value =
@@ -57,7 +57,7 @@ bool takeText(std::string_view& text, std::string_view wanted) {
 
 enum class NameForm { abbreviated, full };
 
-/// 1 for the first of the names; absent when none stands at the front.
+// 1 for the first of the names; absent when none stands at the front.
 std::optional<std::int32_t> takeName(std::string_view& text,
                                      std::span<const std::string_view> names, NameForm form) {
   std::int32_t number = 0;
@@ -69,7 +69,7 @@ std::optional<std::int32_t> takeName(std::string_view& text,
   return std::nullopt;
 }
 
-/// The year from 80 before the present one to 19 after it that ends with the two digits.
+// The year from 80 before the present one to 19 after it that ends with the two digits.
 std::int32_t yearNearNow(std::int32_t lastTwoDigits) {
   const DayNumber today = dayOfTimestamp(Timestamp::now()).value_or(0);
   const std::int32_t earliest = civilDateFromDayNumber(today).year - 80;
@@ -118,7 +118,7 @@ bool takeHalfOfDay(std::string_view& text, HalfOfDay& half) {
   return takeText(text, "PM");
 }
 
-/// "+hhmm", or "+hh:mm" with the separator.
+// "+hhmm", or "+hh:mm" with the separator.
 bool takeSignedOffset(std::string_view& text, std::string_view separator, std::int32_t& offset) {
   const bool west = text.starts_with('-');
   if (!west && !text.starts_with('+')) return false;

@@ -22,12 +22,12 @@ bool isWeekday(int weekday) {
   return weekday >= 1 && weekday <= 7;
 }
 
-/// The first such weekday on or after a day.
+// The first such weekday on or after a day.
 DayNumber weekdayFrom(DayNumber day, int weekday) {
   return day + (weekday - weekdayFromDayNumber(day) + 7) % 7;
 }
 
-/// The nth such weekday of a month; absent when the month has no fifth.
+// The nth such weekday of a month; absent when the month has no fifth.
 std::optional<CivilDate> nthWeekday(std::int32_t year, int month, int nth, int weekday) {
   const int last = lastDayOfMonth(year, month);
   if (nth == lastOne) {

@@ -15,7 +15,7 @@ namespace {
 
 constexpr int microsecondsPerSecond = 1'000'000;
 
-/// ".25" for 250,000 microseconds, nothing for none.
+// ".25" for 250,000 microseconds, nothing for none.
 std::string textOfFraction(int microseconds) {
   if (microseconds == 0) return {};
   std::string text = std::to_string(microsecondsPerSecond + microseconds);
@@ -24,7 +24,7 @@ std::string textOfFraction(int microseconds) {
   return text;
 }
 
-/// A second of the day as "T13:30:00".
+// A second of the day as "T13:30:00".
 std::string textOfTime(int second) {
   std::array<char, 32> text{};
   const int length = std::snprintf(text.data(), text.size(), "T%02d:%02d:%02d", second / 3600,

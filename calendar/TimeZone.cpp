@@ -18,7 +18,7 @@ namespace ztp {
 
 namespace {
 
-/// Only what IANA names are made of: no dot, so no way out of the zone folder, and no colon.
+// Only what IANA names are made of: no dot, so no way out of the zone folder, and no colon.
 bool isZoneName(std::string_view name) {
   constexpr std::size_t longest = 64;
   constexpr std::string_view allowed =
@@ -27,7 +27,7 @@ bool isZoneName(std::string_view name) {
          name.find_first_not_of(allowed) == std::string_view::npos;
 }
 
-/// "GMT-0500", "GMT+013015".
+// "GMT-0500", "GMT+013015".
 std::string nameOfOffset(std::int32_t offset) {
   const std::int32_t size = std::abs(offset);
   std::array<char, 32> text{};
@@ -41,8 +41,8 @@ std::string nameOfOffset(std::int32_t offset) {
   return name;
 }
 
-/// The whole second of any instant, the nearest one of the calendar beyond its range; what is no
-/// number counts as the reference.
+// The whole second of any instant, the nearest one of the calendar beyond its range; what is no
+// number counts as the reference.
 std::int64_t secondWithinCalendar(Timestamp instant) {
   if (const std::optional<std::int64_t> seconds = wholeSeconds(instant)) return *seconds;
   if (std::isnan(instant.secondsSinceReference())) return 0;

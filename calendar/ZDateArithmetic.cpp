@@ -12,19 +12,19 @@ namespace {
 
 using Limits = std::numeric_limits<std::int64_t>;
 
-/// The sum, or the number nearest to it that there is.
+// The sum, or the number nearest to it that there is.
 std::int64_t saturatedSum(std::int64_t left, std::int64_t right) {
   std::int64_t sum = 0;
   if (!__builtin_add_overflow(left, right, &sum)) return sum;
   return left < 0 ? Limits::min() : Limits::max();
 }
 
-/// The coerced date's day in the calendar; absent for none.
+// The coerced date's day in the calendar; absent for none.
 std::optional<DayNumber> coercedDay(std::optional<Date> coerced) {
   return coerced ? dayOfTimestamp(*coerced) : std::nullopt;
 }
 
-/// The date moved by whole months, its day not beyond the end of the month arrived at.
+// The date moved by whole months, its day not beyond the end of the month arrived at.
 std::optional<Date> movedByMonths(DayNumber from, std::int64_t months) {
   constexpr std::int64_t limit = 12LL * lastCalendarYear;
   if (months < -limit || months > limit) return std::nullopt;

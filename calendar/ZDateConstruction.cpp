@@ -13,11 +13,11 @@ namespace ztp {
 
 namespace {
 
-/// The platform's distant instants: 1 January of the year 1 and of the year 4001, at midnight UTC.
+// The platform's distant instants: 1 January of the year 1 and of the year 4001, at midnight UTC.
 constexpr Timestamp distantPastInstant(-63'114'076'800.0);
 constexpr Timestamp distantFutureInstant(63'113'904'000.0);
 
-/// A date that all threads see, or none.
+// A date that all threads see, or none.
 class SharedDate {
  public:
   [[nodiscard]] std::optional<Date> get() const {

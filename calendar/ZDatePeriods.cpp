@@ -17,7 +17,7 @@ struct Period {
 constexpr std::array<Period, 4> calendarQuarters = {{{1, 3}, {4, 6}, {7, 9}, {10, 12}}};
 constexpr std::array<Period, 4> taxQuarters = {{{1, 3}, {4, 5}, {6, 8}, {9, 12}}};
 
-/// A date as the boundary methods see it: coerced, and within the calendar.
+// A date as the boundary methods see it: coerced, and within the calendar.
 struct DayOfDate {
   DayNumber number;
   CivilDate civil;
@@ -59,7 +59,7 @@ std::optional<Date> lastOfQuarter(std::optional<Date> date, const std::array<Per
   return lastOfMonth(day->civil.year, quarterOf(day->civil.month, quarters).lastMonth);
 }
 
-/// From a date on by steps of a day to the first that is the weekday; absent for no weekday.
+// From a date on by steps of a day to the first that is the weekday; absent for no weekday.
 std::optional<Date> nearestWeekDay(std::int64_t weekday, std::optional<Date> from,
                                    std::int64_t step) {
   if (weekday < 1 || weekday > 7) return std::nullopt;

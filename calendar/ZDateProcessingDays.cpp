@@ -15,7 +15,7 @@ namespace {
 constexpr int sunday = 1;
 constexpr int saturday = 7;
 
-/// The weekdays [1:7] of a list that is separated by commas, in its order; unknown names left out.
+// The weekdays [1:7] of a list that is separated by commas, in its order; unknown names left out.
 std::vector<int> weekdaysOfNames(std::string_view names) {
   std::vector<int> weekdays;
   weekdays.reserve(2);
@@ -28,7 +28,7 @@ std::vector<int> weekdaysOfNames(std::string_view names) {
   }
 }
 
-/// A walk over the days that are processed: neither off nor a United States bank holiday.
+// A walk over the days that are processed: neither off nor a United States bank holiday.
 class ProcessingDays {
  public:
   ProcessingDays(std::span<const int> daysOff, std::int64_t step) : step_(step) {
@@ -40,8 +40,8 @@ class ProcessingDays {
     return !holidayAnswer(QueriedDay::ofNumber(day), ZHolidayType::ZHolidayTypeUSBank).isHoliday;
   }
 
-  /// The day at which `count` processing days have been passed, the first day included, and another
-  /// is met; absent when the walk never gets there.
+  // The day at which `count` processing days have been passed, the first day included, and another
+  // is met; absent when the walk never gets there.
   [[nodiscard]] std::optional<DayNumber> after(std::int64_t count, DayNumber first) const {
     if (step_ == 0) return contains(first) ? std::optional(first) : std::nullopt;
     if (!canReachProcessingDay(first) || count > longestWalk) return std::nullopt;
@@ -61,7 +61,7 @@ class ProcessingDays {
     return off_[static_cast<std::size_t>(weekdayFromDayNumber(static_cast<DayNumber>(day)))];
   }
 
-  /// Steps of whole weeks stay on one weekday, all others come to every weekday.
+  // Steps of whole weeks stay on one weekday, all others come to every weekday.
   [[nodiscard]] bool canReachProcessingDay(DayNumber first) const {
     if (step_ % 7 == 0) return !isOff(first);
     for (std::size_t weekday = sunday; weekday <= saturday; ++weekday) {

@@ -15,20 +15,20 @@ constexpr std::string_view dateCondition = "inDate != nil";
   throw ParameterAssertion(ZDateUtilities::className, line, condition);
 }
 
-/// The date of a query, asserted and coerced, as a day of the calendar; absent beyond its range.
+// The date of a query, asserted and coerced, as a day of the calendar; absent beyond its range.
 std::optional<DayNumber> queriedDay(std::optional<Date> date, int line) {
   if (!date) failAssertion(line, dateCondition);
   const std::optional<Date> coerced = ZDateUtilities::_dateByCoercingObjectToValidDate(date);
   return coerced ? dayOfTimestamp(*coerced) : std::nullopt;
 }
 
-/// The same taken apart; all zeros beyond the calendar's range.
+// The same taken apart; all zeros beyond the calendar's range.
 CivilDate queriedDate(std::optional<Date> date, int line) {
   const std::optional<DayNumber> day = queriedDay(date, line);
   return day ? civilDateFromDayNumber(*day) : CivilDate{0, 0, 0};
 }
 
-/// The week, from 1, that a day lies in, when week 1 holds the first day of the period.
+// The week, from 1, that a day lies in, when week 1 holds the first day of the period.
 int weekSince(DayNumber firstOfPeriod, DayNumber day) {
   const DayNumber sundayOfWeekOne = firstOfPeriod - (weekdayFromDayNumber(firstOfPeriod) - 1);
   return (day - sundayOfWeekOne) / 7 + 1;

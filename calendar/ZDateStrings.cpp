@@ -17,7 +17,7 @@ bool isDigit(char character) {
   return character >= '0' && character <= '9';
 }
 
-/// The number that the leading digits make, 0 without one, the largest number when they make more.
+// The number that the leading digits make, 0 without one, the largest number when they make more.
 std::int64_t numberOfLeadingDigits(std::string_view text) {
   std::int64_t number = 0;
   for (const char character : text) {
@@ -29,7 +29,7 @@ std::int64_t numberOfLeadingDigits(std::string_view text) {
   return number;
 }
 
-/// The same behind blanks and a sign.
+// The same behind blanks and a sign.
 std::int64_t integerValue(std::string_view text) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
   if (start == std::string_view::npos) return 0;
@@ -40,8 +40,8 @@ std::int64_t integerValue(std::string_view text) {
   return negative ? -size : size;
 }
 
-/// Positions count characters, in UTF-16 as the callers' strings are, but only ASCII characters can
-/// be part of a field: this is the text with "?" in the place of every other one.
+// Positions count characters, in UTF-16 as the callers' strings are, but only ASCII characters can
+// be part of a field: this is the text with "?" in the place of every other one.
 std::string asCharacters(std::string_view string) {
   std::string characters;
   for (const char byte : string) {
@@ -56,7 +56,7 @@ std::string asCharacters(std::string_view string) {
   return characters;
 }
 
-/// Where year, month and day stand in a text that is at least so long.
+// Where year, month and day stand in a text that is at least so long.
 struct FieldPlaces {
   std::size_t length;
   std::size_t month;
@@ -80,7 +80,7 @@ std::optional<Date> dateFromCharacters(std::string_view string, const FieldPlace
   return dateFromPlaces(head, places);
 }
 
-/// The year in four digits or more, month and day in two, the separator between them.
+// The year in four digits or more, month and day in two, the separator between them.
 std::string printDate(const CivilDate& date, const char* separator) {
   std::array<char, 32> text{};
   const int length = std::snprintf(text.data(), text.size(), "%04d%s%02d%s%02d", date.year,
@@ -88,7 +88,7 @@ std::string printDate(const CivilDate& date, const char* separator) {
   return {text.data(), static_cast<std::size_t>(length)};
 }
 
-/// The characters from one place to another; out of range when there is no such piece.
+// The characters from one place to another; out of range when there is no such piece.
 std::string_view cutOut(std::string_view string, std::size_t from, std::size_t to) {
   if (to == std::string_view::npos || to < from || to > string.size()) {
     throw std::out_of_range("OFX time zone: no end of the field");

@@ -33,8 +33,8 @@ const DateFormatter& formatterInDictionary(const FixedFormatter& kind,
       key, [&kind] { return DateFormatter(kind.pattern, TimeZone::utc()); });
 }
 
-/// The same, with the place of this class's own formatter remembered by the calling thread: the
-/// dictionary never moves an entry.
+// The same, with the place of this class's own formatter remembered by the calling thread: the
+// dictionary never moves an entry.
 const DateFormatter& threadLocalFormatter(const FixedFormatter& kind,
                                           std::string_view receivingClass,
                                           const DateFormatter*& own) {

@@ -14,20 +14,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The folder in which named zones are looked up.
+// The folder in which named zones are looked up.
 fs::path zoneFolder() {
   const char* const setting = std::getenv("TZDIR");
   return setting && *setting != '\0' ? setting : "/usr/share/zoneinfo";
 }
 
-/// Whether a file begins as RFC 8536 has it.
+// Whether a file begins as RFC 8536 has it.
 bool isZoneFile(const fs::path& path) {
   std::array<char, 4> magic{};
   std::ifstream file(path, std::ios::binary);
   return file.read(magic.data(), magic.size()) && std::string_view(magic.data(), 4) == "TZif";
 }
 
-/// Second copies of all zones, and files that are no places: what is in them is there by its name.
+// Second copies of all zones, and files that are no places: what is in them is there by its name.
 bool isLeftOut(const std::string& name) {
   return name == "posix" || name == "right" || name == "localtime" || name == "posixrules" ||
          name == "Factory" || name.find('.') != std::string::npos;

@@ -36,8 +36,8 @@ Date date(std::int64_t day) {
   return Date::fromUnixSeconds(noonOf(day));
 }
 
-/// `convert` hands out the bare value, as a caller takes it: an optional in two registers would be
-/// stored and read again at once, which costs more than the conversion.
+// `convert` hands out the bare value, as a caller takes it: an optional in two registers would be
+// stored and read again at once, which costs more than the conversion.
 template <typename Sample, typename Convert>
 void run(benchmark::State& state, const Sample& sample, Convert&& convert) {
   Turn turn;
@@ -85,7 +85,7 @@ void componentsFromSecondsChrono(benchmark::State& state) {
   });
 }
 
-/// From whole seconds in an integer, without the double of a timestamp: less than is asked of ours.
+// From whole seconds in an integer, without the double of a timestamp: less than is asked of ours.
 void componentsFromIntegerChrono(benchmark::State& state) {
   run(state, samples<std::chrono::sys_seconds>([](std::int64_t day) {
         return std::chrono::sys_seconds(standardDay(day)) + std::chrono::hours(12);
@@ -112,7 +112,7 @@ void secondsFromNameChrono(benchmark::State& state) {
       });
 }
 
-/// The same asked as of ours: numbers of any size are looked at before they are taken for a day.
+// The same asked as of ours: numbers of any size are looked at before they are taken for a day.
 void secondsFromCheckedNameChrono(benchmark::State& state) {
   run(state,
       samples<CivilDate>([](std::int64_t day) { return civilDateFromDayNumber(dayNumber(day)); }),

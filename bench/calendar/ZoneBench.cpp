@@ -54,7 +54,7 @@ void fieldsDate(benchmark::State& state, const Instants& instants) {
   }
 }
 
-/// What the wall clock showed at a sample, in the shapes that the three libraries take.
+// What the wall clock showed at a sample, in the shapes that the three libraries take.
 struct WallClock {
   Date date;
   absl::CivilSecond civil;

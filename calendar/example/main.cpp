@@ -33,13 +33,13 @@ std::string text(std::optional<Date> date) {
   return ZDateUtilities::ISO8601StringFromDate(date).value_or("none");
 }
 
-/// What a calendar is called beside its holidays.
+// What a calendar is called beside its holidays.
 struct NamedCalendar {
   const char* name;
   BusinessCalendar calendar;
 };
 
-/// "US bank, NYSE (in lieu)", empty for a working day.
+// "US bank, NYSE (in lieu)", empty for a working day.
 std::string holidaysOn(const std::array<NamedCalendar, 3>& calendars, Date date) {
   std::string names;
   for (const NamedCalendar& each : calendars) {
@@ -80,7 +80,7 @@ void printProcessingDays(std::int64_t year) {
   }
 }
 
-/// Two business days after the trade, of the exchange as it was and is and of the bank that pays.
+// Two business days after the trade, of the exchange as it was and is and of the bank that pays.
 void printSettlement(Date first) {
   const BusinessCalendar both = BusinessCalendar::closedWhenAny(
       {BusinessCalendar::market(ZHolidayType::ZHolidayTypeNYSE, SpecialClosings::included),
@@ -95,8 +95,8 @@ void printSettlement(Date first) {
   }
 }
 
-/// The bank closes its books at 17:00 in New York on the last processing day of a month; the user
-/// reads the statement on a clock of their own.
+// The bank closes its books at 17:00 in New York on the last processing day of a month; the user
+// reads the statement on a clock of their own.
 void printStatement(Date first, TimeZone zone) {
   using namespace std::chrono_literals;
   const auto bank = BusinessCalendar::market(ZHolidayType::ZHolidayTypeUSBank);
@@ -114,7 +114,7 @@ void printStatement(Date first, TimeZone zone) {
   }
 }
 
-/// The year named, 0 for what is none.
+// The year named, 0 for what is none.
 std::int64_t yearFromText(const char* text) {
   std::int64_t year = 0;
   const char* end = text + std::strlen(text);

@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What one extraction has cost so far.
+// What one extraction has cost so far.
 struct Cost {
   std::atomic<std::uint64_t> calls;      // of the file system
   std::atomic<std::uint64_t> bytesRead;  // of the archive
@@ -31,17 +31,17 @@ struct Cost {
 Cost cost;
 
 // An extraction may cost so much, whatever it is given.
-constexpr std::uint64_t kCallsOfNothing = 64;
-constexpr std::uint64_t kBytesReadOfNothing = 200'000;  // the tail, twice
-constexpr std::uint64_t kAllocatedOfNothing = 2U << 20U;
+constexpr std::uint64_t callsOfNothing = 64;
+constexpr std::uint64_t bytesReadOfNothing = 200'000;  // the tail, twice
+constexpr std::uint64_t allocatedOfNothing = 2U << 20U;
 // And so much for each item, header or byte. Every header takes 76 bytes of an archive at least.
-constexpr std::uint64_t kCallsOfItem = 16;
-constexpr std::uint64_t kSmallestEntry = 76;
-constexpr std::uint64_t kAllocatedOfItem = 100'000;  // a directory's buffers, when it is removed
-constexpr std::uint64_t kReadOfByte = 4;
-constexpr std::uint64_t kAllocatedOfByte = 64;
-constexpr std::uint64_t kMostItems = 300;
-constexpr std::uint64_t kMostExpanded = 1U << 20U;
+constexpr std::uint64_t callsOfItem = 16;
+constexpr std::uint64_t smallestEntry = 76;
+constexpr std::uint64_t allocatedOfItem = 100'000;  // a directory's buffers, when it is removed
+constexpr std::uint64_t readOfByte = 4;
+constexpr std::uint64_t allocatedOfByte = 64;
+constexpr std::uint64_t mostItems = 300;
+constexpr std::uint64_t mostExpanded = 1U << 20U;
 
 void countAllocation(const volatile void* /*block*/, std::size_t size) {
   cost.allocated += size;
@@ -111,7 +111,7 @@ const fs::path& playground() {
   return path;
 }
 
-/// The path of a file in memory that holds these bytes, one for the whole run.
+// The path of a file in memory that holds these bytes, one for the whole run.
 const fs::path& fileOf(const std::uint8_t* bytes, std::size_t size) {
   static const int file = ::memfd_create("archive", MFD_CLOEXEC);
   static const fs::path path = "/proc/self/fd/" + std::to_string(file);
@@ -122,11 +122,10 @@ const fs::path& fileOf(const std::uint8_t* bytes, std::size_t size) {
 
 void checkCost(std::uint64_t size) {
   const std::uint64_t items = cost.items;
-  mustHold(items <= kMostItems);
-  mustHold(cost.calls <= kCallsOfNothing + kCallsOfItem * (items + size / kSmallestEntry));
-  mustHold(cost.bytesRead <= kBytesReadOfNothing + kReadOfByte * size);
-  mustHold(cost.allocated <=
-           kAllocatedOfNothing + kAllocatedOfItem * items + kAllocatedOfByte * size);
+  mustHold(items <= mostItems);
+  mustHold(cost.calls <= callsOfNothing + callsOfItem * (items + size / smallestEntry));
+  mustHold(cost.bytesRead <= bytesReadOfNothing + readOfByte * size);
+  mustHold(cost.allocated <= allocatedOfNothing + allocatedOfItem * items + allocatedOfByte * size);
 }
 
 }  // namespace
@@ -137,8 +136,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   fs::create_directory(destination);
   const fs::path& archive = fileOf(bytes, size);
   ztp::archiver::ExtractionLimits limits;
-  limits.entries = kMostItems;
-  limits.expandedBytes = kMostExpanded;
+  limits.entries = mostItems;
+  limits.expandedBytes = mostExpanded;
   cost.calls = cost.bytesRead = cost.allocated = cost.items = 0;
   bool isUnpacked = true;
   try {

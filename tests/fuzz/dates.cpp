@@ -22,7 +22,7 @@ void readOfx(const std::string& text) {
   }
 }
 
-/// What holds of every date there is, business days included.
+// What holds of every date there is, business days included.
 void mustHoldOfDate(ztp::Date date) {
   using namespace ztp;
   const auto days = sysDaysFromDate(date);

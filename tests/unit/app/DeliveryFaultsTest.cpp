@@ -34,7 +34,7 @@ class DeliveryFaultsTest : public DeliveryFixture {
     return said(delivery().deliverConvertedFile(name, host / "result")).empty();
   }
 
-  /// Begins anew, with an old item of that kind at the destination.
+  // Begins anew, with an old item of that kind at the destination.
   void putOld(const std::string& kind) const {
     fs::remove_all(host);
     fs::create_directory(host);
@@ -42,7 +42,7 @@ class DeliveryFaultsTest : public DeliveryFixture {
     if (kind == "folder") put(host / "result/sub/old", "old");
   }
 
-  /// Runs something in a child, to which `prepare` is done first; its exit status.
+  // Runs something in a child, to which `prepare` is done first; its exit status.
   template <typename Prepare, typename Run>
   static int inChild(const Prepare& prepare, const Run& run) {
     const pid_t pid = ::fork();

@@ -333,7 +333,7 @@ class SharedDirectoryTest : public DeliveryFixture {
     EXPECT_GT(swaps, 0);
   }
 
-  /// The item of ours that is being made in the host's directory.
+  // The item of ours that is being made in the host's directory.
   [[nodiscard]] fs::path pending() const {
     for (const auto& entry : fs::directory_iterator(host)) {
       if (entry.path().filename().string().starts_with(".ZanburyToolProxy.")) return entry.path();
@@ -341,7 +341,7 @@ class SharedDirectoryTest : public DeliveryFixture {
     return {};
   }
 
-  /// Moves an item away and puts a link in its place.
+  // Moves an item away and puts a link in its place.
   void swap(const fs::path& item, const fs::path& target) {
     if (item.empty() || fs::is_symlink(item)) return;
     fs::rename(item, scratch / ("moved" + std::to_string(++swaps)));

@@ -33,7 +33,7 @@ std::string randomBytes(std::size_t size) {
   return result;
 }
 
-/// Bytes of which some deflate and some do not, so that a stream has blocks of all types.
+// Bytes of which some deflate and some do not, so that a stream has blocks of all types.
 std::string mixed(std::size_t size) {
   std::string result;
   while (result.size() < size) {
@@ -50,7 +50,7 @@ std::string deflated(DeflateBlock& block, std::string_view bytes, Effort effort,
   return {block.output().begin(), block.output().end()};
 }
 
-/// What zlib makes of a whole raw stream; "(broken)" when it is none, or has bytes behind its end.
+// What zlib makes of a whole raw stream; "(broken)" when it is none, or has bytes behind its end.
 std::string inflated(std::string stream, std::size_t expectedSize) {
   std::string result(expectedSize + 1, '\0');
   z_stream zlib{};
@@ -81,7 +81,7 @@ TEST_P(AnyEffort, blocksOfAllSizesJoin) {
 
 TEST_P(AnyEffort, bytesThatDoNotDeflateHaveRoom) {
   DeflateBlock block;
-  const std::string bytes = randomBytes(DeflateBlock::kInputSize);
+  const std::string bytes = randomBytes(DeflateBlock::inputSize);
   const std::string stream = deflated(block, bytes, GetParam(), Position::inner) +
                              deflated(block, bytes, GetParam(), Position::last);
   EXPECT_TRUE(inflated(stream, 2 * bytes.size()) == bytes + bytes);
@@ -105,7 +105,7 @@ TEST(Deflate, joinRefusesWhatIsNoStreamOfThatSize) {
   DeflateBlock block;
   const std::string stream = deflated(block, "some text", Effort::thorough, Position::last);
   std::vector<std::uint8_t> bytes(stream.begin(), stream.end());
-  bytes.resize(stream.size() + DeflateJoin::kGrowth);
+  bytes.resize(stream.size() + DeflateJoin::growth);
   DeflateJoin join;
   EXPECT_THROW(static_cast<void>(join.open(bytes, stream.size(), 8)), ArchiveError);
   EXPECT_THROW(static_cast<void>(join.open(bytes, stream.size() - 1, 9)), ArchiveError);
@@ -134,10 +134,10 @@ class ParallelDeflateTest : public testing::Test {
 };
 
 TEST_F(ParallelDeflateTest, givesOneStreamForAFileOfManyBlocks) {
-  constexpr std::size_t kBlock = DeflateBlock::kInputSize;
-  const std::string source = mixed(7 * kBlock + 1);
-  for (const std::size_t size :
-       {std::size_t{1}, kBlock - 1, kBlock, kBlock + 1, 2 * kBlock, 6 * kBlock, 7 * kBlock + 1}) {
+  constexpr std::size_t blockSize = DeflateBlock::inputSize;
+  const std::string source = mixed(7 * blockSize + 1);
+  for (const std::size_t size : {std::size_t{1}, blockSize - 1, blockSize, blockSize + 1,
+                                 2 * blockSize, 6 * blockSize, 7 * blockSize + 1}) {
     const std::string content = source.substr(0, size);
     ParallelDeflate deflate = open(content, size);
     const std::string stream = readAll(deflate, 8192);
@@ -148,7 +148,7 @@ TEST_F(ParallelDeflateTest, givesOneStreamForAFileOfManyBlocks) {
 }
 
 TEST_F(ParallelDeflateTest, givesTheSameStreamHoweverItIsRead) {
-  const std::string content = mixed(DeflateBlock::kInputSize * 2);
+  const std::string content = mixed(DeflateBlock::inputSize * 2);
   ParallelDeflate first = open(content, content.size());
   const std::string stream = readAll(first, 1U << 20U);
   ParallelDeflate second = open(content, content.size());

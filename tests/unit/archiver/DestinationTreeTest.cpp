@@ -14,13 +14,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<std::uint8_t, 3> kNew = {'n', 'e', 'w'};
+constexpr std::array<std::uint8_t, 3> newBytes = {'n', 'e', 'w'};
 
 class DestinationTreeTest : public testing::Test {
  protected:
   void putFile(const std::string& name) {
     PendingFile file = tree_.beginFile(parseEntryName(name), 0644);
-    file.write(kNew);
+    file.write(newBytes);
     tree_.put(std::move(file), 1'000'000'000);
   }
 
@@ -106,7 +106,7 @@ TEST_F(DestinationTreeTest, replacesNothingThatItHasMadeItself) {
 TEST_F(DestinationTreeTest, leavesNothingOfAFileThatIsNotPut) {
   {
     PendingFile file = tree_.beginFile(parseEntryName("file"), 0644);
-    file.write(kNew);
+    file.write(newBytes);
     EXPECT_EQ(directory_.names().size(), 1U);
     EXPECT_EQ(directory_.read("file"), "(missing)");
   }

@@ -8,7 +8,7 @@
 namespace ztp::archiver {
 namespace {
 
-/// One letter a block, T or Q, for blocks that come to these sizes; `lag` are always under way.
+// One letter a block, T or Q, for blocks that come to these sizes; `lag` are always under way.
 std::string efforts(std::size_t blocks, std::size_t thorough, std::size_t quick, std::size_t lag) {
   EffortChoice choice;
   std::string result;

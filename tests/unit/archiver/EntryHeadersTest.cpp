@@ -40,7 +40,7 @@ TEST(EntryHeaders, markNamesInUtf8AndNoOthers) {
     return numberAt(localHeader(fileNamed(std::move(name)), {}), 6, 2);
   };
   EXPECT_EQ(flags("plain"), 0U);
-  EXPECT_EQ(flags("\xc3\xb6\x01"), kFlagUtf8);
+  EXPECT_EQ(flags("\xc3\xb6\x01"), flagUtf8);
   EXPECT_EQ(flags("\x94"), 0U);
 }
 
@@ -51,10 +51,10 @@ TEST(EntryHeaders, holdLargeNumbersInZip64Fields) {
   content.compressedSize = 0xFFFF'FFFE;
   const std::vector<std::uint8_t> header = centralHeader(fileNamed("a"), content);
   EXPECT_EQ(numberAt(header, 20, 4), 0xFFFF'FFFEU);
-  EXPECT_EQ(numberAt(header, 24, 4), kFull32);
-  EXPECT_EQ(numberAt(header, 42, 4), kFull32);
-  const std::size_t extra = kCentralSize + 1;
-  EXPECT_EQ(numberAt(header, extra, 2), kZip64Id);
+  EXPECT_EQ(numberAt(header, 24, 4), full32);
+  EXPECT_EQ(numberAt(header, 42, 4), full32);
+  const std::size_t extra = centralSize + 1;
+  EXPECT_EQ(numberAt(header, extra, 2), zip64Id);
   EXPECT_EQ(numberAt(header, extra + 2, 2), 16U);
   EXPECT_EQ(numberAt(header, extra + 4, 8), content.size);
   EXPECT_EQ(numberAt(header, extra + 12, 8), content.localOffset);
@@ -68,17 +68,17 @@ TEST(EntryHeaders, keepRoomForSizesThatAreNotKnownYet) {
   content.compressedSize = 0x1'0000'0010;
   const std::vector<std::uint8_t> header = localHeader(fileNamed("a"), content);
   EXPECT_EQ(header.size(), before);
-  EXPECT_EQ(numberAt(header, kLocalSize + 1 + 12, 8), content.compressedSize);
+  EXPECT_EQ(numberAt(header, localSize + 1 + 12, 8), content.compressedSize);
 }
 
 TEST(EntryHeaders, endInZip64RecordsWhereANumberNeedsThem) {
-  EXPECT_EQ(endRecords(65'534, 100, 200).size(), kEndSize);
-  EXPECT_EQ(endRecords(65'535, 100, 200).size(), kEnd64Size + kLocatorSize + kEndSize);
-  EXPECT_EQ(endRecords(1, 0xFFFF'FFFE, 200).size(), kEndSize);
+  EXPECT_EQ(endRecords(65'534, 100, 200).size(), endSize);
+  EXPECT_EQ(endRecords(65'535, 100, 200).size(), end64Size + locatorSize + endSize);
+  EXPECT_EQ(endRecords(1, 0xFFFF'FFFE, 200).size(), endSize);
   const std::vector<std::uint8_t> end = endRecords(1, 0x1'0000'0000, 200);
-  EXPECT_TRUE(hasMagic(end, 0, kEnd64Magic));
+  EXPECT_TRUE(hasMagic(end, 0, end64Magic));
   EXPECT_EQ(numberAt(end, 48, 8), 0x1'0000'0000U);
-  EXPECT_EQ(numberAt(end, kEnd64Size + 8, 8), 0x1'0000'0000U + 200);
+  EXPECT_EQ(numberAt(end, end64Size + 8, 8), 0x1'0000'0000U + 200);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ std::string repeated(std::string_view part, int times) {
   return text;
 }
 
-/// The text of the refusal, or "" when the name passes.
+// The text of the refusal, or "" when the name passes.
 std::string refusalOf(std::string_view name) {
   try {
     static_cast<void>(parseEntryName(name));

@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Text of that size in which no stretch is like another.
+// Text of that size in which no stretch is like another.
 std::string numbers(std::size_t size) {
   std::string result;
   for (unsigned number = 1; result.size() < size; ++number) {

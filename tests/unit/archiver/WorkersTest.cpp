@@ -12,7 +12,7 @@
 namespace ztp::archiver {
 namespace {
 
-/// Keeps a worker busy until `open`.
+// Keeps a worker busy until `open`.
 class Gate {
  public:
   [[nodiscard]] std::future<void> occupy(Workers& workers) {

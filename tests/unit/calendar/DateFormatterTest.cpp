@@ -167,7 +167,7 @@ TEST(DateFormatter, WithoutAZoneFollowsTheLocalOne) {
   EXPECT_EQ(text(formatter.timestampFromString("2019-03-15 13:30")), "2019-03-15 04:30:00");
 }
 
-/// A form that is read by position, the same form in other words, and texts around it.
+// A form that is read by position, the same form in other words, and texts around it.
 struct FastForm {
   const char* fast;
   const char* general;

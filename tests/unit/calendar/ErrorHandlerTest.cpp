@@ -21,7 +21,7 @@ void keepLine(std::string_view line) {
   lines().emplace_back(line);
 }
 
-/// Uses an instant as a date, and returns what standard error said.
+// Uses an instant as a date, and returns what standard error said.
 std::string coerceOnce() {
   const testing::LocalZoneIs known("UTC");  // one that is not there would have its own line
   ::testing::internal::CaptureStderr();

@@ -19,7 +19,7 @@ constexpr ZHolidayType usBank = ZHolidayType::ZHolidayTypeUSBank;
 constexpr ZHolidayType nyse = ZHolidayType::ZHolidayTypeNYSE;
 constexpr ZHolidayType tse = ZHolidayType::ZHolidayTypeTSE;
 
-/// "official", "in lieu", "no", and "no, in lieu" for the one odd answer there is.
+// "official", "in lieu", "no", and "no, in lieu" for the one odd answer there is.
 std::string answer(std::optional<Date> date, ZHolidayType type) {
   bool inLieu = true;
   const bool holiday = ZDateUtilities::isDateHoliday(date, type, &inLieu);

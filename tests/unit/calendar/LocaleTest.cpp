@@ -12,7 +12,7 @@
 namespace ztp {
 namespace {
 
-/// Groups digits by dots and writes decimal commas, as much of Europe does.
+// Groups digits by dots and writes decimal commas, as much of Europe does.
 class ForeignNumbers : public std::numpunct<char> {
  public:
   ForeignNumbers() : std::numpunct<char>(1) {}
@@ -23,8 +23,8 @@ class ForeignNumbers : public std::numpunct<char> {
   [[nodiscard]] std::string do_grouping() const override { return "\1"; }
 };
 
-/// The C++ locale of the program is foreign for the life of the object, and so is the C library's
-/// where the system has one that is.
+// The C++ locale of the program is foreign for the life of the object, and so is the C library's
+// where the system has one that is.
 class ForeignLocale {
  public:
   ForeignLocale() : before_(std::locale::global(std::locale(std::locale::classic(), &numbers()))) {

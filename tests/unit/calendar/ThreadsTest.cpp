@@ -23,7 +23,7 @@ constexpr const char* zoneNames[] = {"America/New_York", "Europe/London",   "Asi
                                      "Pacific/Apia",     "Australia/Eucla", "America/Caracas",
                                      "Africa/Monrovia",  "Asia/Tehran"};
 
-/// Something of every group of operations, as one text.
+// Something of every group of operations, as one text.
 std::string everythingOnce(int round) {
   const auto at = static_cast<std::size_t>(round) % std::size(zoneNames);
   const TimeZone zone = testing::zone(zoneNames[at]);
@@ -86,7 +86,7 @@ TEST(Threads, MayAskForTheCurrentDateWhileItIsRefreshed) {
   EXPECT_EQ(wrong, 0);
 }
 
-/// Everything of a business calendar that is the first use of something, as one text.
+// Everything of a business calendar that is the first use of something, as one text.
 std::string businessOnce(const BusinessCalendar& shared, int round) {
   const Date date = day(2019, 1 + round % 12, 1 + round % 28);
   const auto type = static_cast<ZHolidayType>(1 + round % 3);

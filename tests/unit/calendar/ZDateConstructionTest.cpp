@@ -26,7 +26,7 @@ static_assert(!std::is_convertible_v<Timestamp, double>);
 static_assert(!std::is_default_constructible_v<ZDateUtilities>);
 static_assert(!DatePicker<int>);
 
-/// The override of the current date, taken back at the end of a test.
+// The override of the current date, taken back at the end of a test.
 class CurrentDateOverrideIs {
  public:
   explicit CurrentDateOverrideIs(Date date) { ZDateUtilities::setCurrentDateOverride(date); }

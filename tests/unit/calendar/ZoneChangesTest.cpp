@@ -238,7 +238,7 @@ TEST(ZoneNames, AreThoseThatCanBeAskedFor) {
   }
 }
 
-/// A folder of zone files that takes the place of the system's while it lives.
+// A folder of zone files that takes the place of the system's while it lives.
 class ZoneFolder {
  public:
   ZoneFolder() : path_(fs::temp_directory_path() / ("zones-" + std::to_string(::getpid()))) {

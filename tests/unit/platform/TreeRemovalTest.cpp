@@ -26,7 +26,7 @@ class TreeRemovalTest : public testing::Test {
                               scratch.path().filename());
   }
 
-  /// Runs a check in a child that is not root; true when it holds there.
+  // Runs a check in a child that is not root; true when it holds there.
   template <typename Check>
   static bool asNobody(const Check& check) {
     const pid_t pid = ::fork();
@@ -38,7 +38,7 @@ class TreeRemovalTest : public testing::Test {
     return ::waitpid(pid, &status, 0) == pid && status == 0;
   }
 
-  /// A tree of which nothing can be removed before its modes change.
+  // A tree of which nothing can be removed before its modes change.
   static void makeClosedTree(const fs::path& top) {
     fs::create_directories(top / "read-only/searched/shut");
     fill(top / "read-only/searched/shut/file", "x");

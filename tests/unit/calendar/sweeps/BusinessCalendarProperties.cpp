@@ -18,7 +18,7 @@
 namespace ztp {
 namespace {
 
-/// A date of the years 1950 to 2249: far enough from the ends for every step below.
+// A date of the years 1950 to 2249: far enough from the ends for every step below.
 Date anyDate() {
   constexpr DayNumber first = dayNumberFromCivilDate({1950, 1, 1});
   constexpr DayNumber last = dayNumberFromCivilDate({2250, 1, 1});
@@ -45,7 +45,7 @@ RecurringHoliday anyHoliday() {
   }
 }
 
-/// A market or one of random rules, with a weekend that leaves at least one day.
+// A market or one of random rules, with a weekend that leaves at least one day.
 BusinessCalendar anyCalendar() {
   const int kind = *rc::gen::inRange(0, 6).as("market, or random rules");
   if (kind >= 1 && kind <= 3) return BusinessCalendar::market(static_cast<ZHolidayType>(kind));

@@ -20,7 +20,7 @@ namespace {
 constexpr double secondsOfDay = 86400.0;
 constexpr std::size_t daysOf3000Years = 1'095'000;
 
-/// A day and what is asked about it, in one comparable and printable row.
+// A day and what is asked about it, in one comparable and printable row.
 using Row = std::vector<std::int64_t>;
 
 std::string text(const Row& row) {
@@ -42,7 +42,7 @@ Row ymd(const IcuFields& fields) {
   return {fields.year, fields.month, fields.day};
 }
 
-/// The seconds since 1970 of a date, an empty row for none.
+// The seconds since 1970 of a date, an empty row for none.
 Row instant(std::optional<Date> date) {
   return date ? Row{static_cast<std::int64_t>(date->unixSeconds())} : Row{};
 }
@@ -53,8 +53,8 @@ Row instant(double unixSeconds) {
 
 class DayArithmeticSweep : public ::testing::Test {
  protected:
-  /// Calls `visit(date)` with every day from 1 January of the first year to 31 December of the
-  /// last.
+  // Calls `visit(date)` with every day from 1 January of the first year to 31 December of the
+  // last.
   template <typename Visit>
   static void everyDay(int firstYear, int lastYear, int step, Visit&& visit) {
     IcuCalendar icu("Etc/UTC");

@@ -21,7 +21,7 @@ class Disagreements {
     ++compared_;
     if (same) return;
     ++found_;
-    if (found_ <= kPrinted) text_ += std::forward<Describe>(describe)() + "\n";
+    if (found_ <= mostPrinted) text_ += std::forward<Describe>(describe)() + "\n";
   }
 
   /// Success when nothing differed and at least `expected` comparisons were made.
@@ -36,7 +36,7 @@ class Disagreements {
   }
 
  private:
-  static constexpr std::size_t kPrinted = 10;
+  static constexpr std::size_t mostPrinted = 10;
   std::size_t compared_ = 0;
   std::size_t found_ = 0;
   std::string text_;

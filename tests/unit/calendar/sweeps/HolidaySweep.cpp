@@ -23,7 +23,7 @@ namespace {
 
 using std::chrono::sys_days;
 
-/// A day on which the rules say something else than the published calendar, and why.
+// A day on which the rules say something else than the published calendar, and why.
 struct KnownDifference {
   const char* day;
   DayKind published;
@@ -92,8 +92,8 @@ std::string text(DayKind kind) {
   return kind == DayKind::open ? "open" : kind == DayKind::official ? "official" : "observed";
 }
 
-/// What the rules say. The flag counts only beside a holiday: of the Toronto exchange it is set on
-/// every Monday that is no official one.
+// What the rules say. The flag counts only beside a holiday: of the Toronto exchange it is set on
+// every Monday that is no official one.
 DayKind rulesOf(ZHolidayType type, sys_days day) {
   const auto noon = static_cast<double>(day.time_since_epoch().count()) * 86400.0 + 43200.0;
   bool inLieuOfOfficial = false;
@@ -108,7 +108,7 @@ DayKind publishedOf(const ClosingDays& closings, sys_days day) {
   return found == closings.end() ? DayKind::open : found->second;
 }
 
-/// What is to be expected of the rules: the published kind unless the day is a known difference.
+// What is to be expected of the rules: the published kind unless the day is a known difference.
 DayKind expectedOf(DayKind published, std::span<const KnownDifference> known, sys_days day) {
   const auto row = std::find_if(known.begin(), known.end(),
                                 [&](const KnownDifference& each) { return each.day == text(day); });
@@ -136,7 +136,7 @@ sys_days dayNamed(const std::string& name) {
   return std::chrono::year{std::stoi(name)} / std::stoi(name.substr(5)) / std::stoi(name.substr(8));
 }
 
-/// Every row must say of its day what was published, and differ from it.
+// Every row must say of its day what was published, and differ from it.
 Disagreements check(const ClosingDays& closings, std::span<const KnownDifference> known) {
   Disagreements found;
   for (const auto& row : known) {
@@ -167,7 +167,7 @@ TEST(HolidaySweep, tseHolidaysAreTheExchangesClosingDaysButForTheListedOnes) {
                   .noneAmong(daysSwept));
 }
 
-/// The weekdays on which the market, with its special closings, is not as published.
+// The weekdays on which the market, with its special closings, is not as published.
 Disagreements sweepWithSpecialClosings(ZHolidayType type, const ClosingDays& closings) {
   const auto calendar = BusinessCalendar::market(type, SpecialClosings::included);
   Disagreements found;

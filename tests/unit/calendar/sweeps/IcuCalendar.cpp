@@ -40,7 +40,7 @@ std::unique_ptr<icu::Calendar> calendarIn(const std::string& zone) {
   return calendar;
 }
 
-/// ICU counts whole milliseconds; a product that falls short of one must not become the one before.
+// ICU counts whole milliseconds; a product that falls short of one must not become the one before.
 UDate milliseconds(double seconds) {
   return std::round(seconds * 1000.0);
 }

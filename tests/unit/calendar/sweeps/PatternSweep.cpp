@@ -18,7 +18,7 @@
 namespace ztp {
 namespace {
 
-/// A pattern in a zone, and the unix seconds between which both sources know the zone alike.
+// A pattern in a zone, and the unix seconds between which both sources know the zone alike.
 struct PatternCase {
   const char* name;
   const char* pattern;
@@ -51,14 +51,14 @@ constexpr int instantsTried = 20'000;
 
 class PatternSweep : public ::testing::TestWithParam<PatternCase> {
  protected:
-  /// A random millisecond of the case's years; the same sequence on every run and machine.
+  // A random millisecond of the case's years; the same sequence on every run and machine.
   double anyInstant() {
     const auto first = static_cast<std::int64_t>(GetParam().first) * 1000;
     const auto span = static_cast<std::uint64_t>(GetParam().last - GetParam().first) * 1000U;
     return static_cast<double>(first + static_cast<std::int64_t>(random_() % span)) / 1000.0;
   }
 
-  /// The text with one character left out, put in twice, or replaced.
+  // The text with one character left out, put in twice, or replaced.
   std::string damaged(std::string text) {
     constexpr std::string_view others = "0159-+:/ ,.TZaPx'";
     const auto at = random_() % text.size();

@@ -43,7 +43,7 @@ std::string text(const QuantLib::Date& date) {
   return text(static_cast<DayNumber>(date.serialNumber()) - serialOfReference);
 }
 
-/// Days on which the two differ, and why.
+// Days on which the two differ, and why.
 using Reasons = std::map<std::string, const char*>;
 
 constexpr const char* kingDayLaw = "federal from 1986; QuantLib has it from 1983 on";
@@ -102,7 +102,7 @@ TEST(QuantLibSweep, TheMarketsHaveTheSameDaysButForTheNamedOnes) {
   expectSameDays(toronto());
 }
 
-/// The same days on both sides: ours as theirs says it, so that what follows compares the stepping.
+// The same days on both sides: ours as theirs says it, so that what follows compares the stepping.
 Pair withTheirDays(Pair pair) {
   std::vector<NamedDate> closed;
   std::vector<Date> open;

@@ -18,7 +18,7 @@ constexpr double secondsOfDay = 86400.0;
 constexpr const char* weekdayNames[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
                                         "Thursday", "Friday", "Saturday"};
 
-/// What one call is given besides the date and the count.
+// What one call is given besides the date and the count.
 struct Stepping {
   std::set<int> daysOff;  // 1 (Sunday) to 7
   std::int64_t step = 1;
@@ -44,13 +44,13 @@ struct Stepping {
     return date + static_cast<double>(step) * secondsOfDay;
   }
 
-  /// Whether the second date is the first or lies beyond it, seen in the direction of the step.
+  // Whether the second date is the first or lies beyond it, seen in the direction of the step.
   [[nodiscard]] bool isNotBefore(Date later, Date earlier) const {
     return step > 0 ? later >= earlier : later <= earlier;
   }
 };
 
-/// A day from 1800 to 2399.
+// A day from 1800 to 2399.
 Date anyDate() {
   const auto days = *rc::gen::inRange(-73'000, 146'000).as("days since 2001-01-01");
   return Date(days * secondsOfDay + secondsOfDay / 2);
@@ -60,7 +60,7 @@ std::int64_t anyCount() {
   return *rc::gen::inRange<std::int64_t>(0, 80).as("count");
 }
 
-/// At least one weekday is left to work on.
+// At least one weekday is left to work on.
 std::set<int> anyDaysOff() {
   constexpr int allSeven = 0b111'1111;
   const int off = *rc::gen::inRange(0, allSeven).as("days off, one bit each from Sunday on");
@@ -75,7 +75,7 @@ Stepping dayByDay() {
   return {anyDaysOff(), *rc::gen::element<std::int64_t>(1, -1).as("step")};
 }
 
-/// Steps of several days too; not of whole weeks, which may meet nothing but days off.
+// Steps of several days too; not of whole weeks, which may meet nothing but days off.
 Stepping anyStepping() {
   const auto step = *rc::gen::suchThat(rc::gen::inRange<std::int64_t>(-20, 21), [](auto days) {
                        return days % 7 != 0;

@@ -20,13 +20,13 @@
 namespace ztp {
 namespace {
 
-/// One line of zdump: an instant just before or at a change, and the offset that then holds.
+// One line of zdump: an instant just before or at a change, and the offset that then holds.
 struct Observation {
   std::chrono::sys_seconds instant;
   int secondsFromGMT;
 };
 
-/// The text that `zdump -V` prints for the years 1970 to 2030.
+// The text that `zdump -V` prints for the years 1970 to 2030.
 std::string zdumpText(const std::string& zone) {
   struct Close {
     void operator()(std::FILE* pipe) const { pclose(pipe); }
@@ -47,7 +47,7 @@ std::chrono::month monthNamed(std::string_view name) {
   return std::chrono::month{static_cast<unsigned>(names.find(name) / 3 + 1)};
 }
 
-/// Reads "Zone  Sun Apr 26 06:59:59 1970 UT = Sun Apr 26 01:59:59 1970 EST isdst=0 gmtoff=-18000".
+// Reads "Zone  Sun Apr 26 06:59:59 1970 UT = Sun Apr 26 01:59:59 1970 EST isdst=0 gmtoff=-18000".
 Observation observationFrom(const std::string& line) {
   std::istringstream words(line);
   std::string zone, weekday, month;

@@ -37,7 +37,7 @@ DateComponents components(const IcuFields& fields) {
   return {fields.year, fields.month, fields.day, fields.hour, fields.minute, fields.second};
 }
 
-/// The fields that a clock shows which has run for so many seconds since 1970-01-01 00:00:00.
+// The fields that a clock shows which has run for so many seconds since 1970-01-01 00:00:00.
 DateComponents wallClock(std::int64_t seconds) {
   const std::chrono::sys_seconds time{std::chrono::seconds{seconds}};
   const auto day = std::chrono::floor<std::chrono::days>(time);
@@ -51,7 +51,7 @@ class ZoneSweep : public ::testing::TestWithParam<const char*> {
  protected:
   ZoneSweep() : zone_(TimeZone::named(GetParam()).value()), calendar_(zone_), icu_(GetParam()) {}
 
-  /// Calls `visit(seconds)` with the last second before and the first of every half hour around.
+  // Calls `visit(seconds)` with the last second before and the first of every half hour around.
   template <typename Visit>
   static void aroundEvery(double centre, Visit&& visit) {
     const auto middle = std::llround(centre);
@@ -81,8 +81,8 @@ class ZoneSweep : public ::testing::TestWithParam<const char*> {
     });
   }
 
-  /// ICU's instant so many days later; absent where the clock does not show that time or shows it
-  /// twice: there ICU counts elapsed hours and disagrees with its own reading of the time.
+  // ICU's instant so many days later; absent where the clock does not show that time or shows it
+  // twice: there ICU counts elapsed hours and disagrees with its own reading of the time.
   std::optional<double> daysLater(double start, int days) {
     const auto clock = icu_.fieldsAt(start);
     const double read = icu_.instantOf(clock.year, clock.month, clock.day + days, clock.hour,
