@@ -42,7 +42,7 @@ int run(const ztp::CommandLine& commandLine) {
 
 int main(int argumentCount, char** arguments) {
   ztp::StandardStreams::prepare();
-  ztp::system::refuseCoreDumps();
+  ztp::system::disableCoreDumps();
   ztp::LastResort::prepare();
   const int status = run(ztp::CommandLine(argumentCount, arguments));
   ztp::StandardStreams::restore();

@@ -17,9 +17,9 @@ ArchiveBytes::ArchiveBytes(const std::filesystem::path& zip)
     : file_(::open(zip.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
   struct stat status {};
   if (!file_ || ::fstat(file_.get(), &status) != 0) {
-    throw systemError("cannot read " + shown(zip.native()), errno);
+    throw systemError("cannot read " + quotedName(zip.native()), errno);
   }
-  if (!S_ISREG(status.st_mode)) throw ArchiveError(shown(zip.native()) + " is not a file");
+  if (!S_ISREG(status.st_mode)) throw ArchiveError(quotedName(zip.native()) + " is not a file");
   size_ = static_cast<std::uint64_t>(status.st_size);
 }
 

@@ -8,7 +8,7 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t longestName = 120;
+constexpr std::size_t maximumNameLength = 120;
 constexpr char hexDigits[] = "0123456789abcdef";
 
 bool isPlain(char c) {
@@ -21,9 +21,9 @@ ArchiveError systemError(std::string_view what, int errorNumber) {
   return ArchiveError(std::string(what) + ": " + std::generic_category().message(errorNumber));
 }
 
-std::string shown(std::string_view name) {
+std::string quotedName(std::string_view name) {
   std::string text = "'";
-  for (const char c : name.substr(0, longestName)) {
+  for (const char c : name.substr(0, maximumNameLength)) {
     if (isPlain(c)) {
       text += c;
     } else {
@@ -31,7 +31,7 @@ std::string shown(std::string_view name) {
       text += {'\\', 'x', hexDigits[byte >> 4U], hexDigits[byte & 15U]};
     }
   }
-  return text + (name.size() > longestName ? "...'" : "'");
+  return text + (name.size() > maximumNameLength ? "...'" : "'");
 }
 
 }  // namespace ztp::archiver

@@ -1,5 +1,5 @@
 // The one way this folder fails: an exception whose text is the line that the user reads on
-// standard error. Names inside it come from strangers: they are shown bounded and escaped.
+// standard error. Names inside it come from strangers: they are quoted, bounded and escaped.
 #pragma once
 
 #include <stdexcept>
@@ -18,6 +18,6 @@ class ArchiveError : public std::runtime_error {
 [[nodiscard]] ArchiveError systemError(std::string_view what, int errorNumber);
 
 /// `name` in single quotes, at most 120 bytes of it, anything but printable ASCII as \xNN.
-[[nodiscard]] std::string shown(std::string_view name);
+[[nodiscard]] std::string quotedName(std::string_view name);
 
 }  // namespace ztp::archiver

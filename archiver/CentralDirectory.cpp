@@ -81,8 +81,8 @@ void readExtra(CentralHeader& header, Bytes extra) {
 
 }  // namespace
 
-CentralDirectory::CentralDirectory(const ArchiveBytes& archive, const DirectoryPlace& place)
-    : archive_(archive), offset_(place.offset), left_(place.size) {}
+CentralDirectory::CentralDirectory(const ArchiveBytes& archive, const DirectoryLocation& location)
+    : archive_(archive), offset_(location.offset), left_(location.size) {}
 
 std::optional<CentralHeader> CentralDirectory::next() {
   if (unread_.empty() && left_ == 0) return std::nullopt;

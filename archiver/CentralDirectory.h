@@ -34,7 +34,7 @@ struct CentralHeader {
 class CentralDirectory {
  public:
   /// `archive` must outlive this.
-  CentralDirectory(const ArchiveBytes& archive, const DirectoryPlace& place);
+  CentralDirectory(const ArchiveBytes& archive, const DirectoryLocation& location);
 
   /// The next header, none behind the last. Throws ArchiveError when the directory is broken.
   [[nodiscard]] std::optional<CentralHeader> next();

@@ -15,7 +15,7 @@ enum class Position { inner, last };
 /// How much time a block may take.
 ///
 /// On text ISA-L needs a fourth to a sixth of libdeflate's time, and its output is a sixteenth to a
-/// third larger: see EffortChoice.
+/// third larger: see CompressionPolicy.
 enum class Effort { quick, thorough };
 
 /// Buffers and encoders for one block, to be used again for the next.

@@ -38,19 +38,19 @@ DestinationTree::DestinationTree(const std::filesystem::path& destination) : mas
   std::error_code error;
   std::filesystem::create_directories(destination, error);
   root_ = FileDescriptor(::open(destination.c_str(), directoryFlags));
-  if (!root_) throw systemError("cannot unpack into " + shown(destination.native()), errno);
+  if (!root_) throw systemError("cannot unpack into " + quotedName(destination.native()), errno);
 }
 
-std::optional<Room> DestinationTree::room() const {
+std::optional<FreeSpace> DestinationTree::freeSpace() const {
   struct statvfs status {};
   // A file system without a bound, as a tmpfs can be, has no blocks.
   if (::fstatvfs(root_.get(), &status) != 0 || status.f_blocks == 0) return std::nullopt;
-  Room room;
-  room.bytes = std::uint64_t{status.f_bavail} * status.f_frsize;
+  FreeSpace space;
+  space.bytes = std::uint64_t{status.f_bavail} * status.f_frsize;
   // Over a network the unit is that of a transfer.
-  room.blockSize = std::min<std::uint64_t>(status.f_frsize, usualBlockSize);
-  if (status.f_files != 0) room.items = status.f_favail;
-  return room;
+  space.blockSize = std::min<std::uint64_t>(status.f_frsize, usualBlockSize);
+  if (status.f_files != 0) space.items = status.f_favail;
+  return space;
 }
 
 void DestinationTree::makeDirectory(const EntryName& name, unsigned permissions) {
@@ -89,7 +89,7 @@ void DestinationTree::makeLink(const EntryName& name, const std::string& target,
 
 // The directory of that path, open until the next call.
 int DestinationTree::openDirectory(std::string_view path) {
-  leaveUnless(sharedLength(path_, path));
+  closeBeyond(sharedLength(path_, path));
   while (path_.size() < path.size()) {
     const std::string_view rest = path.substr(path_.empty() ? 0 : path_.size() + 1);
     enter(rest.substr(0, rest.find('/')));
@@ -101,7 +101,7 @@ int DestinationTree::innermost() const {
   return levels_.empty() ? root_.get() : levels_.back().directory.get();
 }
 
-void DestinationTree::leaveUnless(std::size_t sharedLength) {
+void DestinationTree::closeBeyond(std::size_t sharedLength) {
   while (!levels_.empty() && levels_.back().length > sharedLength) levels_.pop_back();
   path_.resize(levels_.empty() ? 0 : levels_.back().length);
 }
@@ -115,7 +115,7 @@ void DestinationTree::enter(std::string_view component) {
   FileDescriptor child(::openat(parent, name.c_str(), directoryFlags | O_NOFOLLOW));
   if (!child) {
     const int error = !isNew && reason != EEXIST ? reason : errno;
-    throw systemError("cannot use the directory " + shown(name), error);
+    throw systemError("cannot use the directory " + quotedName(name), error);
   }
   if (!path_.empty()) path_ += '/';
   path_ += name;

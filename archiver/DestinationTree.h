@@ -21,7 +21,7 @@
 namespace ztp::archiver {
 
 /// What a file system has left.
-struct Room {
+struct FreeSpace {
   std::uint64_t bytes = 0;
   std::uint64_t blockSize = 0;  ///< what the smallest file takes, in bytes
   std::optional<std::uint64_t>
@@ -41,7 +41,7 @@ class DestinationTree {
   explicit DestinationTree(const std::filesystem::path& destination);
 
   /// What may still be made in the file system. Absent where it does not say.
-  [[nodiscard]] std::optional<Room> room() const;
+  [[nodiscard]] std::optional<FreeSpace> freeSpace() const;
 
   /// Makes a directory, or uses the one that is there.
   void makeDirectory(const EntryName& name, unsigned permissions);
@@ -65,7 +65,7 @@ class DestinationTree {
 
   [[nodiscard]] int openDirectory(std::string_view path);
   [[nodiscard]] int innermost() const;
-  void leaveUnless(std::size_t sharedLength);
+  void closeBeyond(std::size_t sharedLength);
   void enter(std::string_view component);
   [[nodiscard]] bool wasMadeHere(int directory, const char* name) const;
   void rememberMade(int directory, const char* name);

@@ -60,7 +60,7 @@ class Tail {
     }
   }
 
-  [[nodiscard]] DirectoryPlace find(const ExtractionLimits& limits) const {
+  [[nodiscard]] DirectoryLocation find(const ExtractionLimits& limits) const {
     const std::size_t end = lastEnd();
     if (!isFollowedByZeros(end)) throw ArchiveError("the archive's end is broken");
     Claims claims = readEnd(from(end));
@@ -178,11 +178,11 @@ class Tail {
 
 }  // namespace
 
-bool DirectoryPlace::announces(std::uint64_t count) const {
+bool DirectoryLocation::announces(std::uint64_t count) const {
   return entries == (isZip64 ? count : count % (full16 + 1));
 }
 
-DirectoryPlace findDirectory(const ArchiveBytes& archive, const ExtractionLimits& limits) {
+DirectoryLocation findDirectory(const ArchiveBytes& archive, const ExtractionLimits& limits) {
   return Tail(archive).find(limits);
 }
 

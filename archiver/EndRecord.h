@@ -26,7 +26,7 @@
 namespace ztp::archiver {
 
 /// The central directory as the end announces it.
-struct DirectoryPlace {
+struct DirectoryLocation {
   std::uint64_t offset = 0;
   std::uint64_t size = 0;     ///< in bytes
   std::uint64_t entries = 0;  ///< modulo 65,536 where there is no Zip64 end: some programs write so
@@ -39,7 +39,7 @@ struct DirectoryPlace {
 /// Finds the archive's end and the directory. Throws ArchiveError when there is no end, when more
 /// than one could be meant, when it speaks of several disks, when it contradicts itself, and when
 /// it announces more than `limits` allow.
-[[nodiscard]] DirectoryPlace findDirectory(const ArchiveBytes& archive,
-                                           const ExtractionLimits& limits);
+[[nodiscard]] DirectoryLocation findDirectory(const ArchiveBytes& archive,
+                                              const ExtractionLimits& limits);
 
 }  // namespace ztp::archiver

@@ -22,7 +22,7 @@ constexpr std::uint64_t needsZip64 = 45;
 
 // From this size on a file's compressed bytes could be too many for 32 bits: deflate stores what
 // does not shrink, and that takes 5 bytes for each 65,535 at the most.
-constexpr std::uint64_t largeFile = 4'200'000'000;
+constexpr std::uint64_t zip64Threshold = 4'200'000'000;
 
 class Record {
  public:
@@ -86,7 +86,7 @@ std::vector<std::uint8_t> zip64Field(const std::vector<std::uint64_t>& values) {
 }  // namespace
 
 std::vector<std::uint8_t> localHeader(const TreeItem& item, const Content& content) {
-  const bool isZip64 = content.size >= largeFile;
+  const bool isZip64 = content.size >= zip64Threshold;
   const std::string name = entryName(item);
   std::vector<std::uint64_t> large;
   if (isZip64) large = {content.size, content.compressedSize};
@@ -117,7 +117,7 @@ std::vector<std::uint8_t> centralHeader(const TreeItem& item, const Content& con
                                    (S_ISDIR(item.identity.mode) ? dosDirectory : 0);
   Record record;
   record.text(centralMagic).number(madeBy, 2);
-  appendCommon(record, item, content, !large.empty() || content.size >= largeFile);
+  appendCommon(record, item, content, !large.empty() || content.size >= zip64Threshold);
   return record.number(std::min(content.compressedSize, full32), 4)
       .number(std::min(content.size, full32), 4)
       .number(name.size(), 2)

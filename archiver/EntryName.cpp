@@ -10,8 +10,8 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr std::size_t longestName = 4095;      // PATH_MAX without its NUL
-constexpr std::size_t longestComponent = 255;  // NAME_MAX
+constexpr std::size_t maximumNameLength = 4095;      // PATH_MAX without its NUL
+constexpr std::size_t maximumComponentLength = 255;  // NAME_MAX
 
 // Cuts the part before the next slash off the head of `rest`, the slash with it.
 std::string_view takeComponent(std::string_view& rest) {
@@ -21,13 +21,13 @@ std::string_view takeComponent(std::string_view& rest) {
   return component;
 }
 
-bool saysNothing(std::string_view component) {
+bool isNoOp(std::string_view component) {
   return component.empty() || component == ".";
 }
 
 void checkComponent(std::string_view component) {
   if (component == "..") throw ArchiveError("its name leads out of the destination");
-  if (component.size() > longestComponent) throw ArchiveError("its name is too long");
+  if (component.size() > maximumComponentLength) throw ArchiveError("its name is too long");
 }
 
 // Where two texts begin to differ.
@@ -50,7 +50,7 @@ std::string_view EntryName::last() const {
 
 EntryName parseEntryName(std::string_view name) {
   if (name.empty()) throw ArchiveError("it has no name");
-  if (name.size() > longestName) throw ArchiveError("its name is too long");
+  if (name.size() > maximumNameLength) throw ArchiveError("its name is too long");
   if (name.front() == '/') throw ArchiveError("its name is absolute");
   if (name.find('\0') != std::string_view::npos) throw ArchiveError("its name has a NUL");
   EntryName result;
@@ -58,7 +58,7 @@ EntryName parseEntryName(std::string_view name) {
   std::size_t depth = 0;
   while (!name.empty()) {
     const std::string_view component = takeComponent(name);
-    if (saysNothing(component)) continue;
+    if (isNoOp(component)) continue;
     checkComponent(component);
     if (depth++ > 0) result.text += '/';
     result.text += component;
@@ -90,7 +90,7 @@ bool comesBefore(std::string_view a, std::string_view b) {
 }
 
 void checkLinkTarget(const EntryName& link, std::string_view target) {
-  if (target.empty() || target.size() > longestName ||
+  if (target.empty() || target.size() > maximumNameLength ||
       target.find('\0') != std::string_view::npos) {
     throw ArchiveError("it is a link to no valid name");
   }
@@ -101,7 +101,7 @@ void checkLinkTarget(const EntryName& link, std::string_view target) {
   bool hasGoneDown = false;
   while (!target.empty()) {
     const std::string_view component = takeComponent(target);
-    if (saysNothing(component)) continue;
+    if (isNoOp(component)) continue;
     if (component != "..") {
       hasGoneDown = true;
     } else if (hasGoneDown || stepsUp == 0) {

@@ -10,7 +10,7 @@
 #include <future>
 
 #include "archiver/ArchiveError.h"
-#include "archiver/Workers.h"
+#include "archiver/ThreadPool.h"
 
 namespace ztp::archiver {
 
@@ -19,9 +19,9 @@ namespace {
 constexpr std::size_t bufferSize = std::size_t{256} << 10U;
 
 // Passes bytes on as long as the entry has room for them.
-class Meter {
+class Verifier {
  public:
-  Meter(const Entry& entry, const Inflater::Output& output) : entry_(entry), output_(output) {}
+  Verifier(const Entry& entry, const Inflater::Output& output) : entry_(entry), output_(output) {}
 
   void pass(std::span<const std::uint8_t> bytes) {
     if (bytes.size() > entry_.size - count_) throw ArchiveError("it holds more than it claims");
@@ -45,7 +45,7 @@ class Meter {
 // Has another thread pass bytes on, one buffer at a time.
 class Relay {
  public:
-  Relay(Meter& meter, Workers& workers) : meter_(meter), workers_(workers) {}
+  Relay(Verifier& verifier, ThreadPool& threads) : verifier_(verifier), threads_(threads) {}
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;
   ~Relay() {
@@ -55,12 +55,12 @@ class Relay {
   // Hands the bytes over until the next call of a function here.
   void pass(std::span<const std::uint8_t> bytes) {
     settle();
-    underWay_ = workers_.start([this, bytes] { meter_.pass(bytes); });
+    underWay_ = threads_.start([this, bytes] { verifier_.pass(bytes); });
   }
   // Passes the bytes on before it returns.
   void passNow(std::span<const std::uint8_t> bytes) {
     settle();
-    meter_.pass(bytes);
+    verifier_.pass(bytes);
   }
 
  private:
@@ -68,8 +68,8 @@ class Relay {
     if (underWay_.valid()) underWay_.get();
   }
 
-  Meter& meter_;
-  Workers& workers_;
+  Verifier& verifier_;
+  ThreadPool& threads_;
   std::future<void> underWay_;
 };
 
@@ -80,18 +80,18 @@ struct Inflater::Decoder {
   std::array<std::uint8_t, bufferSize> raw{};
   std::array<std::array<std::uint8_t, bufferSize>, 2> buffers{};  // one to fill, one on its way
   std::size_t turn = 0;
-  Workers workers{1};
+  ThreadPool threads{1};
 
   [[nodiscard]] std::span<std::uint8_t> readRaw(EntryData& data) {
     return std::span(raw).first(data.read(raw));
   }
 
-  void copy(EntryData& data, Meter& meter) {
-    for (auto bytes = readRaw(data); !bytes.empty(); bytes = readRaw(data)) meter.pass(bytes);
+  void copy(EntryData& data, Verifier& verifier) {
+    for (auto bytes = readRaw(data); !bytes.empty(); bytes = readRaw(data)) verifier.pass(bytes);
   }
 
-  void inflate(EntryData& data, Meter& meter) {
-    Relay relay(meter, workers);
+  void inflate(EntryData& data, Verifier& verifier) {
+    Relay relay(verifier, threads);
     isal_inflate_init(&state);
     while (!isAtEnd()) {
       const std::span<std::uint8_t> bytes = readRaw(data);
@@ -127,13 +127,13 @@ Inflater::Inflater() : decoder_(std::make_unique<Decoder>()) {}
 Inflater::~Inflater() = default;
 
 void Inflater::run(const Entry& entry, EntryData raw, const Output& output) {
-  Meter meter(entry, output);
+  Verifier verifier(entry, output);
   if (entry.isDeflated) {
-    decoder_->inflate(raw, meter);
+    decoder_->inflate(raw, verifier);
   } else {
-    decoder_->copy(raw, meter);
+    decoder_->copy(raw, verifier);
   }
-  meter.finish();
+  verifier.finish();
 }
 
 }  // namespace ztp::archiver

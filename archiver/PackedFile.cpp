@@ -20,7 +20,7 @@ std::size_t PackedFile::read(std::span<std::uint8_t> into) {
   try {
     count = deflate_.read(into);
   } catch (const ArchiveError& error) {
-    throw ArchiveError(shown(path_.native()) + ": " + error.what());
+    throw ArchiveError(quotedName(path_.native()) + ": " + error.what());
   }
   if (count == 0) checkUnchanged(deflate_.file().get());
   return count;
@@ -28,14 +28,14 @@ std::size_t PackedFile::read(std::span<std::uint8_t> into) {
 
 FileDescriptor PackedFile::open() const {
   FileDescriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  if (!file) throw systemError("cannot open " + shown(path_.native()), errno);
+  if (!file) throw systemError("cannot open " + quotedName(path_.native()), errno);
   checkUnchanged(file.get());
   return file;
 }
 
 void PackedFile::checkUnchanged(int descriptor) const {
   if (!isUnchanged(descriptor, identity_)) {
-    throw ArchiveError(shown(path_.native()) + " changed while it was packed");
+    throw ArchiveError(quotedName(path_.native()) + " changed while it was packed");
   }
 }
 

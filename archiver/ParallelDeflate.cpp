@@ -17,16 +17,16 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr unsigned fewestCores = 1;
-constexpr unsigned mostCores = 4;  // each costs 3 MiB
+constexpr unsigned minimumCores = 1;
+constexpr unsigned maximumCores = 4;  // each costs 3 MiB
 
-static_assert(mostCores + BlockPool::blocksBesideCores <= EffortChoice::mostUnderWay);
+static_assert(maximumCores + BlockPool::blocksBesideCores <= CompressionPolicy::maximumInFlight);
 
 }  // namespace
 
 BlockPool::BlockPool()
-    : cores_(std::clamp(std::thread::hardware_concurrency(), fewestCores, mostCores)),
-      workers_(cores_) {}
+    : cores_(std::clamp(std::thread::hardware_concurrency(), minimumCores, maximumCores)),
+      threads_(cores_) {}
 
 std::unique_ptr<DeflateBlock> BlockPool::take() {
   if (idle_.empty()) return std::make_unique<DeflateBlock>();
@@ -50,7 +50,7 @@ std::size_t ParallelDeflate::read(std::span<std::uint8_t> into) {
     current_ = underWay_.front().get();
     underWay_.pop_front();
     unread_ = current_->output();
-    effort_.measured(unread_.size());
+    policy_.measured(unread_.size());
   }
   const std::size_t count = std::min(into.size(), unread_.size());
   std::memcpy(into.data(), unread_.data(), count);
@@ -67,14 +67,14 @@ ParallelDeflate::Work ParallelDeflate::startBlock() {
   const std::size_t size = std::min<std::uint64_t>(left_, DeflateBlock::inputSize);
   readBlock(block->input().first(size));
   const Position position = left_ == 0 ? Position::last : Position::inner;
-  const Effort effort = effort_.next();
+  const Effort effort = policy_.next();
   auto work = [block = std::move(block), size, effort, position]() mutable {
     block->deflate(size, effort, position);
     return std::move(block);
   };
   // A file of one block is not worth a thread.
   if (size == size_) return std::async(std::launch::deferred, std::move(work));
-  return pool_.workers().start(std::move(work));
+  return pool_.threads().start(std::move(work));
 }
 
 void ParallelDeflate::readBlock(std::span<std::uint8_t> into) {

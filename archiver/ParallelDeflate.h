@@ -9,10 +9,10 @@
 #include <span>
 #include <vector>
 
+#include "archiver/CompressionPolicy.h"
 #include "archiver/DeflateBlock.h"
-#include "archiver/EffortChoice.h"
 #include "archiver/FileDescriptor.h"
-#include "archiver/Workers.h"
+#include "archiver/ThreadPool.h"
 
 namespace ztp::archiver {
 
@@ -31,12 +31,12 @@ class BlockPool {
   void give(std::unique_ptr<DeflateBlock> block);
   /// How many blocks of a file may be under way at once: one for each core, and some more.
   [[nodiscard]] std::size_t blocksAtOnce() const { return cores_ + blocksBesideCores; }
-  [[nodiscard]] Workers& workers() { return workers_; }
+  [[nodiscard]] ThreadPool& threads() { return threads_; }
 
  private:
   unsigned cores_;
   std::vector<std::unique_ptr<DeflateBlock>> idle_;
-  Workers workers_;
+  ThreadPool threads_;
 };
 
 /// One raw deflate stream (RFC 1951) of exactly `size` bytes of a file, 1 at least.
@@ -67,7 +67,7 @@ class ParallelDeflate {
   std::uint64_t size_;
   std::uint64_t left_;
   std::uint32_t crc_ = 0;
-  EffortChoice effort_;
+  CompressionPolicy policy_;
   BlockPool& pool_;
   std::deque<Work> underWay_;
   std::unique_ptr<DeflateBlock> current_;

@@ -15,13 +15,13 @@ namespace ztp::archiver {
 
 namespace {
 
-constexpr int mostAttempts = 1000;
+constexpr int maximumAttempts = 1000;
 
 // Calls `make` with one temporary name after the other until one is free, and gives that name.
 // `make` gives a negative number and errno, as system calls do.
 template <typename Make>
 std::string makeUnderFreeName(Make make) {
-  for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+  for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
     std::string name =
         ".ZanburyArchiver-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
     if (make(name.c_str()) >= 0) return name;

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 std::string ownName(const fs::path& directory) {
   std::error_code error;
   const fs::path whole = fs::canonical(directory, error);
-  if (error) throw systemError("cannot read " + shown(directory.native()), error.value());
+  if (error) throw systemError("cannot read " + quotedName(directory.native()), error.value());
   const fs::path plain = directory.lexically_normal();
   const fs::path last = plain.has_filename() ? plain.filename() : plain.parent_path().filename();
   const bool isSpelled = !last.empty() && last != "." && last != "..";
@@ -43,10 +43,10 @@ class Walk {
     if (::lstat(path.c_str(), &status) != 0) throw systemError(cannotRead(path), errno);
     const mode_t type = status.st_mode & S_IFMT;
     if (type != S_IFREG && type != S_IFDIR && type != S_IFLNK) {
-      throw ArchiveError("cannot pack " + shown(path.native()) +
+      throw ArchiveError("cannot pack " + quotedName(path.native()) +
                          ": it is neither a file nor a directory nor a link");
     }
-    if (depth > maximumDepth) throw ArchiveError("too deep: " + shown(path.native()));
+    if (depth > maximumDepth) throw ArchiveError("too deep: " + quotedName(path.native()));
     items_.push_back({name, identityOf(status)});
     if (type == S_IFDIR) addContents(path, name, depth);
   }
@@ -55,7 +55,7 @@ class Walk {
 
  private:
   static std::string cannotRead(const fs::path& path) {
-    return "cannot read " + shown(path.native());
+    return "cannot read " + quotedName(path.native());
   }
 
   void addContents(const fs::path& path, const std::string& name, std::size_t depth) {
@@ -87,7 +87,7 @@ Tree scanTree(const fs::path& directory) {
   const std::string name = ownName(directory);
   std::error_code error;
   if (!fs::is_directory(directory, error)) {
-    throw ArchiveError("cannot pack " + shown(directory.native()) + ": it is not a directory");
+    throw ArchiveError("cannot pack " + quotedName(directory.native()) + ": it is not a directory");
   }
   Walk walk;
   // A link to a directory is packed as that directory: the slash makes the system follow it.

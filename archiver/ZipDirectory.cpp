@@ -18,7 +18,7 @@ namespace ztp::archiver {
 namespace {
 
 // A match of 258 bytes takes two bits at the least.
-constexpr std::uint64_t mostBytesPerByte = 1032;
+constexpr std::uint64_t maximumExpansion = 1032;
 constexpr unsigned permissionBits = 0777;
 constexpr unsigned filePermissions = 0644;
 constexpr unsigned directoryPermissions = 0755;
@@ -27,11 +27,11 @@ constexpr unsigned ownerReads = 0400;
 constexpr unsigned ownerUses = 0700;
 
 [[nodiscard]] ArchiveError refusal(std::string_view name, const std::string& why) {
-  return ArchiveError("cannot unpack " + shown(name) + ": " + why);
+  return ArchiveError("cannot unpack " + quotedName(name) + ": " + why);
 }
 
 void checkSizes(const Entry& entry) {
-  if (entry.isDeflated ? entry.size / mostBytesPerByte > entry.compressedSize
+  if (entry.isDeflated ? entry.size / maximumExpansion > entry.compressedSize
                        : entry.size != entry.compressedSize) {
     throw ArchiveError("it claims a size that it cannot have");
   }
@@ -110,9 +110,9 @@ ZipDirectory::ZipDirectory(ArchiveBytes archive, const ExtractionLimits& limits)
   countItems(limits);
 }
 
-void ZipDirectory::readEntries(const DirectoryPlace& place, const ExtractionLimits& limits) {
+void ZipDirectory::readEntries(const DirectoryLocation& location, const ExtractionLimits& limits) {
   Budget budget(archive_.size(), limits);
-  CentralDirectory directory(archive_, place);
+  CentralDirectory directory(archive_, location);
   while (const std::optional<CentralHeader> header = directory.next()) {
     if (entries_.size() == limits.entries) throw ArchiveError("the archive has too many entries");
     try {
@@ -124,7 +124,7 @@ void ZipDirectory::readEntries(const DirectoryPlace& place, const ExtractionLimi
       throw refusal(header->name, error.what());
     }
   }
-  if (!place.announces(entries_.size())) {
+  if (!location.announces(entries_.size())) {
     throw ArchiveError("the archive has more entries than it announces, or fewer");
   }
 }

@@ -51,7 +51,7 @@ class ZipDirectory {
   [[nodiscard]] EntryData open(const Entry& entry) const;
 
  private:
-  void readEntries(const DirectoryPlace& place, const ExtractionLimits& limits);
+  void readEntries(const DirectoryLocation& location, const ExtractionLimits& limits);
   void countItems(const ExtractionLimits& limits);
 
   ArchiveBytes archive_;

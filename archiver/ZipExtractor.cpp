@@ -9,22 +9,22 @@
 #include "archiver/ArchiveError.h"
 #include "archiver/DestinationTree.h"
 #include "archiver/EntryName.h"
+#include "archiver/ExtractionRollback.h"
 #include "archiver/Inflater.h"
-#include "archiver/UnpackedItems.h"
 #include "archiver/ZipDirectory.h"
 
 namespace ztp::archiver {
 
 namespace {
 
-constexpr std::uint64_t longestTarget = 4095;
+constexpr std::uint64_t maximumTargetLength = 4095;
 
 class Extractor {
  public:
   Extractor(ArchiveBytes zip, const std::filesystem::path& destination,
             const ExtractionLimits& limits)
-      : archive_(std::move(zip), limits), tree_(destination), unpacked_(archive_, destination) {
-    checkRoom();
+      : archive_(std::move(zip), limits), tree_(destination), rollback_(archive_, destination) {
+    checkFreeSpace();
   }
 
   void run() {
@@ -38,17 +38,17 @@ class Extractor {
     forEach(EntryKind::directory, [this](const Entry& entry) {
       tree_.setDirectoryTime(entry.name, entry.modificationTime);
     });
-    unpacked_.keep();
+    rollback_.commit();
   }
 
  private:
   // Every item takes a block at least, directories that are only implied included.
-  void checkRoom() const {
-    const std::optional<Room> room = tree_.room();
-    if (!room) return;
-    const std::uint64_t blocks = archive_.items() * room->blockSize;
-    if (archive_.totalSize() > room->bytes || blocks > room->bytes - archive_.totalSize() ||
-        (room->items && archive_.items() > *room->items)) {
+  void checkFreeSpace() const {
+    const std::optional<FreeSpace> space = tree_.freeSpace();
+    if (!space) return;
+    const std::uint64_t blocks = archive_.items() * space->blockSize;
+    if (archive_.totalSize() > space->bytes || blocks > space->bytes - archive_.totalSize() ||
+        (space->items && archive_.items() > *space->items)) {
       throw ArchiveError("the archive expands to more than the disk has room for");
     }
   }
@@ -60,7 +60,7 @@ class Extractor {
       try {
         action(entry);
       } catch (const ArchiveError& error) {
-        throw ArchiveError("cannot unpack " + shown(entry.name.text) + ": " + error.what());
+        throw ArchiveError("cannot unpack " + quotedName(entry.name.text) + ": " + error.what());
       }
     }
   }
@@ -74,7 +74,7 @@ class Extractor {
 
   // The target of a link that may be made.
   [[nodiscard]] std::string readTarget(const Entry& entry) {
-    if (entry.size > longestTarget) throw ArchiveError("it is a link to no valid name");
+    if (entry.size > maximumTargetLength) throw ArchiveError("it is a link to no valid name");
     std::string target;
     inflater_.run(entry, archive_.open(entry), [&target](std::span<const std::uint8_t> bytes) {
       target.append(bytes.begin(), bytes.end());
@@ -85,7 +85,7 @@ class Extractor {
 
   ZipDirectory archive_;
   DestinationTree tree_;
-  UnpackedItems unpacked_;
+  ExtractionRollback rollback_;
   Inflater inflater_;
 };
 

@@ -17,7 +17,7 @@ namespace ztp::archiver {
 /// that nothing is written through one. Modes are kept but for the set-id bits and the process's
 /// file mode mask, times to the second. An archive inside the archive is a file like any other.
 /// Throws ArchiveError at the first failure. The top-level items that this extraction made are gone
-/// then (see UnpackedItems): whoever started it may look for them instead of at a status.
+/// then (see ExtractionRollback): whoever started it may look for them instead of at a status.
 void extractZip(const std::filesystem::path& zip, const std::filesystem::path& destination,
                 const ExtractionLimits& limits);
 

@@ -25,7 +25,7 @@ ZipSink::ZipSink(std::filesystem::path zip) : zip_(std::move(zip)) {
   buffer_.reserve(bufferSize);
   std::string pattern = zip_.native() + ".XXXXXX";
   file_ = FileDescriptor(::mkostemp(pattern.data(), O_CLOEXEC));
-  if (!file_) throw systemError("cannot write beside " + shown(zip_.native()), errno);
+  if (!file_) throw systemError("cannot write beside " + quotedName(zip_.native()), errno);
   temporary_ = std::move(pattern);
 }
 
@@ -51,28 +51,28 @@ void ZipSink::overwrite(std::uint64_t offset, Bytes bytes) {
   }
   flush();
   if (::lseek(file_.get(), static_cast<off_t>(offset), SEEK_SET) < 0) {
-    throw systemError("cannot seek in " + shown(zip_.native()), errno);
+    throw systemError("cannot seek in " + quotedName(zip_.native()), errno);
   }
   const int error = writeFully(file_.get(), bytes);
-  if (error != 0) throw systemError("cannot write " + shown(zip_.native()), error);
+  if (error != 0) throw systemError("cannot write " + quotedName(zip_.native()), error);
   if (::lseek(file_.get(), 0, SEEK_END) < 0) {
-    throw systemError("cannot seek in " + shown(zip_.native()), errno);
+    throw systemError("cannot seek in " + quotedName(zip_.native()), errno);
   }
 }
 
 void ZipSink::commit() {
   flush();
   const int error = file_.close();
-  if (error != 0) throw systemError("cannot write " + shown(zip_.native()), error);
+  if (error != 0) throw systemError("cannot write " + quotedName(zip_.native()), error);
   if (std::rename(temporary_.c_str(), zip_.c_str()) != 0) {
-    throw systemError("cannot put " + shown(zip_.native()) + " in its place", errno);
+    throw systemError("cannot put " + quotedName(zip_.native()) + " in its place", errno);
   }
   temporary_.clear();
 }
 
 void ZipSink::flush() {
   const int error = writeFully(file_.get(), buffer_);
-  if (error != 0) throw systemError("cannot write " + shown(zip_.native()), error);
+  if (error != 0) throw systemError("cannot write " + quotedName(zip_.native()), error);
   flushed_ += buffer_.size();
   buffer_.clear();
 }

@@ -79,7 +79,7 @@ class Writer {
     const std::filesystem::path path = tree_.pathOf(item);
     std::error_code error;
     const std::filesystem::path target = std::filesystem::read_symlink(path, error);
-    if (error) throw systemError("cannot read " + shown(path.native()), error.value());
+    if (error) throw systemError("cannot read " + quotedName(path.native()), error.value());
     return target.native();
   }
 

@@ -19,7 +19,7 @@ namespace {
 
 constexpr int done = 0;
 constexpr int failed = 1;
-constexpr int kNotUnderstood = 2;
+constexpr int usageError = 2;
 
 void print(std::FILE* stream, std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stream);
@@ -44,7 +44,7 @@ struct Runner {
 
   int operator()(const ztp::archiver::UnknownCommand& /*command*/) const {
     print(stderr, ztp::archiver::usage());
-    return kNotUnderstood;
+    return usageError;
   }
 };
 

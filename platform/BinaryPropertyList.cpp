@@ -63,7 +63,7 @@ class Cursor {
   DataView rest_;
 };
 
-// What an object unfolds to, itself included.
+// What an object expands to, itself included.
 struct Extent {
   std::uint64_t objects = 0;
   std::uint64_t content = 0;  // bytes
@@ -73,13 +73,13 @@ struct Extent {
     objects += item.objects;
     content += item.content;
     depth = std::max(depth, item.depth + 1);
-    if (objects > maximumUnfoldedObjects || content > maximumUnfoldedContent) throw Refused{};
+    if (objects > maximumExpandedObjects || content > maximumExpandedContent) throw Refused{};
   }
 };
 
-class Unfolding {
+class Expansion {
  public:
-  explicit Unfolding(DataView list) {
+  explicit Expansion(DataView list) {
     if (list.size() < magic.size() + trailerSize) throw Refused{};
     const DataView body = list.first(list.size() - trailerSize);
     Cursor trailer(list, body.size() + 6);
@@ -104,7 +104,7 @@ class Unfolding {
   Extent extentOf(std::uint64_t object, unsigned level) {
     auto known = known_.find(object);
     if (known == known_.end()) known = known_.emplace(object, measured(object, level)).first;
-    if (level + known->second.depth > maximumUnfoldedDepth) throw Refused{};
+    if (level + known->second.depth > maximumExpandedDepth) throw Refused{};
     return known->second;
   }
 
@@ -160,7 +160,7 @@ class Unfolding {
 
   // The limit of depth also ends the way through objects that contain themselves.
   Extent extentOfCollection(Cursor& cursor, std::uint64_t references, unsigned level) {
-    if (level >= maximumUnfoldedDepth) throw Refused{};
+    if (level >= maximumExpandedDepth) throw Refused{};
     Extent extent{1, 0, 1};
     for (; references > 0; --references) {
       extent.add(extentOf(cursor.next(referenceSize_), level + 1));
@@ -183,9 +183,9 @@ bool isBinaryPropertyList(DataView bytes) {
   return textOf(bytes).starts_with(magic);
 }
 
-bool unfoldsWithinLimits(DataView list) {
+bool expandsWithinLimits(DataView list) {
   try {
-    Unfolding(list).measure();
+    Expansion(list).measure();
     return true;
   } catch (const Refused&) {
     return false;

@@ -62,7 +62,7 @@ Directory Directory::at(const fs::path& path) {
   const fs::path named = path.empty() ? fs::path(".") : path;
   int fileDescriptor = openFile(named, toList);
   if (fileDescriptor < 0 && errno == EACCES) {
-    fileDescriptor = openFile(named, system::searchOnly() | O_DIRECTORY);
+    fileDescriptor = openFile(named, system::searchOnlyFlag() | O_DIRECTORY);
   }
   if (fileDescriptor < 0) fail("open", path);
   return {fileDescriptor, path};

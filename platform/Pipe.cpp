@@ -15,7 +15,7 @@ Pipe Pipe::create() {
   std::array<int, 2> ends{-1, -1};
   if (::pipe(ends.data()) != 0) throw PlatformException(Error::fromErrno("pipe"));
   for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
-  system::widenPipe(ends[1]);
+  system::enlargePipe(ends[1]);
   return {FileHandle(ends[0]), FileHandle(ends[1])};
 }
 

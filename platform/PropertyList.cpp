@@ -61,7 +61,7 @@ std::int64_t realAsInteger(plist_t node) {
 
 plist_t parseBinary(DataView bytes) {
   plist_t parsed = nullptr;
-  if (!unfoldsWithinLimits(bytes)) return parsed;
+  if (!expandsWithinLimits(bytes)) return parsed;
   plist_from_bin(textOf(bytes).data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
   return parsed;
 }

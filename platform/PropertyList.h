@@ -34,7 +34,7 @@ class PropertyList {
 
   /// Reads the XML form in the encoding that it tells (see xmlInUtf8) or the binary form. Absent
   /// when the bytes are not a property list, the list is not a dictionary or, in its binary form,
-  /// unfolds beyond the limits of BinaryPropertyList.h, or there are more than maximumSize bytes.
+  /// expands beyond the limits of BinaryPropertyList.h, or there are more than maximumSize bytes.
   static std::optional<PropertyList> fromData(DataView bytes);
   /// The same from a file; absent also when it cannot be read.
   static std::optional<PropertyList> fromFile(const std::filesystem::path& path);

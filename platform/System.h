@@ -20,7 +20,7 @@ std::optional<std::string> productVersion();
 std::filesystem::path archiverPath();
 
 /// No core file of this process is ever written, and other processes of the user cannot attach.
-void refuseCoreDumps();
+void disableCoreDumps();
 
 /// In a freshly forked child: makes the system kill it when `parent` is gone, and ends it at once
 /// when that has already happened. Only calls that are safe after fork.
@@ -30,7 +30,7 @@ void dieWithParent(int parent) noexcept;
 void closeOnExecAbove(int lastKept) noexcept;
 
 /// Asks for a pipe that holds more than the usual amount; a refusal does not matter.
-void widenPipe(int fileDescriptor) noexcept;
+void enlargePipe(int fileDescriptor) noexcept;
 
 /// Bytes that a pipe holds and nobody has read; 0 when that cannot be told.
 std::size_t bytesInPipe(int fileDescriptor) noexcept;
@@ -42,10 +42,10 @@ std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t
 
 /// Whether new files in an open directory get something from it that a file brought there would not
 /// have, such as its group or an access list. True also where that cannot be told.
-bool shapesNewFiles(int directory) noexcept;
+bool hasInheritedAttributes(int directory) noexcept;
 
 /// The flag of open(2) for a directory that may be searched but not listed.
-int searchOnly() noexcept;
+int searchOnlyFlag() noexcept;
 
 /// Lets two items of one open directory change their names at one stroke. False, and nothing done,
 /// where the file system cannot do that (errno tells why).

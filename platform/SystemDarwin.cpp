@@ -34,7 +34,7 @@ std::filesystem::path archiverPath() {
   return "/usr/bin/ditto";
 }
 
-void refuseCoreDumps() {
+void disableCoreDumps() {
   const rlimit none{0, 0};
   ::setrlimit(RLIMIT_CORE, &none);
 }
@@ -51,7 +51,7 @@ void closeOnExecAbove(int lastKept) noexcept {
   }
 }
 
-void widenPipe(int /*fileDescriptor*/) noexcept {}
+void enlargePipe(int /*fileDescriptor*/) noexcept {}
 
 std::size_t bytesInPipe(int fileDescriptor) noexcept {
   int count = 0;
@@ -65,11 +65,11 @@ std::optional<std::size_t> copyInKernel(int /*source*/, int /*destination*/,
 }
 
 // Every directory gives new files its group.
-bool shapesNewFiles(int /*directory*/) noexcept {
+bool hasInheritedAttributes(int /*directory*/) noexcept {
   return true;
 }
 
-int searchOnly() noexcept {
+int searchOnlyFlag() noexcept {
   return O_SEARCH;
 }
 

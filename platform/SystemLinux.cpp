@@ -78,7 +78,7 @@ std::filesystem::path archiverPath() {
   return (folder / ZTP_ARCHIVER_FROM_BINDIR).lexically_normal();
 }
 
-void refuseCoreDumps() {
+void disableCoreDumps() {
   const rlimit none{0, 0};
   ::setrlimit(RLIMIT_CORE, &none);
   ::prctl(PR_SET_DUMPABLE, 0);
@@ -93,7 +93,7 @@ void closeOnExecAbove(int lastKept) noexcept {
   ::close_range(static_cast<unsigned>(lastKept) + 1, ~0U, CLOSE_RANGE_CLOEXEC);
 }
 
-void widenPipe(int fileDescriptor) noexcept {
+void enlargePipe(int fileDescriptor) noexcept {
   ::fcntl(fileDescriptor, F_SETPIPE_SZ, wantedPipeCapacity);
 }
 
@@ -111,7 +111,7 @@ std::optional<std::size_t> copyInKernel(int source, int destination, std::size_t
   return static_cast<std::size_t>(copied);
 }
 
-bool shapesNewFiles(int directory) noexcept {
+bool hasInheritedAttributes(int directory) noexcept {
   struct stat status {};
   if (::fstat(directory, &status) != 0 || (status.st_mode & S_ISGID) != 0) return true;
   // acl(5): the access list that new files start with.
@@ -119,7 +119,7 @@ bool shapesNewFiles(int directory) noexcept {
   return errno != ENODATA && errno != ENOTSUP;
 }
 
-int searchOnly() noexcept {
+int searchOnlyFlag() noexcept {
   return O_PATH;
 }
 

@@ -47,7 +47,7 @@ TreeCopy::TreeCopy(Content content, std::optional<LinkScope> scope, InterruptChe
     : content_(content), scope_(std::move(scope)), check_(std::move(check)) {}
 
 void TreeCopy::copyDirectory(Directory& from, const Directory& to) {
-  if (depth_ >= deepestTree) {
+  if (depth_ >= maximumDepth) {
     throw PlatformException("Too many nested directories: " + from.path().string());
   }
   ++depth_;
@@ -112,7 +112,7 @@ bool TreeCopy::share(const Directory& from, const std::string& name, const Direc
       status.st_gid != ::getegid()) {
     return false;
   }
-  if (!sharesThere_) sharesThere_ = !system::shapesNewFiles(to.fileDescriptor());
+  if (!sharesThere_) sharesThere_ = !system::hasInheritedAttributes(to.fileDescriptor());
   return *sharesThere_ && ::linkat(from.fileDescriptor(), name.c_str(), to.fileDescriptor(),
                                    newName.c_str(), 0) == 0;
 }

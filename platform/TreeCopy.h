@@ -27,7 +27,7 @@ class TreeCopy {
     PathWalk::Top top;
   };
   /// Directories inside one another that are still copied.
-  static constexpr std::size_t deepestTree = 100;
+  static constexpr std::size_t maximumDepth = 100;
 
   /// Links are made anew with the same text; with a scope, one that leads out of it is a failure.
   TreeCopy(Content content, std::optional<LinkScope> scope, InterruptCheck check);

@@ -79,7 +79,7 @@ def _refers_twice_to_the_next(levels: int) -> bytes:
     return body + table + sizes + numbers
 
 
-def test_a_small_description_that_unfolds_without_bounds_is_unreadable(desk: Desk) -> None:
+def test_a_small_description_that_expands_without_bounds_is_unreadable(desk: Desk) -> None:
     description = _refers_twice_to_the_next(40)
     assert len(description) < 250
     outcome = _deliver(desk, "converted.csv", description)

@@ -15,7 +15,7 @@ void countAllocation(const volatile void* /*memory*/, std::size_t size) {
 }
 void ignoreRelease(const volatile void* /*memory*/) {}
 
-// What a list may unfold to whatever its size: 10,000 objects and 1 MiB of content.
+// What a list may expand to whatever its size: 10,000 objects and 1 MiB of content.
 constexpr std::size_t freely = 6'000'000;
 constexpr std::size_t perByte = 200;
 

@@ -10,17 +10,17 @@ namespace ztp::archiver {
 namespace {
 
 TEST(Message, showsPlainNamesAsTheyAre) {
-  EXPECT_EQ(shown("a b/c.ofx"), "'a b/c.ofx'");
+  EXPECT_EQ(quotedName("a b/c.ofx"), "'a b/c.ofx'");
 }
 
 TEST(Message, escapesWhatATerminalWouldObey) {
-  EXPECT_EQ(shown("a\x1b[2J\n"), "'a\\x1b[2J\\x0a'");
-  EXPECT_EQ(shown("it's \\ \xc3\xb6"), "'it\\x27s \\x5c \\xc3\\xb6'");
+  EXPECT_EQ(quotedName("a\x1b[2J\n"), "'a\\x1b[2J\\x0a'");
+  EXPECT_EQ(quotedName("it's \\ \xc3\xb6"), "'it\\x27s \\x5c \\xc3\\xb6'");
 }
 
 TEST(Message, showsAtMost120BytesOfAName) {
-  EXPECT_EQ(shown(std::string(120, 'n')), "'" + std::string(120, 'n') + "'");
-  EXPECT_EQ(shown(std::string(121, 'n')), "'" + std::string(120, 'n') + "...'");
+  EXPECT_EQ(quotedName(std::string(120, 'n')), "'" + std::string(120, 'n') + "'");
+  EXPECT_EQ(quotedName(std::string(121, 'n')), "'" + std::string(120, 'n') + "...'");
 }
 
 TEST(Message, endsInTheSystemsReason) {

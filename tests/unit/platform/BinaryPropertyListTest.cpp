@@ -1,4 +1,4 @@
-// How far binary property lists unfold, and which are refused before anything is made of them.
+// How far binary property lists expand, and which are refused before anything is made of them.
 #include "platform/BinaryPropertyList.h"
 
 #include <gtest/gtest.h>
@@ -60,8 +60,8 @@ class Binary {
   std::vector<std::size_t> offsets_;
 };
 
-bool unfolds(const Binary& list) {
-  return unfoldsWithinLimits(bytesOf(list.data()));
+bool expands(const Binary& list) {
+  return expandsWithinLimits(bytesOf(list.data()));
 }
 
 bool isRead(const Binary& list) {
@@ -71,9 +71,9 @@ bool isRead(const Binary& list) {
 constexpr auto key = "\x51k"sv;
 constexpr auto text = "\x53txt"sv;
 
-TEST(BinaryPropertyList, ReadsWhatUnfoldsWithinTheLimits) {
+TEST(BinaryPropertyList, ReadsWhatExpandsWithinTheLimits) {
   const auto list = Binary().dictionary({1, 2}).add(key).add(text);
-  EXPECT_TRUE(unfolds(list));
+  EXPECT_TRUE(expands(list));
   const auto read = PropertyList::fromData(bytesOf(list.data()));
   ASSERT_TRUE(read);
   EXPECT_EQ(read->string("k"), "txt");
@@ -88,7 +88,7 @@ Binary repeating(std::size_t count, std::string_view repeated = text) {
       .add(repeated);
 }
 
-TEST(BinaryPropertyList, HasAtMostTenThousandObjectsOnceUnfolded) {
+TEST(BinaryPropertyList, HasAtMostTenThousandObjectsOnceExpanded) {
   constexpr std::size_t others = 3;  // the dictionary, its key, the array
   EXPECT_TRUE(isRead(repeating(10'000 - others)));
   EXPECT_FALSE(isRead(repeating(10'001 - others)));
@@ -159,25 +159,25 @@ TEST(BinaryPropertyList, KnowsEveryKindOfCollection) {
       return Binary().dictionary({1, 2}).add(key).collection(marker,
                                                              std::vector<std::uint64_t>(count, 1));
     };
-    EXPECT_TRUE(unfolds(holding(9'997))) << static_cast<int>(marker);
-    EXPECT_FALSE(unfolds(holding(9'998))) << static_cast<int>(marker);
+    EXPECT_TRUE(expands(holding(9'997))) << static_cast<int>(marker);
+    EXPECT_FALSE(expands(holding(9'998))) << static_cast<int>(marker);
   }
   const auto dictionaryOf = [](std::size_t pairs) {
     return Binary().dictionary(std::vector<std::uint64_t>(2 * pairs, 1)).add(key);
   };
-  EXPECT_TRUE(unfolds(dictionaryOf(4'999)));   // 9,999 objects
-  EXPECT_FALSE(unfolds(dictionaryOf(5'000)));  // 10,001
+  EXPECT_TRUE(expands(dictionaryOf(4'999)));   // 9,999 objects
+  EXPECT_FALSE(expands(dictionaryOf(5'000)));  // 10,001
 }
 
 TEST(BinaryPropertyList, RefusesReferencesAndOffsetsThatLeadOut) {
-  EXPECT_FALSE(unfolds(Binary().dictionary({1, 2}).add(key)));
-  EXPECT_FALSE(unfolds(Binary().dictionary({1, 255}).add(key)));
-  EXPECT_FALSE(unfolds(Binary().add("\xdf\x13\xff\xff\xff\xff\xff\xff\xff\xff")));
-  EXPECT_FALSE(unfolds(Binary().add("\x4f\x13\x7f\xff\xff\xff\xff\xff\xff\xff")));
-  EXPECT_FALSE(unfolds(Binary().add("\xaf\x14" + std::string(16, '\0'))));
-  EXPECT_FALSE(unfolds(Binary().add("\xaf\x51x")));
+  EXPECT_FALSE(expands(Binary().dictionary({1, 2}).add(key)));
+  EXPECT_FALSE(expands(Binary().dictionary({1, 255}).add(key)));
+  EXPECT_FALSE(expands(Binary().add("\xdf\x13\xff\xff\xff\xff\xff\xff\xff\xff")));
+  EXPECT_FALSE(expands(Binary().add("\x4f\x13\x7f\xff\xff\xff\xff\xff\xff\xff")));
+  EXPECT_FALSE(expands(Binary().add("\xaf\x14" + std::string(16, '\0'))));
+  EXPECT_FALSE(expands(Binary().add("\xaf\x51x")));
   EXPECT_FALSE(
-      unfolds(Binary().add("\x5e"
+      expands(Binary().add("\x5e"
                            "cut")));
 }
 
@@ -194,10 +194,10 @@ TEST(BinaryPropertyList, RefusesTrailersThatAreNotTrue) {
         Change{1, '\xf0'}}) {
     std::string bad = good;
     bad[bad.size() - fromEnd] = value;
-    EXPECT_FALSE(unfoldsWithinLimits(bytesOf(bad))) << fromEnd;
+    EXPECT_FALSE(expandsWithinLimits(bytesOf(bad))) << fromEnd;
   }
   for (std::size_t size = 0; size < good.size(); ++size) {
-    EXPECT_FALSE(unfoldsWithinLimits(bytesOf(good.substr(0, size)))) << size;
+    EXPECT_FALSE(expandsWithinLimits(bytesOf(good.substr(0, size)))) << size;
   }
 }
 

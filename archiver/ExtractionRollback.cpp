@@ -1,12 +1,13 @@
 // Takes a failed extraction back.
-#include "archiver/UnpackedItems.h"
+#include "archiver/ExtractionRollback.h"
 
 #include <system_error>
 #include <utility>
 
 namespace ztp::archiver {
 
-UnpackedItems::UnpackedItems(const ZipDirectory& archive, std::filesystem::path destination)
+ExtractionRollback::ExtractionRollback(const ZipDirectory& archive,
+                                       std::filesystem::path destination)
     : destination_(std::move(destination)) {
   std::string_view before;
   for (const Entry& entry : archive.entries()) {
@@ -19,7 +20,7 @@ UnpackedItems::UnpackedItems(const ZipDirectory& archive, std::filesystem::path 
   }
 }
 
-UnpackedItems::~UnpackedItems() {
+ExtractionRollback::~ExtractionRollback() {
   for (const std::string_view name : names_) {
     std::error_code ignored;
     std::filesystem::remove_all(destination_ / name, ignored);

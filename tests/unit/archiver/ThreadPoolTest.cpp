@@ -1,5 +1,5 @@
 // Threads and their queue.
-#include "archiver/Workers.h"
+#include "archiver/ThreadPool.h"
 
 #include <gtest/gtest.h>
 
@@ -15,8 +15,8 @@ namespace {
 // Keeps a worker busy until `open`.
 class Gate {
  public:
-  [[nodiscard]] std::future<void> occupy(Workers& workers) {
-    return workers.start([opened = opened_.get_future().share()] { opened.wait(); });
+  [[nodiscard]] std::future<void> occupy(ThreadPool& pool) {
+    return pool.start([opened = opened_.get_future().share()] { opened.wait(); });
   }
   void open() { opened_.set_value(); }
 
@@ -24,15 +24,15 @@ class Gate {
   std::promise<void> opened_;
 };
 
-TEST(Workers, TakeUpTheOldestWorkFirst) {
-  Workers workers(1);
+TEST(ThreadPool, TakesUpTheOldestWorkFirst) {
+  ThreadPool pool(1);
   Gate gate;
-  const std::future<void> busy = gate.occupy(workers);
+  const std::future<void> busy = gate.occupy(pool);
   std::vector<int> done;
   std::vector<std::future<void>> results;
   results.reserve(20);
   for (int turn = 0; turn < 20; ++turn) {
-    results.push_back(workers.start([&done, turn] { done.push_back(turn); }));
+    results.push_back(pool.start([&done, turn] { done.push_back(turn); }));
   }
   gate.open();
   for (auto& result : results) result.get();
@@ -41,15 +41,15 @@ TEST(Workers, TakeUpTheOldestWorkFirst) {
   EXPECT_EQ(done, inOrder);
 }
 
-TEST(Workers, WorkSideBySide) {
-  Workers workers(2);
+TEST(ThreadPool, WorksSideBySide) {
+  ThreadPool pool(2);
   std::promise<void> first;
   std::promise<void> second;
-  const auto waits = workers.start([&] {
+  const auto waits = pool.start([&] {
     first.set_value();
     second.get_future().wait();
   });
-  const auto answers = workers.start([&] {
+  const auto answers = pool.start([&] {
     first.get_future().wait();
     second.set_value();
   });
@@ -57,37 +57,37 @@ TEST(Workers, WorkSideBySide) {
   answers.wait();
 }
 
-TEST(Workers, GiveResultsAndExceptionsBack) {
-  Workers workers(2);
-  auto text = workers.start([] { return std::string("result"); });
-  auto failure = workers.start([]() -> int { throw std::runtime_error("broken"); });
+TEST(ThreadPool, ReturnsResultsAndExceptions) {
+  ThreadPool pool(2);
+  auto text = pool.start([] { return std::string("result"); });
+  auto failure = pool.start([]() -> int { throw std::runtime_error("broken"); });
   EXPECT_EQ(text.get(), "result");
   EXPECT_THROW(failure.get(), std::runtime_error);
 }
 
-TEST(Workers, WithoutThreadsTheWorkIsDoneWhenItsResultIsAskedFor) {
-  Workers workers(0);
+TEST(ThreadPool, WithoutThreadsTheWorkIsDoneWhenItsResultIsAskedFor) {
+  ThreadPool pool(0);
   bool isDone = false;
-  auto result = workers.start([&isDone] { isDone = true; });
+  auto result = pool.start([&isDone] { isDone = true; });
   EXPECT_FALSE(isDone);
   result.get();
   EXPECT_TRUE(isDone);
 }
 
-TEST(Workers, WhoeverLetsGoOfThemWaitsOnlyForWhatHasBegun) {
+TEST(ThreadPool, ItsEndWaitsOnlyForWhatHasBegun) {
   std::atomic<bool> hasBegun = false;
   std::atomic<bool> isDone = false;
   bool isNeverDone = true;
   std::future<void> dropped;
   {
-    Workers workers(1);
-    static_cast<void>(workers.start([&] {
+    ThreadPool pool(1);
+    static_cast<void>(pool.start([&] {
       hasBegun = true;
       hasBegun.notify_one();
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
       isDone = true;
     }));
-    dropped = workers.start([&isNeverDone] { isNeverDone = false; });
+    dropped = pool.start([&isNeverDone] { isNeverDone = false; });
     hasBegun.wait(false);
   }
   EXPECT_TRUE(isDone);

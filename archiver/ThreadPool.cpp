@@ -1,11 +1,11 @@
 // One lock for the queue; the work itself is done outside it.
-#include "archiver/Workers.h"
+#include "archiver/ThreadPool.h"
 
 #include <system_error>
 
 namespace ztp::archiver {
 
-Workers::~Workers() {
+ThreadPool::~ThreadPool() {
   {
     const std::lock_guard lock(mutex_);
     isOver_ = true;
@@ -14,7 +14,7 @@ Workers::~Workers() {
   for (std::thread& thread : threads_) thread.join();
 }
 
-bool Workers::haveThreads() {
+bool ThreadPool::haveThreads() {
   try {
     while (threads_.size() < count_) threads_.emplace_back([this] { run(); });
   } catch (const std::system_error&) {
@@ -23,7 +23,7 @@ bool Workers::haveThreads() {
   return !threads_.empty();
 }
 
-void Workers::add(std::function<void()> work) {
+void ThreadPool::add(std::function<void()> work) {
   {
     const std::lock_guard lock(mutex_);
     queue_.push_back(std::move(work));
@@ -31,7 +31,7 @@ void Workers::add(std::function<void()> work) {
   changed_.notify_one();
 }
 
-void Workers::run() {
+void ThreadPool::run() {
   for (;;) {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [this] { return isOver_ || !queue_.empty(); });

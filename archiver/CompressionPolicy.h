@@ -10,10 +10,10 @@ namespace ztp::archiver {
 
 /// Tries both efforts on two neighbours now and then, and stays with the quick one where the other
 /// gains little. It depends on the file alone: the same bytes are packed the same way everywhere.
-class EffortChoice {
+class CompressionPolicy {
  public:
   /// How many blocks may have been begun and not been measured yet.
-  static constexpr std::size_t mostUnderWay = 7;
+  static constexpr std::size_t maximumInFlight = 7;
 
   /// For the next block of the file.
   [[nodiscard]] Effort next();

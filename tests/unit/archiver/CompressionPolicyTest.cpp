@@ -1,5 +1,5 @@
 // Which blocks are deflated thoroughly, as far as the blocks before them tell.
-#include "archiver/EffortChoice.h"
+#include "archiver/CompressionPolicy.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@ namespace {
 
 // One letter a block, T or Q, for blocks that come to these sizes; `lag` are always under way.
 std::string efforts(std::size_t blocks, std::size_t thorough, std::size_t quick, std::size_t lag) {
-  EffortChoice choice;
+  CompressionPolicy choice;
   std::string result;
   for (std::size_t block = 0; block < blocks; ++block) {
     result += choice.next() == Effort::thorough ? 'T' : 'Q';
@@ -19,29 +19,29 @@ std::string efforts(std::size_t blocks, std::size_t thorough, std::size_t quick,
   return result;
 }
 
-TEST(EffortChoice, aSmallFileIsThoroughButForTheTrial) {
+TEST(CompressionPolicy, aSmallFileIsThoroughButForTheTrial) {
   EXPECT_EQ(efforts(8, 100, 100, 1), "TQTTTTTT");
 }
 
-TEST(EffortChoice, aSmallGainIsNotWorthTheTime) {
+TEST(CompressionPolicy, aSmallGainIsNotWorthTheTime) {
   EXPECT_EQ(efforts(130, 100, 108, 1),
             "TQTTTTTT" + std::string(56, 'Q') + "T" + std::string(63, 'Q') + "TQ");
 }
 
-TEST(EffortChoice, aLargeGainIs) {
+TEST(CompressionPolicy, aLargeGainIs) {
   EXPECT_EQ(efforts(130, 100, 110, 1),
             "TQ" + std::string(62, 'T') + "TQ" + std::string(62, 'T') + "TQ");
 }
 
-TEST(EffortChoice, dependsNotOnHowManyBlocksAreUnderWay) {
+TEST(CompressionPolicy, dependsNotOnHowManyBlocksAreUnderWay) {
   const std::string expected = efforts(200, 100, 110, 1);
-  for (std::size_t lag = 2; lag <= EffortChoice::mostUnderWay; ++lag) {
+  for (std::size_t lag = 2; lag <= CompressionPolicy::maximumInFlight; ++lag) {
     EXPECT_EQ(efforts(200, 100, 110, lag), expected) << lag;
   }
 }
 
-TEST(EffortChoice, followsAFileThatChanges) {
-  EffortChoice choice;
+TEST(CompressionPolicy, followsAFileThatChanges) {
+  CompressionPolicy choice;
   std::string result;
   for (std::size_t block = 0; block < 128; ++block) {
     const bool isThorough = choice.next() == Effort::thorough;

@@ -16,14 +16,14 @@ namespace ztp::archiver {
 
 /// A few threads and a queue. The oldest work comes first: whoever waits for results in their order
 /// finds the next one finished or under way. For one thread that gives work.
-class Workers {
+class ThreadPool {
  public:
   /// That many threads, started with the first work.
-  explicit Workers(unsigned count) : count_(count) {}
-  Workers(const Workers&) = delete;
-  Workers& operator=(const Workers&) = delete;
+  explicit ThreadPool(unsigned count) : count_(count) {}
+  ThreadPool(const ThreadPool&) = delete;
+  ThreadPool& operator=(const ThreadPool&) = delete;
   /// Waits for the work that has begun; what has not is dropped.
-  ~Workers();
+  ~ThreadPool();
 
   /// Queues the work; where no thread can be had it is done when its result is asked for.
   template <typename Work>
