@@ -13,7 +13,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-namespace ztp::faults {
+namespace ztp::test {
 
 using Cell = std::atomic<std::int64_t>;
 static_assert(Cell::is_always_lock_free && sizeof(Cell) == 8);
@@ -30,4 +30,4 @@ Layout* sharedPage() {
   return static_cast<Layout*>(memory);
 }
 
-}  // namespace ztp::faults
+}  // namespace ztp::test

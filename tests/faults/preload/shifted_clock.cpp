@@ -12,7 +12,7 @@
 
 #include "tests/faults/preload/Page.h"
 
-namespace ztp::faults {
+namespace ztp::test {
 namespace {
 
 struct Layout {
@@ -56,13 +56,13 @@ timespec shown(clockid_t clock, timespec time) {
 }
 
 }  // namespace
-}  // namespace ztp::faults
+}  // namespace ztp::test
 
 extern "C" {
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
   const long result = ::syscall(SYS_clock_gettime, clock, time);
-  if (result == 0) *time = ztp::faults::shown(clock, *time);
+  if (result == 0) *time = ztp::test::shown(clock, *time);
   return static_cast<int>(result);
 }
 

@@ -15,7 +15,7 @@
 
 #include "tests/faults/preload/Page.h"
 
-namespace ztp::faults {
+namespace ztp::test {
 namespace {
 
 struct Layout {
@@ -84,10 +84,10 @@ void doNothing(int /*signalNumber*/) {}
 }
 
 }  // namespace
-}  // namespace ztp::faults
+}  // namespace ztp::test
 
-using ztp::faults::call;
-using ztp::faults::shortened;
+using ztp::test::call;
+using ztp::test::shortened;
 
 extern "C" {
 
@@ -140,7 +140,7 @@ int epoll_wait(int file, epoll_event* events, int maximum, int timeout) {
 }
 
 int nanosleep(const timespec* time, timespec* remaining) {
-  const bool untouched = ztp::faults::isRefused();
+  const bool untouched = ztp::test::isRefused();
   if (untouched && remaining != nullptr) *remaining = *time;
   if (untouched) return -1;
   return static_cast<int>(::syscall(SYS_nanosleep, time, remaining));

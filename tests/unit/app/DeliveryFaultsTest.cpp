@@ -16,7 +16,7 @@
 
 #include "tests/unit/app/DeliveryFixture.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -143,4 +143,4 @@ TEST_F(DeliveryFaultsTest, AKillAtAnySystemCallLeavesTheOldItemOrTheNewOne) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -13,7 +13,7 @@
 #include "app/Delivery.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 
 /// What a directory holds: relative paths, and the content of a file, "-> target" or "directory".
 using Listing = std::map<std::string, std::string>;
@@ -74,4 +74,4 @@ class DeliveryFixture : public testing::Test {
   const std::filesystem::path host = scratch / "host";
 };
 
-}  // namespace ztp
+}  // namespace ztp::test

@@ -9,7 +9,7 @@
 #include "platform/FileManager.h"
 #include "tests/unit/app/DeliveryFixture.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -394,4 +394,4 @@ TEST_F(SharedDirectoryTest, AnotherDirectoryUnderTheNameOfWhatIsTakenBackIsNotEm
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

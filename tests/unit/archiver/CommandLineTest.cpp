@@ -5,8 +5,15 @@
 
 #include <vector>
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::Command;
+using archiver::ExtractCommand;
+using archiver::HelpCommand;
+using archiver::PackCommand;
+using archiver::parseArguments;
+using archiver::UnknownCommand;
 
 using Words = std::vector<std::string_view>;
 
@@ -52,4 +59,4 @@ INSTANTIATE_TEST_SUITE_P(
                     Words{"-x", "-k", "Out.zip", "there", "more"}, Words{"--help", "me"}));
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

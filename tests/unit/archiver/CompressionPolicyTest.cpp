@@ -5,8 +5,11 @@
 
 #include <string>
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::CompressionPolicy;
+using archiver::Effort;
 
 // One letter a block, T or Q, for blocks that come to these sizes; `lag` are always under way.
 std::string efforts(std::size_t blocks, std::size_t thorough, std::size_t quick, std::size_t lag) {
@@ -53,4 +56,4 @@ TEST(CompressionPolicy, followsAFileThatChanges) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

@@ -16,8 +16,17 @@
 #include "archiver/ParallelDeflate.h"
 #include "tests/unit/archiver/TemporaryDirectory.h"
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::ArchiveError;
+using archiver::BlockPool;
+using archiver::DeflateBlock;
+using archiver::DeflateJoin;
+using archiver::Effort;
+using archiver::FileDescriptor;
+using archiver::ParallelDeflate;
+using archiver::Position;
 
 std::string repeated(std::string_view text, std::size_t size) {
   std::string result;
@@ -163,4 +172,4 @@ TEST_F(ParallelDeflateTest, failsWhenTheFileIsShorterOrLonger) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

@@ -9,8 +9,13 @@
 #include "archiver/ArchiveError.h"
 #include "tests/unit/archiver/TemporaryDirectory.h"
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::ArchiveError;
+using archiver::DestinationTree;
+using archiver::parseEntryName;
+using archiver::PendingFile;
 
 namespace fs = std::filesystem;
 
@@ -131,4 +136,4 @@ TEST_F(DestinationTreeTest, refusesADestinationThatIsAFile) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

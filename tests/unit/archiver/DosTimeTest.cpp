@@ -5,8 +5,12 @@
 
 #include <ctime>
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::DosTime;
+using archiver::fromDosTime;
+using archiver::toDosTime;
 
 std::int64_t local(int year, int month, int day, int hour, int minute, int second) {
   std::tm time{};
@@ -43,4 +47,4 @@ TEST(DosTime, standsAtTheEndsOfItsYearsForWhatLiesBeyond) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

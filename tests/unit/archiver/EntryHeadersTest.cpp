@@ -10,8 +10,26 @@
 
 #include "archiver/ZipFields.h"
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::centralHeader;
+using archiver::centralSize;
+using archiver::Content;
+using archiver::end64Magic;
+using archiver::end64Size;
+using archiver::endRecords;
+using archiver::endSize;
+using archiver::flagUtf8;
+using archiver::full32;
+using archiver::hasMagic;
+using archiver::isUtf8;
+using archiver::localHeader;
+using archiver::localSize;
+using archiver::locatorSize;
+using archiver::numberAt;
+using archiver::TreeItem;
+using archiver::zip64Id;
 
 TreeItem fileNamed(std::string name) {
   TreeItem item;
@@ -82,4 +100,4 @@ TEST(EntryHeaders, endInZip64RecordsWhereANumberNeedsThem) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

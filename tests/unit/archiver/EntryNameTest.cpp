@@ -9,8 +9,16 @@
 
 #include "archiver/ArchiveError.h"
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::ArchiveError;
+using archiver::checkLinkTarget;
+using archiver::comesBefore;
+using archiver::depthOf;
+using archiver::EntryName;
+using archiver::parseEntryName;
+using archiver::sharedLength;
 
 std::string repeated(std::string_view part, int times) {
   std::string text;
@@ -185,4 +193,4 @@ TEST(EntryName, refusesTargetsThatAreNoNames) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

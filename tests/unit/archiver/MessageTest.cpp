@@ -6,8 +6,11 @@
 
 #include "archiver/ArchiveError.h"
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::quotedName;
+using archiver::systemError;
 
 TEST(Message, showsPlainNamesAsTheyAre) {
   EXPECT_EQ(quotedName("a b/c.ofx"), "'a b/c.ofx'");
@@ -28,4 +31,4 @@ TEST(Message, endsInTheSystemsReason) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

@@ -13,8 +13,13 @@
 #include "archiver/ZipWriter.h"
 #include "tests/unit/archiver/TemporaryDirectory.h"
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::ArchiveError;
+using archiver::createZip;
+using archiver::ExtractionLimits;
+using archiver::extractZip;
 
 namespace fs = std::filesystem;
 
@@ -225,4 +230,4 @@ TEST_F(RoundTrip, refusesEveryArchiveThatIsCutShort) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

@@ -8,7 +8,7 @@
 #include <iterator>
 #include <stdexcept>
 
-namespace ztp::archiver {
+namespace ztp::test {
 
 namespace fs = std::filesystem;
 
@@ -44,4 +44,4 @@ std::vector<std::string> TemporaryDirectory::names() const {
   return names;
 }
 
-}  // namespace ztp::archiver
+}  // namespace ztp::test

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace ztp::archiver {
+namespace ztp::test {
 
 /// Made empty, removed with all that is in it.
 class TemporaryDirectory {
@@ -29,4 +29,4 @@ class TemporaryDirectory {
   std::filesystem::path path_;
 };
 
-}  // namespace ztp::archiver
+}  // namespace ztp::test

@@ -9,8 +9,10 @@
 #include <string>
 #include <vector>
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::ThreadPool;
 
 // Keeps a worker busy until `open`.
 class Gate {
@@ -96,4 +98,4 @@ TEST(ThreadPool, ItsEndWaitsOnlyForWhatHasBegun) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

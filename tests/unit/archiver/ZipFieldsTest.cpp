@@ -5,8 +5,12 @@
 
 #include <vector>
 
-namespace ztp::archiver {
+namespace ztp::test {
 namespace {
+
+using archiver::modificationTime;
+using archiver::UnixTimeField;
+using archiver::unixTimeField;
 
 TEST(ZipFields, writesTheModificationTimeLittleEndian) {
   EXPECT_EQ(unixTimeField(0x65E12345), (UnixTimeField{1, 0x45, 0x23, 0xE1, 0x65}));
@@ -31,4 +35,4 @@ TEST(ZipFields, findsNoTimeInAShortOrEmptyField) {
 }
 
 }  // namespace
-}  // namespace ztp::archiver
+}  // namespace ztp::test

@@ -13,18 +13,8 @@
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::date;
-using testing::day;
-using testing::DayAndName;
-using testing::nameOn;
-using testing::nyse;
-using testing::text;
-using testing::tse;
-using testing::usBank;
-using testing::utc;
 
 constexpr DayAndName marketDays[] = {
     {usBank, "2022-06-20", "Juneteenth (in lieu)"},
@@ -253,4 +243,4 @@ TEST(BusinessCalendar, OfAnUnknownMarketHasWeekendsOnly) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

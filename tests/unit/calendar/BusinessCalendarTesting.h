@@ -9,7 +9,7 @@
 #include "calendar/BusinessCalendar.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp::testing {
+namespace ztp::test {
 
 inline constexpr auto usBank = ZHolidayType::ZHolidayTypeUSBank;
 inline constexpr auto nyse = ZHolidayType::ZHolidayTypeNYSE;
@@ -35,4 +35,4 @@ struct DayAndName {
   const char* name;
 };
 
-}  // namespace ztp::testing
+}  // namespace ztp::test

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-namespace ztp::testing {
+namespace ztp::test {
 
 Timestamp utc(int year, int month, int day, int hour, int minute, int second, double fraction) {
   const double days = dayNumberFromCivilDate({year, month, day});
@@ -59,4 +59,4 @@ LocalZoneIs::~LocalZoneIs() {
   }
 }
 
-}  // namespace ztp::testing
+}  // namespace ztp::test

@@ -11,7 +11,7 @@
 #include "calendar/TimeZone.h"
 #include "calendar/Timestamp.h"
 
-namespace ztp::testing {
+namespace ztp::test {
 
 /// The instant of numbers in range, read as UTC.
 Timestamp utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
@@ -38,4 +38,4 @@ class LocalZoneIs {
   std::optional<std::string> before_;
 };
 
-}  // namespace ztp::testing
+}  // namespace ztp::test

@@ -11,16 +11,13 @@
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::local_days;
 using std::chrono::sys_days;
 using std::chrono::year_month_day;
-using testing::day;
-using testing::text;
-using testing::utc;
 
 // All of it is known to the compiler.
 static_assert(dateFromSysDays(sys_days(2001y / 1 / 1)) == Date(43'200.0));
@@ -165,4 +162,4 @@ TEST(Chrono, NormalisesFieldsOutOfRange) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <limits>
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 struct NamedDay {
@@ -156,4 +156,4 @@ TEST(CivilDate, RefusesNumbersBeyondItsRangeWithoutOverflow) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

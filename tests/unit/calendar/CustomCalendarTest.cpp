@@ -12,17 +12,8 @@
 #include "calendar/BusinessCalendar.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::date;
-using testing::day;
-using testing::DayAndName;
-using testing::nameOn;
-using testing::nyse;
-using testing::text;
-using testing::tse;
-using testing::usBank;
 
 constexpr int monday = 2;
 constexpr int thursday = 5;
@@ -280,4 +271,4 @@ TEST(SpecialClosings, EachDiffersFromTheRulesAndHasItsSource) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -11,12 +11,8 @@
 
 #include "CalendarTesting.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::text;
-using testing::utc;
-using testing::zone;
 
 struct PrintCase {
   const char* pattern;
@@ -158,12 +154,12 @@ TEST(DateFormatter, RefusesPatternsThatItDoesNotKnow) {
 TEST(DateFormatter, WithoutAZoneFollowsTheLocalOne) {
   const DateFormatter formatter("yyyy-MM-dd HH:mm");
   for (const char* name : {"Asia/Tokyo", "America/New_York"}) {
-    const testing::LocalZoneIs local(name);
+    const LocalZoneIs local(name);
     EXPECT_EQ(formatter.timeZone(), zone(name));
     EXPECT_EQ(formatter.stringFromTimestamp(formatter.timestampFromString("2019-03-15 13:30")),
               "2019-03-15 13:30");
   }
-  const testing::LocalZoneIs tokyo("Asia/Tokyo");
+  const LocalZoneIs tokyo("Asia/Tokyo");
   EXPECT_EQ(text(formatter.timestampFromString("2019-03-15 13:30")), "2019-03-15 04:30:00");
 }
 
@@ -226,4 +222,4 @@ TEST(FastForms, PrintWhatTheGeneralWayPrintsAndReadItBack) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -9,7 +9,7 @@
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 std::vector<std::string>& lines() {
@@ -23,10 +23,10 @@ void keepLine(std::string_view line) {
 
 // Uses an instant as a date, and returns what standard error said.
 std::string coerceOnce() {
-  const testing::LocalZoneIs known("UTC");  // one that is not there would have its own line
-  ::testing::internal::CaptureStderr();
-  EXPECT_NE(ZDateUtilities::yearForDate(testing::utc(2019, 3, 15, 20)), 0);
-  return ::testing::internal::GetCapturedStderr();
+  const LocalZoneIs known("UTC");  // one that is not there would have its own line
+  testing::internal::CaptureStderr();
+  EXPECT_NE(ZDateUtilities::yearForDate(utc(2019, 3, 15, 20)), 0);
+  return testing::internal::GetCapturedStderr();
 }
 
 constexpr const char* line = "ERROR: Timestamp is not a valid date: 2019-03-15 20:00:00 +0000";
@@ -45,11 +45,11 @@ TEST(ErrorHandler, TakesTheLinesUntilItIsTakenAway) {
 TEST(ErrorHandler, TakesTheLineOfAnUnknownZone) {
   lines().clear();
   setErrorHandler(keepLine);
-  const testing::LocalZoneIs nowhere("Nowhere/ForTheHandler");
+  const LocalZoneIs nowhere("Nowhere/ForTheHandler");
   EXPECT_EQ(TimeZone::local().name(), "UTC");
   setErrorHandler(nullptr);
   EXPECT_EQ(lines(), (std::vector<std::string>{"ERROR: Unknown time zone: Nowhere/ForTheHandler"}));
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

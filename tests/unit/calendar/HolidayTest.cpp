@@ -8,12 +8,8 @@
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::day;
-using testing::text;
-using testing::utc;
 
 constexpr ZHolidayType usBank = ZHolidayType::ZHolidayTypeUSBank;
 constexpr ZHolidayType nyse = ZHolidayType::ZHolidayTypeNYSE;
@@ -167,7 +163,7 @@ TEST(Holidays, OfAnyOtherTypeThereAreNone) {
 
 TEST(Holidays, AreReadInUTCWhateverTheLocalZone) {
   for (const char* name : {"Pacific/Kiritimati", "Pacific/Pago_Pago", "America/New_York"}) {
-    const testing::LocalZoneIs local(name);
+    const LocalZoneIs local(name);
     EXPECT_EQ(answer(day(2019, 12, 25), usBank), yes) << name;
     EXPECT_EQ(answer(day(2019, 12, 24), usBank), no) << name;
     EXPECT_TRUE(ZDateUtilities::isWeekend(day(2019, 12, 22))) << name;
@@ -177,19 +173,19 @@ TEST(Holidays, AreReadInUTCWhateverTheLocalZone) {
 TEST(Holidays, OfAnInstantThatIsNoDateAreThoseOfItsDayButNeverGoodFriday) {
   EXPECT_EQ(answer(utc(2019, 12, 25, 23, 30), nyse), yes);
   EXPECT_EQ(answer(utc(2019, 4, 19, 12, 0, 1), tse), no);
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(answer(utc(2019, 4, 19, 12, 0, 1), nyse), no);
-  const std::string said = ::testing::internal::GetCapturedStderr();
+  const std::string said = testing::internal::GetCapturedStderr();
   EXPECT_TRUE(said.starts_with("ERROR: Timestamp is not a valid date: 2019-04-19 12:00:01 +0000\n"))
       << said;
 }
 
 TEST(Holidays, OfAnInstantThatIsNoDateKnowNoPeriodEnd) {
   // The last day of 2021, a Friday before a Saturday's holiday, but a second past noon.
-  const testing::LocalZoneIs utcZone("UTC");  // one that has nothing to report itself
-  ::testing::internal::CaptureStderr();
+  const LocalZoneIs utcZone("UTC");  // one that has nothing to report itself
+  testing::internal::CaptureStderr();
   EXPECT_EQ(answer(utc(2021, 12, 31, 12, 0, 1), nyse), lieu);
-  const std::string said = ::testing::internal::GetCapturedStderr();
+  const std::string said = testing::internal::GetCapturedStderr();
   EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2) << said;
 }
 
@@ -231,4 +227,4 @@ TEST(Easter, IsTheSundayOfTheGregorianRule) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -9,7 +9,7 @@
 #include "calendar/ZDateUtilities.h"
 #include "calendar/ZTimestampUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 // Groups digits by dots and writes decimal commas, as much of Europe does.
@@ -49,20 +49,20 @@ class ForeignLocale {
 
 TEST(Locale, ChangesNeitherNamesNorNumbers) {
   const ForeignLocale foreign;
-  const Timestamp instant = testing::utc(2019, 3, 15, 13, 30, 0, 0.25);
+  const Timestamp instant = utc(2019, 3, 15, 13, 30, 0, 0.25);
   EXPECT_EQ(ZTimestampUtilities::ISO8601StringFromTimestamp(instant), "2019-03-15T13:30:00Z");
   EXPECT_EQ(ZTimestampUtilities::ISO8601ESTStringFromTimestamp(instant), "2019-03-15 09:30:00");
   EXPECT_EQ(DateFormatter("EEEE d MMMM y S", TimeZone::utc()).stringFromTimestamp(instant),
             "Friday 15 March 2019 2");
-  EXPECT_EQ(testing::text(
-                ZTimestampUtilities::timestampFromRFC1123String("Fri, 15 Mar 2019 13:30:00 +0000")),
-            "2019-03-15 13:30:00");
+  EXPECT_EQ(
+      text(ZTimestampUtilities::timestampFromRFC1123String("Fri, 15 Mar 2019 13:30:00 +0000")),
+      "2019-03-15 13:30:00");
   EXPECT_EQ(ZTimestampUtilities::timestampFromISO8601String("2019-03-15T13:30:00.250Z"), instant);
-  EXPECT_EQ(ZDateUtilities::ISO8601StringFromDate(testing::day(2019, 3, 15)), "2019-03-15");
-  EXPECT_EQ(ZDateUtilities::OFXStringFromDate(testing::day(2019, 3, 15)), "20190315");
+  EXPECT_EQ(ZDateUtilities::ISO8601StringFromDate(day(2019, 3, 15)), "2019-03-15");
+  EXPECT_EQ(ZDateUtilities::OFXStringFromDate(day(2019, 3, 15)), "20190315");
   EXPECT_EQ(ZDateUtilities::dayOfWeekForName("FRIDAY"), 6);  // no dotless i
-  EXPECT_EQ(testing::text(ZDateUtilities::dateFromMonthDayYearString("3/15/2019")), "2019-03-15");
+  EXPECT_EQ(text(ZDateUtilities::dateFromMonthDayYearString("3/15/2019")), "2019-03-15");
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

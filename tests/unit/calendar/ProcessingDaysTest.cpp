@@ -7,12 +7,8 @@
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::day;
-using testing::text;
-using testing::utc;
 
 constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
@@ -121,16 +117,16 @@ TEST(Stepping, ThatNeverArrivesGivesNoDate) {
 }
 
 TEST(Stepping, FromAnInstantThatIsNoDateMakesADateAtTheFirstStep) {
-  const testing::LocalZoneIs utcZone("UTC");
+  const LocalZoneIs utcZone("UTC");
   const Timestamp friday = utc(2019, 3, 15, 20);
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(text(ZDateUtilities::dateFromDate(friday, 0, weekend, 1)), "2019-03-15 20:00:00");
   EXPECT_EQ(text(ZDateUtilities::dateFromDate(friday, 1, weekend, 1)), "2019-03-18");
   EXPECT_EQ(text(ZDateUtilities::dateFromDate(friday, 1, weekend, 0)), "2019-03-15");
   EXPECT_EQ(text(ZDateUtilities::dateFromDate(Timestamp(1e300), 1, weekend, 1)), "none");
   EXPECT_EQ(text(ZDateUtilities::dateFromDate(friday, -1, weekend, 1)), "2019-03-15 20:00:00");
-  static_cast<void>(::testing::internal::GetCapturedStderr());
+  static_cast<void>(testing::internal::GetCapturedStderr());
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -12,12 +12,8 @@
 #include "calendar/ZDateUtilities.h"
 #include "calendar/ZTimestampUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::day;
-using testing::text;
-using testing::utc;
 
 constexpr const char* zoneNames[] = {"America/New_York", "Europe/London",   "Asia/Kathmandu",
                                      "Pacific/Apia",     "Australia/Eucla", "America/Caracas",
@@ -26,7 +22,7 @@ constexpr const char* zoneNames[] = {"America/New_York", "Europe/London",   "Asi
 // Something of every group of operations, as one text.
 std::string everythingOnce(int round) {
   const auto at = static_cast<std::size_t>(round) % std::size(zoneNames);
-  const TimeZone zone = testing::zone(zoneNames[at]);
+  const TimeZone zone = test::zone(zoneNames[at]);
   const Date date = day(2019, 1 + round % 12, 1 + round % 28);
   const auto midnight = ZTimestampUtilities::timestampAtMidnightOnDate(date, zone);
   std::string all = text(midnight);
@@ -140,4 +136,4 @@ TEST(Threads, MakeMarketsAndNamesTogether) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

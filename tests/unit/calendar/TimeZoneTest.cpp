@@ -10,13 +10,8 @@
 
 #include "CalendarTesting.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::LocalZoneIs;
-using testing::text;
-using testing::utc;
-using testing::zone;
 
 TEST(TimeZone, ThatTheSystemDoesNotHaveIsNone) {
   for (const char* name :
@@ -197,18 +192,18 @@ TEST(LocalZone, ThatSaysNoZoneIsReportedOnceAndReadAsUTC) {
        {"Nowhere/Land", "XYZ", "AB1", "EST5EDT,M3.2.0,M11.1.0,", "EST25", "<+05>", "EST5:60",
         "EST5:", "/no/such/file", "fixed UTC", "libc:localtime", "Fixed/UTC+05:00:00"}) {
     const LocalZoneIs local(setting);
-    ::testing::internal::CaptureStderr();
+    testing::internal::CaptureStderr();
     EXPECT_EQ(TimeZone::local().name(), "UTC");
     EXPECT_EQ(TimeZone::local().secondsFromGMT(utc(2019, 7, 1)), 0);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "ERROR: Unknown time zone: " + std::string(setting) + "\n");
     {
       const LocalZoneIs other("Asia/Tokyo");
       EXPECT_EQ(TimeZone::local().name(), "Asia/Tokyo");
     }
-    ::testing::internal::CaptureStderr();
+    testing::internal::CaptureStderr();
     EXPECT_EQ(TimeZone::local().secondsFromGMT(utc(2019, 7, 1)), 0);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   }
 }
 
@@ -225,4 +220,4 @@ TEST(LocalZone, WithoutTZIsTheSystemsOwn) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -16,12 +16,8 @@
 #define FMT_HEADER_ONLY
 #include "calendar/Format.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::day;
-using testing::text;
-using testing::utc;
 
 TEST(ValueTypes, SecondsAreAddedAndTaken) {
   Timestamp instant = utc(2019, 3, 15, 13, 30);
@@ -107,4 +103,4 @@ TEST(ValueTypes, AreFormattedByFmt) {
 #endif
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -6,11 +6,8 @@
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::day;
-using testing::text;
 
 constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
@@ -65,15 +62,13 @@ TEST(DateArithmetic, AddsYearsMonthsAndDaysAndClampsToTheEndOfTheMonth) {
 }
 
 TEST(DateArithmetic, CoercesItsDate) {
-  const testing::LocalZoneIs tokyo("Asia/Tokyo");
-  ::testing::internal::CaptureStderr();
-  EXPECT_EQ(text(ZDateUtilities::dateByAddingDays(0, testing::utc(2019, 3, 15, 20))), "2019-03-16");
-  EXPECT_EQ(text(ZDateUtilities::dateByAddingDays(1, testing::utc(2019, 3, 15, 20))), "2019-03-17");
-  EXPECT_EQ(text(ZDateUtilities::dateByAddingMonths(1, testing::utc(2019, 1, 30, 20))),
-            "2019-02-28");
-  EXPECT_EQ(text(ZDateUtilities::dateByAddingYears(1, testing::utc(2020, 2, 28, 20))),
-            "2021-02-28");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+  const LocalZoneIs tokyo("Asia/Tokyo");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(text(ZDateUtilities::dateByAddingDays(0, utc(2019, 3, 15, 20))), "2019-03-16");
+  EXPECT_EQ(text(ZDateUtilities::dateByAddingDays(1, utc(2019, 3, 15, 20))), "2019-03-17");
+  EXPECT_EQ(text(ZDateUtilities::dateByAddingMonths(1, utc(2019, 1, 30, 20))), "2019-02-28");
+  EXPECT_EQ(text(ZDateUtilities::dateByAddingYears(1, utc(2020, 2, 28, 20))), "2021-02-28");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "ERROR: Timestamp is not a valid date: 2019-03-15 20:00:00 +0000\n"
             "ERROR: Timestamp is not a valid date: 2019-03-15 20:00:00 +0000\n"
             "ERROR: Timestamp is not a valid date: 2019-01-30 20:00:00 +0000\n"
@@ -148,8 +143,8 @@ TEST(Periods, HaveNoBoundaryWithoutADate) {
 
 TEST(Periods, AreThoseOfTheLocalDayOfAnInstantThatIsNoDate) {
   using Z = ZDateUtilities;
-  const testing::LocalZoneIs tokyo("Asia/Tokyo");
-  const Timestamp eve = testing::utc(2018, 12, 31, 20);  // Tuesday, 1 January in Tokyo
+  const LocalZoneIs tokyo("Asia/Tokyo");
+  const Timestamp eve = utc(2018, 12, 31, 20);  // Tuesday, 1 January in Tokyo
   const BoundaryCase cases[] = {
       {Z::firstDayOfWeekContainingDate, eve, "2018-12-30"},
       {Z::lastDayOfWeekContainingDate, eve, "2019-01-05"},
@@ -163,9 +158,9 @@ TEST(Periods, AreThoseOfTheLocalDayOfAnInstantThatIsNoDate) {
       {Z::lastDayOfYearContainingDate, eve, "2019-12-31"},
   };
   for (const BoundaryCase& at : cases) {
-    ::testing::internal::CaptureStderr();
+    testing::internal::CaptureStderr();
     EXPECT_EQ(text(at.boundary(at.of)), at.result);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "ERROR: Timestamp is not a valid date: 2018-12-31 20:00:00 +0000\n");
   }
 }
@@ -266,4 +261,4 @@ TEST(ShortYears, OfADateAreSeenFromTheCurrentDate) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

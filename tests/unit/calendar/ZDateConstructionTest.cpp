@@ -8,14 +8,8 @@
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::day;
-using testing::LocalZoneIs;
-using testing::text;
-using testing::utc;
-using testing::zone;
 
 constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
@@ -218,30 +212,30 @@ TEST(CurrentDate, FollowsAnOverrideThatARefreshDoesNotClear) {
 }
 
 TEST(Coercion, LeavesDatesAloneAndSaysNothing) {
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(ZDateUtilities::_dateByCoercingObjectToValidDate(day(2019, 3, 15)), day(2019, 3, 15));
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(Coercion, TakesTheLocalDayOfAnyOtherInstantAndLogsOneLine) {
   const LocalZoneIs tokyo("Asia/Tokyo");
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(text(ZDateUtilities::_dateByCoercingObjectToValidDate(utc(2019, 3, 15, 20, 30, 5))),
             "2019-03-16");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "ERROR: Timestamp is not a valid date: 2019-03-15 20:30:05 +0000\n");
 }
 
 TEST(Coercion, GivesNoDateForNoInstantAndBeyondTheCalendar) {
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(text(ZDateUtilities::_dateByCoercingObjectToValidDate(std::nullopt)), "none");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "ERROR: Timestamp is not a valid date: (null)\n");
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(text(ZDateUtilities::_dateByCoercingObjectToValidDate(Timestamp(1e300))), "none");
-  EXPECT_TRUE(::testing::internal::GetCapturedStderr().starts_with(
-      "ERROR: Timestamp is not a valid date: "));
+  EXPECT_TRUE(
+      testing::internal::GetCapturedStderr().starts_with("ERROR: Timestamp is not a valid date: "));
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -10,14 +10,8 @@
 #include "calendar/ZDateUtilities.h"
 #include "calendar/ZTimestampUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::day;
-using testing::LocalZoneIs;
-using testing::text;
-using testing::utc;
-using testing::zone;
 
 struct QueriedDate {
   Date date;
@@ -87,13 +81,13 @@ TEST(DateQueries, CountDaysBetweenDates) {
 TEST(DateQueries, CoerceAnInstantThatIsNoDate) {
   const LocalZoneIs tokyo("Asia/Tokyo");
   const Timestamp evening = utc(2019, 3, 15, 20);  // the 16th in Tokyo
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(ZDateUtilities::dayOfMonthForDate(evening), 16);
   EXPECT_EQ(ZDateUtilities::dayOfWeekForDate(evening), 7);
   EXPECT_EQ(ZDateUtilities::numberOfDaysFromDate(evening, day(2019, 3, 17)), 1);
   EXPECT_TRUE(ZDateUtilities::dateContainsTimestamp(evening, day(2019, 3, 16), TimeZone::utc()));
   const std::string line = "ERROR: Timestamp is not a valid date: 2019-03-15 20:00:00 +0000\n";
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), line + line + line + line);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), line + line + line + line);
 }
 
 TEST(DateQueries, AreZeroBeyondTheCalendar) {
@@ -149,9 +143,9 @@ TEST(DateQueries, FieldsOfADateAreNotCoerced) {
 TEST(DateQueries, TheOccurrenceOfAWeekdayIsCountedInTheMonthOfTheInstantAsItStands) {
   // The 31st in UTC, the 1st in Tokyo: the month is March, the weekday that of Monday, 1 April.
   const LocalZoneIs tokyo("Asia/Tokyo");
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(ZDateUtilities::nthWeekdayOfMonthForDate(utc(2019, 3, 31, 20)), 4);
-  EXPECT_NE(::testing::internal::GetCapturedStderr(), "");
+  EXPECT_NE(testing::internal::GetCapturedStderr(), "");
 }
 
 struct AssertionCase {
@@ -209,4 +203,4 @@ TEST(ParameterAssertions, CarryFileNameLineAndDescription) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -7,11 +7,8 @@
 #include "CalendarTesting.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
-
-using testing::day;
-using testing::text;
 
 struct TextAndDate {
   const char* text;
@@ -81,9 +78,9 @@ TEST(DateStrings, PrintsISO8601AndOFX) {
 
 TEST(DateStrings, PrintsWithoutCoercing) {
   // 23:30 on the 15th in UTC is a day later in Tokyo, but an instant prints as it stands in UTC.
-  const testing::LocalZoneIs tokyo("Asia/Tokyo");
-  EXPECT_EQ(ZDateUtilities::ISO8601StringFromDate(testing::utc(2019, 3, 15, 23, 30)), "2019-03-15");
-  EXPECT_EQ(ZDateUtilities::OFXStringFromDate(testing::utc(2019, 3, 15, 23, 30)), "20190315");
+  const LocalZoneIs tokyo("Asia/Tokyo");
+  EXPECT_EQ(ZDateUtilities::ISO8601StringFromDate(utc(2019, 3, 15, 23, 30)), "2019-03-15");
+  EXPECT_EQ(ZDateUtilities::OFXStringFromDate(utc(2019, 3, 15, 23, 30)), "20190315");
 }
 
 constexpr TextAndDate slashTexts[] = {
@@ -178,4 +175,4 @@ TEST(DateStrings, ThrowsForAZonePartThatCannotBeCutOut) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

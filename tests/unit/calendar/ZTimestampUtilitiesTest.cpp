@@ -11,14 +11,9 @@
 #include "CalendarTesting.h"
 #include "calendar/ThreadDictionary.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
-using testing::day;
-using testing::LocalZoneIs;
-using testing::text;
-using testing::utc;
-using testing::zone;
 using Z = ZTimestampUtilities;
 
 static_assert(!std::is_default_constructible_v<ZTimestampUtilities>);
@@ -415,4 +410,4 @@ TEST(ThreadFormatters, AreNeverSharedAndGoWithTheirThread) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

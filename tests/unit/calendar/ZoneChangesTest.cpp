@@ -16,14 +16,10 @@
 #include "calendar/Calendar.h"
 #include "calendar/TimeZone.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-using testing::text;
-using testing::utc;
-using testing::zone;
 
 constexpr auto unique = WallClockKind::unique;
 constexpr auto skipped = WallClockKind::skipped;
@@ -168,7 +164,7 @@ TEST(ZoneChanges, FixedOffsetsShowEveryTimeOnce) {
 }
 
 TEST(ZoneChanges, FollowOneAnother) {
-  const TimeZone zone = testing::zone(newYork);
+  const TimeZone zone = test::zone(newYork);
   const auto march = zone.nextTransition(utc(2019, 1, 1));
   ASSERT_TRUE(march.has_value());
   EXPECT_EQ(text(march->instant), "2019-03-10 07:00:00");
@@ -220,7 +216,7 @@ TEST(ZoneChanges, NameTheTime) {
   EXPECT_EQ(TimeZone::fixed(-18'000)->abbreviation(Timestamp()), "GMT-0500");
   EXPECT_EQ(TimeZone::withAbbreviation("EDT")->abbreviation(Timestamp()), "EDT");
   EXPECT_FALSE(TimeZone::withAbbreviation("EDT")->isDaylightTime(Timestamp()));
-  const testing::LocalZoneIs kathmandu("<+0545>-5:45");
+  const LocalZoneIs kathmandu("<+0545>-5:45");
   EXPECT_EQ(TimeZone::local().abbreviation(Timestamp()), "+0545");
 }
 
@@ -281,4 +277,4 @@ TEST(ZoneFiles, WithoutAFolderHaveNoNames) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -5,7 +5,7 @@
 
 #include "platform/PropertyList.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 using std::literals::operator""sv;
@@ -207,4 +207,4 @@ TEST(BinaryPropertyList, ABinaryOneBehindAByteOrderMarkIsNone) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

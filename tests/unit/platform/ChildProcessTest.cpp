@@ -16,7 +16,7 @@
 #include "platform/Pipe.h"
 #include "platform/Signals.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 // Runs a shell script with the given environment and gives what it printed.
@@ -161,4 +161,4 @@ TEST(ChildProcess, IsKilledWhenItsParentIsGone) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -20,7 +20,7 @@
 #include "tests/support/Allocations.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -296,4 +296,4 @@ TEST(BlockingWait, AllocatesNothing) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -8,7 +8,7 @@
 #include "platform/FileHandle.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -141,4 +141,4 @@ TEST_F(FileManagerTest, CopiesNeitherOntoAnythingNorASpecialFile) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

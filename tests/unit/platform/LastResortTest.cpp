@@ -7,7 +7,7 @@
 
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 [[noreturn]] void prepareAndAbort(const std::filesystem::path& directory) {
@@ -43,4 +43,4 @@ TEST(LastResortDeathTest, WithoutADirectoryNothingIsRemoved) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -14,7 +14,7 @@
 #include "platform/Pipe.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 using std::literals::operator""sv;
@@ -133,4 +133,4 @@ TEST(Log, WritesALineOfAnyLengthIntoAFileAtOnce) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -5,7 +5,7 @@
 #include "platform/FileManager.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -47,4 +47,4 @@ TEST_F(PrivateFile, ThatCannotBeWrittenIsAnError) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

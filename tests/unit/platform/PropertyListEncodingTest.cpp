@@ -6,7 +6,7 @@
 #include "platform/PropertyList.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 using std::literals::operator""sv;
@@ -126,4 +126,4 @@ TEST(PropertyListEncoding, IsKnownInTheInformationOfABundleToo) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

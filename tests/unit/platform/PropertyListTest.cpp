@@ -7,7 +7,7 @@
 
 #include "platform/ApplicationBundle.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 using std::literals::operator""sv;
@@ -168,4 +168,4 @@ TEST(ApplicationBundle, AnswersNothingWhereThereIsNoBundle) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

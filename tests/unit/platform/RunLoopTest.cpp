@@ -15,7 +15,7 @@
 #include "platform/Timer.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -199,4 +199,4 @@ TEST(RaisedInACallback, DoesNotKeepTheLoopFromRunningAgain) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -9,7 +9,7 @@
 #include <iterator>
 #include <string>
 
-namespace ztp {
+namespace ztp::test {
 
 class ScratchDirectory {
  public:
@@ -44,4 +44,4 @@ inline void fill(const std::filesystem::path& path, std::string_view content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
-}  // namespace ztp
+}  // namespace ztp::test

@@ -8,7 +8,7 @@
 
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -90,4 +90,4 @@ TEST_F(TemporaryDirectoryTest, IsNeverTakenFromALiveProcess) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -5,7 +5,7 @@
 
 #include <limits>
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 using std::literals::operator""sv;
@@ -87,4 +87,4 @@ TEST(Text, ReplacesWhatIsNoUtf8ByteByByte) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

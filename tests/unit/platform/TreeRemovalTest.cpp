@@ -10,7 +10,7 @@
 #include "platform/TemporaryDirectory.h"
 #include "tests/unit/platform/ScratchDirectory.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -144,4 +144,4 @@ TEST_F(TreeRemovalTest, EveryEntryCanInterruptIt) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

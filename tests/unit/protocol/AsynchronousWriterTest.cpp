@@ -18,7 +18,7 @@
 #include "platform/RunLoop.h"
 #include "protocol/ZanburyToolProxyMessage.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 namespace {
 
 using Message = ZanburyToolProxyMessage;
@@ -337,4 +337,4 @@ TEST_F(AsynchronousWriter, CanBeFollowedByAMessageWrittenAtOnce) {
 }
 
 }  // namespace
-}  // namespace ztp::tests
+}  // namespace ztp::test

@@ -14,7 +14,7 @@
 #include "TemporaryFolder.h"
 #include "protocol/ZanburyToolProxyMessage.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 namespace {
 
 using Message = ZanburyToolProxyMessage;
@@ -106,4 +106,4 @@ TEST(WrittenMessage, IsReadAsItWas) {
 }
 
 }  // namespace
-}  // namespace ztp::tests
+}  // namespace ztp::test

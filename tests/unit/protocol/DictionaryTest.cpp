@@ -11,7 +11,7 @@
 #include "platform/Data.h"
 #include "protocol/ZanburyToolProxyMessage.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 namespace {
 
 std::string repeated(std::string_view text, int count) {
@@ -131,4 +131,4 @@ TEST(JsonFromDictionary, RefusesWhatIsNoContainer) {
 }
 
 }  // namespace
-}  // namespace ztp::tests
+}  // namespace ztp::test

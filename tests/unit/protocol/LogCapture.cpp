@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace ztp::tests {
+namespace ztp::test {
 
 LogCapture::LogCapture()
     : file_(std::tmpfile(), &std::fclose), standardError_(::dup(STDERR_FILENO)) {
@@ -25,4 +25,4 @@ std::string LogCapture::text() const {
   return text;
 }
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

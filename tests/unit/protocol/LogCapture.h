@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-namespace ztp::tests {
+namespace ztp::test {
 
 /// Standard error goes into a file of its own while this object lives.
 class LogCapture {
@@ -23,4 +23,4 @@ class LogCapture {
   int standardError_;
 };
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

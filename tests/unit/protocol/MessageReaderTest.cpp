@@ -13,7 +13,7 @@
 #include "TemporaryFolder.h"
 #include "protocol/ZanburyToolProxyMessage.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 namespace {
 
 using Message = ZanburyToolProxyMessage;
@@ -489,4 +489,4 @@ TEST(BodyOfAnEmptyDictionary, ReadsAsNoBodyAndAsAnEmptyDictionary) {
 }
 
 }  // namespace
-}  // namespace ztp::tests
+}  // namespace ztp::test

@@ -9,7 +9,7 @@
 
 #include "protocol/ZanburyToolProxyMessage.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 namespace {
 
 using Message = ZanburyToolProxyMessage;
@@ -149,4 +149,4 @@ TEST(BodyFileName, NeedsADirectory) {
 }
 
 }  // namespace
-}  // namespace ztp::tests
+}  // namespace ztp::test

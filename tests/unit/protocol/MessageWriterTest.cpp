@@ -14,7 +14,7 @@
 #include "protocol/ZanburyToolProxyMessage.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 namespace {
 
 using Message = ZanburyToolProxyMessage;
@@ -201,4 +201,4 @@ TEST(WriteMessage, PrefersTheBodyInMemory) {
 }
 
 }  // namespace
-}  // namespace ztp::tests
+}  // namespace ztp::test

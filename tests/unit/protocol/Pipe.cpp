@@ -11,7 +11,7 @@
 #include "platform/Data.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 namespace {
 
 std::array<int, 2> openPipe() {
@@ -49,4 +49,4 @@ bool Pipe::isNonBlocking() const {
   return (::fcntl(writeEnd.fileDescriptor(), F_GETFL) & O_NONBLOCK) != 0;
 }
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

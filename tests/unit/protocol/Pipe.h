@@ -6,7 +6,7 @@
 
 #include "platform/FileHandle.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 
 /// Both ends of a new pipe. SIGPIPE is ignored from the first one on, as in the program.
 struct Pipe {
@@ -26,4 +26,4 @@ struct Pipe {
   explicit Pipe(const std::array<int, 2>& descriptors);
 };
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

@@ -6,7 +6,7 @@
 
 #include "TemporaryFolder.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 namespace {
 
 using Message = ZanburyToolProxyMessage;
@@ -60,4 +60,4 @@ std::vector<ReaderOutcome> readStream(std::string_view stream, const std::vector
   return outcomes;
 }
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

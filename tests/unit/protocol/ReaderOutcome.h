@@ -10,7 +10,7 @@
 
 #include "protocol/ZanburyToolProxyMessage.h"
 
-namespace ztp::tests {
+namespace ztp::test {
 
 /// A message as its reader shows it. `body` is "(none)" without one, and read from the file when
 /// it went there.
@@ -34,4 +34,4 @@ ReaderOutcome outcomeOf(const ZanburyToolProxyMessage& message);
 std::vector<ReaderOutcome> readStream(std::string_view stream, const std::vector<std::size_t>& cuts,
                                       const std::filesystem::path* temporaryDirectoryPath);
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

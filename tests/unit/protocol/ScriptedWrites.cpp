@@ -8,7 +8,7 @@
 
 namespace {
 
-ztp::tests::ScriptedWrites* activeScript = nullptr;
+ztp::test::ScriptedWrites* activeScript = nullptr;
 
 }  // namespace
 
@@ -19,8 +19,8 @@ ssize_t __real_write(int fileDescriptor, const void* bytes, std::size_t size);
 ssize_t __wrap_write(int fileDescriptor, const void* bytes, std::size_t size);
 
 ssize_t __wrap_write(int fileDescriptor, const void* bytes, std::size_t size) {
-  const int errorNumber = ztp::tests::ScriptedWrites::verdictOn(fileDescriptor, size);
-  if (errorNumber == ztp::tests::ScriptedWrites::goesThrough) {
+  const int errorNumber = ztp::test::ScriptedWrites::verdictOn(fileDescriptor, size);
+  if (errorNumber == ztp::test::ScriptedWrites::goesThrough) {
     return __real_write(fileDescriptor, bytes, size);
   }
   errno = errorNumber;
@@ -29,7 +29,7 @@ ssize_t __wrap_write(int fileDescriptor, const void* bytes, std::size_t size) {
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
-namespace ztp::tests {
+namespace ztp::test {
 
 ScriptedWrites::ScriptedWrites(int fileDescriptor, std::deque<int> script)
     : fileDescriptor_(fileDescriptor), script_(std::move(script)) {
@@ -50,4 +50,4 @@ int ScriptedWrites::verdictOn(int fileDescriptor, std::size_t size) {
   return verdict;
 }
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

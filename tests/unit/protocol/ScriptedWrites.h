@@ -5,7 +5,7 @@
 #include <deque>
 #include <vector>
 
-namespace ztp::tests {
+namespace ztp::test {
 
 /// While this object lives, each write to the descriptor takes the next number of the script: an
 /// errno to fail with, or `goesThrough`; without numbers left they all go through. One at a time.
@@ -30,4 +30,4 @@ class ScriptedWrites {
   std::vector<std::size_t> offered_;
 };
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

@@ -7,7 +7,7 @@
 
 #include <stdlib.h>  // mkdtemp
 
-namespace ztp::tests {
+namespace ztp::test {
 
 TemporaryFolder::TemporaryFolder() {
   std::string name = std::filesystem::temp_directory_path() / "protocol_tests.XXXXXX";
@@ -36,4 +36,4 @@ std::string contentOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace ztp::tests {
+namespace ztp::test {
 
 /// An empty folder that is removed with all that is in it when this object goes.
 class TemporaryFolder {
@@ -29,4 +29,4 @@ void appendTo(const std::filesystem::path& file, std::string_view content);
 /// The whole content of a file; "" for one that does not exist.
 std::string contentOf(const std::filesystem::path& file);
 
-}  // namespace ztp::tests
+}  // namespace ztp::test

@@ -19,7 +19,7 @@
 #include "calendar/ZDateUtilities.h"
 #include "calendar/ZTimestampUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 
 inline std::string printed(bool value) {
   return value ? "yes" : "no";
@@ -50,4 +50,4 @@ void check(const Value& value, std::string_view text,
   EXPECT_EQ(printed(value), text) << where.file_name() << ":" << where.line();
 }
 
-}  // namespace ztp
+}  // namespace ztp::test

@@ -15,7 +15,7 @@
 #include "calendar/CivilDate.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 // A date of the years 1950 to 2249: far enough from the ends for every step below.
@@ -190,4 +190,4 @@ RC_GTEST_PROP(ChronoProperties, wallClocksComeBack, ()) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

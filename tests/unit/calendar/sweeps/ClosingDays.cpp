@@ -22,7 +22,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 struct YearLine {
@@ -210,4 +210,4 @@ const ClosingDays& torontoClosings() {
   return closings;
 }
 
-}  // namespace ztp
+}  // namespace ztp::test

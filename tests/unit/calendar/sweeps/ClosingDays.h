@@ -6,7 +6,7 @@
 #include <chrono>
 #include <map>
 
-namespace ztp {
+namespace ztp::test {
 
 /// What a published calendar says of a day. The rules of the library answer in the same words.
 enum class DayKind {
@@ -31,4 +31,4 @@ const ClosingDays& newYorkClosings();
 /// The Toronto Stock Exchange: its holiday lists, full days only.
 const ClosingDays& torontoClosings();
 
-}  // namespace ztp
+}  // namespace ztp::test

@@ -14,7 +14,7 @@
 #include "tests/unit/calendar/sweeps/Disagreements.h"
 #include "tests/unit/calendar/sweeps/IcuCalendar.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 constexpr double secondsOfDay = 86400.0;
@@ -51,7 +51,7 @@ Row instant(double unixSeconds) {
   return {static_cast<std::int64_t>(unixSeconds)};
 }
 
-class DayArithmeticSweep : public ::testing::Test {
+class DayArithmeticSweep : public testing::Test {
  protected:
   // Calls `visit(date)` with every day from 1 January of the first year to 31 December of the
   // last.
@@ -172,4 +172,4 @@ TEST_F(DayArithmeticSweep, daysAreValidWhereTheStandardLibraryHasThem) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-namespace ztp {
+namespace ztp::test {
 
 /// Collects differences and turns them into one assertion. Every comparison is counted, so that a
 /// sweep which for some reason compared too little fails as well.
@@ -25,12 +25,12 @@ class Disagreements {
   }
 
   /// Success when nothing differed and at least `expected` comparisons were made.
-  [[nodiscard]] ::testing::AssertionResult noneAmong(std::size_t expected) const {
+  [[nodiscard]] testing::AssertionResult noneAmong(std::size_t expected) const {
     if (compared_ < expected) {
-      return ::testing::AssertionFailure() << "only " << compared_ << " comparisons were made";
+      return testing::AssertionFailure() << "only " << compared_ << " comparisons were made";
     }
-    if (found_ == 0) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure()
+    if (found_ == 0) return testing::AssertionSuccess();
+    return testing::AssertionFailure()
            << found_ << " of " << compared_ << " comparisons differ, first:\n"
            << text_;
   }
@@ -42,4 +42,4 @@ class Disagreements {
   std::string text_;
 };
 
-}  // namespace ztp
+}  // namespace ztp::test

@@ -10,7 +10,7 @@
 #include "calendar/ZDateUtilities.h"
 #include "tests/unit/calendar/sweeps/Disagreements.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 std::chrono::sys_days paschalFullMoon(int year) {
@@ -46,4 +46,4 @@ TEST(EasterSweep, easterIsTheSundayAfterThePaschalFullMoonFrom1583To4099) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -18,7 +18,7 @@
 #include "tests/unit/calendar/sweeps/ClosingDays.h"
 #include "tests/unit/calendar/sweeps/Disagreements.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 using std::chrono::sys_days;
@@ -192,4 +192,4 @@ TEST(HolidaySweep, withTheirSpecialClosingsTheMarketsAreAsPublished) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -9,7 +9,7 @@
 #include <cmath>
 #include <stdexcept>
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 void check(UErrorCode status) {
@@ -136,4 +136,4 @@ std::optional<double> IcuFormatter::parse(const std::string& text) {
   return instant / 1000.0;
 }
 
-}  // namespace ztp
+}  // namespace ztp::test

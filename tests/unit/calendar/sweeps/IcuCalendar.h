@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace ztp {
+namespace ztp::test {
 
 /// What ICU reads at an instant. Weekdays are 1 (Sunday) to 7; weeks begin on Sunday and the first
 /// week of a year or month is the one that holds its first day.
@@ -58,4 +58,4 @@ class IcuFormatter {
   std::unique_ptr<icu::SimpleDateFormat> format_;
 };
 
-}  // namespace ztp
+}  // namespace ztp::test

@@ -15,7 +15,7 @@
 #include "tests/unit/calendar/sweeps/Disagreements.h"
 #include "tests/unit/calendar/sweeps/IcuCalendar.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 // A pattern in a zone, and the unix seconds between which both sources know the zone alike.
@@ -49,7 +49,7 @@ constexpr PatternCase patternCases[] = {
 
 constexpr int instantsTried = 20'000;
 
-class PatternSweep : public ::testing::TestWithParam<PatternCase> {
+class PatternSweep : public testing::TestWithParam<PatternCase> {
  protected:
   // A random millisecond of the case's years; the same sequence on every run and machine.
   double anyInstant() {
@@ -138,10 +138,10 @@ TEST_P(PatternSweep, aTextWithOneCharacterWrongIsRefusedOrReadAsIcuReadsIt) {
   EXPECT_TRUE(found_.noneAmong(instantsTried / 100));
 }
 
-INSTANTIATE_TEST_SUITE_P(Patterns, PatternSweep, ::testing::ValuesIn(patternCases),
-                         [](const ::testing::TestParamInfo<PatternCase>& pattern) {
+INSTANTIATE_TEST_SUITE_P(Patterns, PatternSweep, testing::ValuesIn(patternCases),
+                         [](const testing::TestParamInfo<PatternCase>& pattern) {
                            return std::string(pattern.param.name);
                          });
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

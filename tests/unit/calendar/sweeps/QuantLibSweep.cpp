@@ -19,7 +19,7 @@
 #include "calendar/CivilDate.h"
 #include "tests/unit/calendar/sweeps/Disagreements.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 constexpr DayNumber first = dayNumberFromCivilDate({1980, 1, 1});
@@ -261,4 +261,4 @@ TEST(QuantLibSweep, JoinsAlike) {
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -11,7 +11,7 @@
 #include "calendar/Timestamp.h"
 #include "calendar/ZDateUtilities.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 constexpr double secondsOfDay = 86400.0;
@@ -171,4 +171,4 @@ RC_GTEST_PROP(SteppingProperties, wholeWeeksFromAWorkingWeekdayPassItsHolidays, 
 }
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -2,7 +2,7 @@
 // data that ICU 72 carries as in today's, chosen for what is odd about them.
 #pragma once
 
-namespace ztp {
+namespace ztp::test {
 
 inline constexpr const char* sweepZones[] = {
     "America/New_York",     // the rules of 1974, 1987 and 2007
@@ -17,4 +17,4 @@ inline constexpr const char* sweepZones[] = {
     "Pacific/Apia",         // went without 30 December 2011
 };
 
-}  // namespace ztp
+}  // namespace ztp::test

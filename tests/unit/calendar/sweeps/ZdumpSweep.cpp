@@ -17,7 +17,7 @@
 #include "tests/unit/calendar/sweeps/Disagreements.h"
 #include "tests/unit/calendar/sweeps/SweepZones.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 // One line of zdump: an instant just before or at a change, and the offset that then holds.
@@ -69,7 +69,7 @@ std::vector<Observation> observationsOf(const std::string& zone) {
   return observations;
 }
 
-class ZdumpSweep : public ::testing::TestWithParam<const char*> {
+class ZdumpSweep : public testing::TestWithParam<const char*> {
  protected:
   void compare(std::chrono::sys_seconds instant, int expected) {
     const auto seconds = static_cast<double>(instant.time_since_epoch().count());
@@ -107,12 +107,12 @@ TEST_P(ZdumpSweep, offsetsHoldAtEveryHourBetweenTheChanges) {
   EXPECT_TRUE(found_.noneAmong(534'000));
 }
 
-INSTANTIATE_TEST_SUITE_P(TenZones, ZdumpSweep, ::testing::ValuesIn(sweepZones),
-                         [](const ::testing::TestParamInfo<const char*>& zone) {
+INSTANTIATE_TEST_SUITE_P(TenZones, ZdumpSweep, testing::ValuesIn(sweepZones),
+                         [](const testing::TestParamInfo<const char*>& zone) {
                            std::string name = zone.param;
                            for (char& c : name) c = c == '/' ? '_' : c;
                            return name;
                          });
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test

@@ -18,7 +18,7 @@
 #include "tests/unit/calendar/sweeps/IcuCalendar.h"
 #include "tests/unit/calendar/sweeps/SweepZones.h"
 
-namespace ztp {
+namespace ztp::test {
 namespace {
 
 constexpr double firstInstant = 0.0;             // 1970-01-01
@@ -47,7 +47,7 @@ DateComponents wallClock(std::int64_t seconds) {
           clock.hours().count(), clock.minutes().count(), clock.seconds().count()};
 }
 
-class ZoneSweep : public ::testing::TestWithParam<const char*> {
+class ZoneSweep : public testing::TestWithParam<const char*> {
  protected:
   ZoneSweep() : zone_(TimeZone::named(GetParam()).value()), calendar_(zone_), icu_(GetParam()) {}
 
@@ -160,12 +160,12 @@ TEST_P(ZoneSweep, daysAreCountedAsIcuCountsThemAroundEveryChange) {
   EXPECT_TRUE(found_.noneAmong(5 * instantsAround));
 }
 
-INSTANTIATE_TEST_SUITE_P(TenZones, ZoneSweep, ::testing::ValuesIn(sweepZones),
-                         [](const ::testing::TestParamInfo<const char*>& zone) {
+INSTANTIATE_TEST_SUITE_P(TenZones, ZoneSweep, testing::ValuesIn(sweepZones),
+                         [](const testing::TestParamInfo<const char*>& zone) {
                            std::string name = zone.param;
                            for (char& c : name) c = c == '/' ? '_' : c;
                            return name;
                          });
 
 }  // namespace
-}  // namespace ztp
+}  // namespace ztp::test
