@@ -10,8 +10,8 @@
 
 #include "app/ZanburyToolProxy.h"
 #include "platform/Data.h"
-#include "tests/inprocess/CapturedLog.h"
 #include "tests/inprocess/FixedSecrets.h"
+#include "tests/support/CapturedLog.h"
 
 namespace ztp::test {
 

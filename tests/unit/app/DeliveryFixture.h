@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "app/Delivery.h"
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 

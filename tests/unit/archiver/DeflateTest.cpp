@@ -14,7 +14,7 @@
 #include "archiver/DeflateBlock.h"
 #include "archiver/DeflateJoin.h"
 #include "archiver/ParallelDeflate.h"
-#include "tests/unit/archiver/TemporaryDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {
@@ -138,7 +138,7 @@ class ParallelDeflateTest : public testing::Test {
     return stream;
   }
 
-  TemporaryDirectory directory_;
+  ScratchDirectory directory_;
   BlockPool pool_;
 };
 

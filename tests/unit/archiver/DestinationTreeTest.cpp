@@ -7,7 +7,7 @@
 #include <array>
 
 #include "archiver/ArchiveError.h"
-#include "tests/unit/archiver/TemporaryDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {
@@ -38,8 +38,8 @@ class DestinationTreeTest : public testing::Test {
     return "";
   }
 
-  TemporaryDirectory outside_;
-  TemporaryDirectory directory_;
+  ScratchDirectory outside_;
+  ScratchDirectory directory_;
   DestinationTree tree_{directory_.path()};
 };
 

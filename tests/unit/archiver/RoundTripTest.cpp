@@ -11,7 +11,7 @@
 #include "archiver/ArchiveError.h"
 #include "archiver/ZipExtractor.h"
 #include "archiver/ZipWriter.h"
-#include "tests/unit/archiver/TemporaryDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {
@@ -62,9 +62,9 @@ class RoundTrip : public testing::Test {
     ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW), 0);
   }
 
-  TemporaryDirectory source_;
-  TemporaryDirectory work_;
-  TemporaryDirectory target_;
+  ScratchDirectory source_;
+  ScratchDirectory work_;
+  ScratchDirectory target_;
 };
 
 TEST_F(RoundTrip, keepsTheDirectoryItselfAndAllThatItHolds) {
@@ -122,7 +122,7 @@ TEST_F(RoundTrip, findsTheNameOfTheDirectoryHoweverItIsWritten) {
   for (const fs::path& path :
        {source_.path() / "In/", source_.path() / "In/.", source_.path() / "In/../In"}) {
     createZip(path, zip());
-    const TemporaryDirectory target;
+    const ScratchDirectory target;
     extractZip(zip(), target.path(), {});
     EXPECT_EQ(target.names(), (std::vector<std::string>{"In/", "In/file"})) << path;
   }

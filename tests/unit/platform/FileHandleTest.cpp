@@ -18,7 +18,7 @@
 #include "platform/Pipe.h"
 #include "platform/System.h"
 #include "tests/support/Allocations.h"
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "platform/FileHandle.h"
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

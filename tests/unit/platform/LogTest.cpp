@@ -12,7 +12,7 @@
 
 #include "platform/Data.h"
 #include "platform/Pipe.h"
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 
 #include "platform/FileManager.h"
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "platform/ApplicationBundle.h"
 #include "platform/PropertyList.h"
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

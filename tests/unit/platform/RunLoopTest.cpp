@@ -13,7 +13,7 @@
 #include "platform/Pipe.h"
 #include "platform/ReadinessWatcher.h"
 #include "platform/Timer.h"
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

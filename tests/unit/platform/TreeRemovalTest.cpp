@@ -8,7 +8,7 @@
 
 #include "platform/FileManager.h"
 #include "platform/TemporaryDirectory.h"
-#include "tests/unit/platform/ScratchDirectory.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

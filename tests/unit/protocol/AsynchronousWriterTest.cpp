@@ -10,13 +10,13 @@
 
 #include <gtest/gtest.h>
 
-#include "LogCapture.h"
-#include "Pipe.h"
-#include "ScriptedWrites.h"
-#include "TemporaryFolder.h"
 #include "platform/DelayedPerform.h"
 #include "platform/RunLoop.h"
 #include "protocol/ZanburyToolProxyMessage.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Pipe.h"
+#include "tests/support/ScratchDirectory.h"
+#include "tests/unit/protocol/ScriptedWrites.h"
 
 namespace ztp::test {
 namespace {
@@ -80,7 +80,7 @@ std::string bytesCounting(std::size_t count) {
 
 class AsynchronousWriter : public testing::Test {
  protected:
-  TemporaryFolder folder_;
+  ScratchDirectory folder_;
   Pipe stream_;
   Upload upload_;
 };
@@ -146,7 +146,7 @@ TEST_F(AsynchronousWriter, KeepsTheStreamNonBlockingWhileItWrites) {
 
 TEST_F(AsynchronousWriter, LetsTheLoopTurnWhileTheStreamIsFull) {
   const std::size_t filling = stream_.fill();
-  const LogCapture log;
+  const CapturedLog log;
   ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
   EXPECT_FALSE(upload_.pending->didWriteHeader);
   bool loopTurned = false;
@@ -192,7 +192,7 @@ class TransientError : public AsynchronousWriter, public testing::WithParamInter
 
 TEST_P(TransientError, IsRetriedAfterATenthOfASecond) {
   const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {goesThrough, GetParam()});
-  const LogCapture log;
+  const CapturedLog log;
   ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
   const auto start = Clock::now();
   EXPECT_EQ(upload_.finish(stream_), "i3\nabc") << "nothing lost, nothing twice";
@@ -209,7 +209,7 @@ INSTANTIATE_TEST_SUITE_P(AsynchronousWriter, TransientError, testing::Values(4, 
 
 TEST_F(AsynchronousWriter, RetriesTheHeaderToo) {
   const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {interrupted, interrupted});
-  const LogCapture log;
+  const CapturedLog log;
   ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
   EXPECT_EQ(upload_.finish(stream_), "i3\nabc");
   EXPECT_EQ(writes.offered(), (Sizes{3, 3, 3, 3}));
@@ -221,7 +221,7 @@ TEST_F(AsynchronousWriter, RetriesTheHeaderToo) {
 TEST_F(AsynchronousWriter, EndsAsFinishedWhenTheStreamBreaks) {
   ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writeEnd));
   stream_.readEnd.close();
-  const LogCapture log;
+  const CapturedLog log;
   while (upload_.ends == 0) RunLoop::main().runOnce();
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.finalState, State::FinishedWriting);
@@ -232,7 +232,7 @@ TEST_F(AsynchronousWriter, EndsAsFinishedWhenTheStreamBreaks) {
 
 TEST_F(AsynchronousWriter, EndsAsFinishedAfterAnyOtherErrorInTheBody) {
   const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {goesThrough, noSpace});
-  const LogCapture log;
+  const CapturedLog log;
   ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
   EXPECT_EQ(upload_.finish(stream_), "i3\n");
   EXPECT_EQ(upload_.finalState, State::FinishedWriting);
@@ -241,7 +241,7 @@ TEST_F(AsynchronousWriter, EndsAsFinishedAfterAnyOtherErrorInTheBody) {
 
 TEST_F(AsynchronousWriter, CanEndBeforeTheStartReturns) {
   const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {brokenPipe});
-  const LogCapture log;
+  const CapturedLog log;
   ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.pending->state, State::FinishedWriting);
@@ -251,7 +251,7 @@ TEST_F(AsynchronousWriter, CanEndBeforeTheStartReturns) {
 }
 
 TEST_F(AsynchronousWriter, DoesNotStartForAnEmptyFile) {
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(upload_.start(folder_.write("empty", ""), stream_.writeEnd));
   EXPECT_EQ(log.text(), "");
   EXPECT_FALSE(stream_.isNonBlocking());
@@ -259,7 +259,7 @@ TEST_F(AsynchronousWriter, DoesNotStartForAnEmptyFile) {
 }
 
 TEST_F(AsynchronousWriter, DoesNotStartForAMissingFileAndSaysWhy) {
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(upload_.start(folder_.path() / "missing", stream_.writeEnd));
   EXPECT_NE(log.text().find("No such file or directory\n"), std::string::npos) << log.text();
   EXPECT_EQ(stream_.drain(), "");
@@ -267,7 +267,7 @@ TEST_F(AsynchronousWriter, DoesNotStartForAMissingFileAndSaysWhy) {
 
 TEST_F(AsynchronousWriter, AbortsAtOnceOnAClosedStream) {
   stream_.writeEnd.close();
-  const LogCapture log;
+  const CapturedLog log;
   ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.finalState, State::Aborted);
@@ -296,7 +296,7 @@ TEST_F(AsynchronousWriter, EndsWhereAFileThatShrankEnds) {
 TEST_F(AsynchronousWriter, AbortsWhenTheFileCannotBeReadAnyMore) {
   ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
   upload_.pending->sourceFileHandle = FileHandle::forReadingAtPath(folder_.path());
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_EQ(upload_.finish(stream_), "i3\n");
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.finalState, State::Aborted);

@@ -9,10 +9,10 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
-#include "Pipe.h"
-#include "ReaderOutcome.h"
-#include "TemporaryFolder.h"
 #include "protocol/ZanburyToolProxyMessage.h"
+#include "tests/support/Pipe.h"
+#include "tests/support/ScratchDirectory.h"
+#include "tests/unit/protocol/ReaderOutcome.h"
 
 namespace ztp::test {
 namespace {
@@ -67,7 +67,7 @@ void checkThatCutsDoNotMatter(const std::string& stream, const std::filesystem::
 }
 
 TEST(Chunking, NeverChangesASoundStream) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   EXPECT_TRUE(rc::check("sound frames", [&folder] {
     checkThatCutsDoNotMatter(streamOf(*rc::gen::container<std::vector<std::string>>(soundFrame())),
                              &folder.path());

@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "LogCapture.h"
 #include "platform/Data.h"
 #include "protocol/ZanburyToolProxyMessage.h"
+#include "tests/support/CapturedLog.h"
 
 namespace ztp::test {
 namespace {
@@ -37,7 +37,7 @@ std::string decoded(std::string_view body) {
 }
 
 std::string logOfDecoding(std::string_view body) {
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_EQ(decoded(body), "(absent)");
   return log.text();
 }

@@ -8,10 +8,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "LogCapture.h"
-#include "ReaderOutcome.h"
-#include "TemporaryFolder.h"
 #include "protocol/ZanburyToolProxyMessage.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ScratchDirectory.h"
+#include "tests/unit/protocol/ReaderOutcome.h"
 
 namespace ztp::test {
 namespace {
@@ -19,7 +19,7 @@ namespace {
 using Message = ZanburyToolProxyMessage;
 using State = ZanburyToolProxyMessageState;
 using Type = ZanburyToolProxyMessageType;
-using Takings = std::vector<std::size_t>;
+using ConsumedSizes = std::vector<std::size_t>;
 
 constexpr std::string_view wrongState = "ERROR: -consumeData: called while in the wrong state\n";
 
@@ -33,12 +33,12 @@ class Reader {
     return message_->consumeDataWithBytes(bytesOf(chunk));
   }
 
-  Takings feedByteByByte(std::string_view chunk) {
-    Takings takings;
+  ConsumedSizes feedByteByByte(std::string_view chunk) {
+    ConsumedSizes consumed;
     for (std::size_t index = 0; index < chunk.size(); ++index) {
-      takings.push_back(feed(chunk.substr(index, 1)));
+      consumed.push_back(feed(chunk.substr(index, 1)));
     }
-    return takings;
+    return consumed;
   }
 
   [[nodiscard]] ReaderOutcome outcome() const { return outcomeOf(*message_); }
@@ -203,13 +203,13 @@ TEST(NewReader, WaitsForAType) {
 
 TEST(Reader, TakesOneByteACall) {
   Reader reader;
-  EXPECT_EQ(reader.feedByteByByte("f3\nabc"), (Takings{1, 1, 1, 1, 1, 1}));
+  EXPECT_EQ(reader.feedByteByByte("f3\nabc"), (ConsumedSizes{1, 1, 1, 1, 1, 1}));
   EXPECT_EQ(reader.outcome(), (ReaderOutcome{State::FinishedReading, Type::Forward, 3, "abc"}));
 }
 
 TEST(Reader, RefusesTheEleventhDigitWhereverItComes) {
   Reader reader;
-  EXPECT_EQ(reader.feedByteByByte("f00000000001"), (Takings{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0}));
+  EXPECT_EQ(reader.feedByteByByte("f00000000001"), (ConsumedSizes{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0}));
   EXPECT_TRUE(reader->shouldAbort());
 }
 
@@ -241,7 +241,7 @@ TEST(Reader, MovesThroughItsStages) {
 }
 
 TEST(Reader, IsNotChangedByAnEmptyChunkInAnyState) {
-  const LogCapture log;
+  const CapturedLog log;
   for (int value = 0; value <= 7; ++value) {
     Message message;
     message.state = static_cast<State>(value);
@@ -254,7 +254,7 @@ TEST(Reader, IsNotChangedByAnEmptyChunkInAnyState) {
 TEST(Reader, IsAbortedByBytesAfterItsEnd) {
   Reader reader;
   reader.feed("h0\n");
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_EQ(reader.feed("h"), 0U);
   EXPECT_EQ(reader->state, State::Aborted);
   EXPECT_EQ(log.text(), wrongState);
@@ -262,14 +262,14 @@ TEST(Reader, IsAbortedByBytesAfterItsEnd) {
 
 TEST(Reader, IsAbortedByBytesForAMessageThatIsNotForReading) {
   Message message;
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_EQ(message.consumeDataWithBytes(bytesOf("h0\n")), 0U);
   EXPECT_TRUE(message.shouldAbort());
   EXPECT_EQ(log.text(), wrongState);
 }
 
 TEST(Reader, TakesNothingSilentlyInTheStatesThatDoNotRead) {
-  const LogCapture log;
+  const CapturedLog log;
   for (const State state : {State::Aborted, State::WritingAsynchronously, State::FinishedWriting}) {
     Message message;
     message.state = state;
@@ -280,7 +280,7 @@ TEST(Reader, TakesNothingSilentlyInTheStatesThatDoNotRead) {
 }
 
 TEST(Reader, RefusesFramesWithoutALogLine) {
-  const LogCapture log;
+  const CapturedLog log;
   for (const std::string_view chunk : {"x", "f1a", "f-1\n", "f00000000000"}) {
     Reader reader;
     reader.feed(chunk);
@@ -322,7 +322,7 @@ TEST(Stage, OfTheBodyWaitsForBytes) {
 }
 
 TEST(RefusedMessage, ShowsItsHeaderAndLetsGoOfItsFile) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Reader reader(Type::None, &folder.path());
   reader.feed("o9999999999\nab");
   EXPECT_TRUE(reader->didFinishReadingHeader());
@@ -377,7 +377,7 @@ TEST(BodyInMemory, GrowsBeyondThatWithWhatArrives) {
 }
 
 TEST(BodyInAFile, IsNamedAfterTheMessage) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Reader reader(Type::None, &folder.path());
   reader->messageId = 3;
   EXPECT_EQ(reader.feed("o3\nzip"), 6U);
@@ -389,7 +389,7 @@ TEST(BodyInAFile, IsNamedAfterTheMessage) {
 }
 
 TEST(BodyInAFile, IsTheSameFromSmallChunks) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Reader reader(Type::None, &folder.path());
   reader->messageId = 12;
   reader.feedByteByByte("i10\n0123456789");
@@ -399,7 +399,7 @@ TEST(BodyInAFile, IsTheSameFromSmallChunks) {
 }
 
 TEST(BodyInAFile, IsForTheOwnerOnly) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Reader reader(Type::None, &folder.path());
   reader.feed("o3\n");
   using std::filesystem::perms;
@@ -408,7 +408,7 @@ TEST(BodyInAFile, IsForTheOwnerOnly) {
 }
 
 TEST(BodyInAFile, ReplacesWhatWasThere) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   folder.write("07-OutputArchive", "something longer");
   Reader reader(Type::None, &folder.path());
   reader->messageId = 7;
@@ -417,7 +417,7 @@ TEST(BodyInAFile, ReplacesWhatWasThere) {
 }
 
 TEST(BodyInAFile, IsNotMadeForAnArchiveWithoutBytes) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Reader reader(Type::None, &folder.path());
   EXPECT_EQ(reader.feed("o0\n"), 3U);
   EXPECT_TRUE(reader->didFinishReadingBody());
@@ -426,7 +426,7 @@ TEST(BodyInAFile, IsNotMadeForAnArchiveWithoutBytes) {
 }
 
 TEST(BodyInAFile, IsNotMadeForOtherTypes) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Reader reader(Type::None, &folder.path());
   reader.feed("f3\nabc");
   EXPECT_EQ(textOf(reader->bodyData.value()), "abc");
@@ -434,21 +434,21 @@ TEST(BodyInAFile, IsNotMadeForOtherTypes) {
 }
 
 TEST(BodyInAFile, ThatCannotBeOpenedAbortsWithALine) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   const auto missing = folder.path() / "missing";
   Reader reader(Type::None, &missing);
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_EQ(reader.feed("o3\nzip"), 3U) << "the header alone";
   EXPECT_TRUE(reader->shouldAbort());
   EXPECT_EQ(log.text(), "ERROR: Could not create file handle\n");
 }
 
 TEST(BodyInAFile, ThatCannotBeWrittenAbortsWithTheReason) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Reader reader(Type::None, &folder.path());
   reader.feed("o3\n");
   reader->bodyFileHandle = FileHandle::forReadingAtPath(*reader->bodyFilePath);
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_EQ(reader.feed("zip"), 0U);
   EXPECT_TRUE(reader->shouldAbort());
   EXPECT_EQ(log.text(), "write: Bad file descriptor\n");
@@ -458,7 +458,7 @@ TEST(BodyInAFile, ThatCannotBeWrittenAbortsWithTheReason) {
 }
 
 TEST(BodyThatIsNotKept, IsCountedAndDropped) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   for (const std::string_view type : {"o", "I", "f", "."}) {
     SCOPED_TRACE(type);
     Reader reader(Type::None, &folder.path());

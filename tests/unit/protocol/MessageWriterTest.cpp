@@ -7,11 +7,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "LogCapture.h"
-#include "Pipe.h"
-#include "ScriptedWrites.h"
-#include "TemporaryFolder.h"
 #include "protocol/ZanburyToolProxyMessage.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Pipe.h"
+#include "tests/support/ScratchDirectory.h"
+#include "tests/unit/protocol/ScriptedWrites.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp::test {
@@ -46,7 +46,7 @@ TEST(WriteDictionary, FailsWithALineForTextThatIsNotUtf8) {
   Pipe stream;
   Dictionary dictionary;
   dictionary["reason"] = "\xff";
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(Message::writeMessageWithType(Type::Error, dictionary, stream.writeEnd));
   EXPECT_EQ(log.text(), "JSON: a text is not UTF-8\n");
   EXPECT_EQ(stream.drain(), "");
@@ -84,7 +84,7 @@ TEST(WriteData, WaitsForRoomWhateverTheStreamsMode) {
 TEST(WriteData, FailsWithTheReasonWhenTheStreamIsBroken) {
   Pipe stream;
   stream.readEnd.close();
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(Message::writeMessageWithType(Type::Error, Data{}, stream.writeEnd));
   EXPECT_EQ(log.text(), "write: Broken pipe\n");
 }
@@ -92,13 +92,13 @@ TEST(WriteData, FailsWithTheReasonWhenTheStreamIsBroken) {
 TEST(WriteData, FailsWithTheReasonWhenTheStreamIsClosed) {
   Pipe stream;
   stream.writeEnd.close();
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(Message::writeMessageWithType(Type::Error, data("x"), stream.writeEnd));
   EXPECT_EQ(log.text(), "write: Bad file descriptor\n");
 }
 
 TEST(WriteFile, SendsTheWholeFile) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   const std::string content = std::string(256'000, 'a') + std::string(256'000, 'b') + "end";
   const auto source = folder.write("source", content);
   const auto destination = folder.write("stream", "");
@@ -110,9 +110,9 @@ TEST(WriteFile, SendsTheWholeFile) {
 }
 
 TEST(WriteFile, WritesNothingForAnEmptyFile) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Pipe stream;
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(Message::writeMessageWithType(Type::InputArchive, folder.write("empty", ""),
                                              stream.writeEnd));
   EXPECT_EQ(stream.drain(), "");
@@ -120,9 +120,9 @@ TEST(WriteFile, WritesNothingForAnEmptyFile) {
 }
 
 TEST(WriteFile, WritesNothingForAMissingFileAndSaysWhy) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Pipe stream;
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(Message::writeMessageWithType(Type::InputArchive, folder.path() / "missing",
                                              stream.writeEnd));
   EXPECT_EQ(stream.drain(), "");
@@ -141,9 +141,9 @@ bool writeAnnouncing(std::uint64_t length, const std::filesystem::path& file, Pi
 }
 
 TEST(WriteFile, WritesNothingWhenItCannotBeOpened) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Pipe stream;
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(writeAnnouncing(3, folder.path() / "missing", stream));
   EXPECT_EQ(stream.drain(), "");
   EXPECT_EQ(log.text(), "");
@@ -152,25 +152,25 @@ TEST(WriteFile, WritesNothingWhenItCannotBeOpened) {
 // The size is taken before the file is read. The file counts, not the size: the peer is told of a
 // file that shrank by the failure, and of one that grew by a frame that does not end where it said.
 TEST(WriteFile, SendsAFileThatGrewWhole) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Pipe stream;
   EXPECT_TRUE(writeAnnouncing(3, folder.write("grown", "abcdef"), stream));
   EXPECT_EQ(stream.drain(), "i3\nabcdef");
 }
 
 TEST(WriteFile, FailsAfterSendingAFileThatShrank) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Pipe stream;
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(writeAnnouncing(5, folder.write("shrunk", "abc"), stream));
   EXPECT_EQ(stream.drain(), "i5\nabc");
   EXPECT_EQ(log.text(), "ERROR: Only wrote 3 of 5 bytes\n");
 }
 
 TEST(WriteFile, FailsWithTheReasonWhenItCannotBeRead) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Pipe stream;
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_FALSE(writeAnnouncing(5, folder.path(), stream));
   EXPECT_EQ(stream.drain(), "i5\n");
   EXPECT_EQ(log.text(), "read: Is a directory\n");
@@ -182,14 +182,14 @@ TEST(WriteMessage, DropsOneThatAnnouncesABodyButHasNone) {
   Message message;
   message.type = Type::Forward;
   message.length = 3;
-  const LogCapture log;
+  const CapturedLog log;
   EXPECT_TRUE(message.writeToFileHandle(stream.writeEnd));
   EXPECT_EQ(stream.drain(), "");
   EXPECT_EQ(log.text(), "");
 }
 
 TEST(WriteMessage, PrefersTheBodyInMemory) {
-  const TemporaryFolder folder;
+  const ScratchDirectory folder;
   Pipe stream;
   Message message;
   message.type = Type::Forward;

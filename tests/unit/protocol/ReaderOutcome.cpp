@@ -1,10 +1,10 @@
 // The reading loop of the session, for tests.
-#include "ReaderOutcome.h"
+#include "tests/unit/protocol/ReaderOutcome.h"
 
 #include <memory>
 #include <ostream>
 
-#include "TemporaryFolder.h"
+#include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
 namespace {

@@ -1,5 +1,5 @@
 // The linker sends every call of write(2) in this program here (--wrap=write).
-#include "ScriptedWrites.h"
+#include "tests/unit/protocol/ScriptedWrites.h"
 
 #include <cerrno>
 #include <utility>

@@ -1,8 +1,8 @@
 // AES-256-CBC with PKCS#7 padding: published vectors, padding, wrong keys, in place and in pieces.
 #include <gtest/gtest.h>
 
+#include "tests/support/CapturedLog.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
 #include "tests/unit/util/Interrupter.h"
 #include "util/CryptoSizes.h"
 #include "util/CryptoUtilities.h"

@@ -11,7 +11,8 @@
 #include <unistd.h>
 
 #include "platform/Error.h"
-#include "tests/unit/util/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Pipe.h"
 #include "tests/unit/util/Interrupter.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
@@ -19,21 +20,6 @@ namespace ztp::test {
 namespace {
 
 using Utilities = ZanburyToolProxyUtilities;
-
-class Pipe {
- public:
-  Pipe() { EXPECT_EQ(::pipe(ends_.data()), 0); }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-  ~Pipe() {
-    for (const int end : ends_) ::close(end);
-  }
-  [[nodiscard]] int readingEnd() const { return ends_[0]; }
-  [[nodiscard]] int writingEnd() const { return ends_[1]; }
-
- private:
-  std::array<int, 2> ends_{-1, -1};
-};
 
 bool isBlocking(int fileDescriptor) {
   return (::fcntl(fileDescriptor, F_GETFL) & O_NONBLOCK) == 0;
@@ -44,12 +30,12 @@ bool isOpen(int fileDescriptor) {
 
 TEST(SetBlocking, SwitchesThereAndBackAndKeepsTheOtherFlags) {
   const Pipe pipe;
-  ::fcntl(pipe.writingEnd(), F_SETFL, O_APPEND);
-  Utilities::setBlocking(false, pipe.writingEnd());
-  EXPECT_FALSE(isBlocking(pipe.writingEnd()));
-  Utilities::setBlocking(true, pipe.writingEnd());
-  EXPECT_TRUE(isBlocking(pipe.writingEnd()));
-  EXPECT_NE(::fcntl(pipe.writingEnd(), F_GETFL) & O_APPEND, 0);
+  ::fcntl(pipe.writeEnd.fileDescriptor(), F_SETFL, O_APPEND);
+  Utilities::setBlocking(false, pipe.writeEnd.fileDescriptor());
+  EXPECT_FALSE(isBlocking(pipe.writeEnd.fileDescriptor()));
+  Utilities::setBlocking(true, pipe.writeEnd.fileDescriptor());
+  EXPECT_TRUE(isBlocking(pipe.writeEnd.fileDescriptor()));
+  EXPECT_NE(::fcntl(pipe.writeEnd.fileDescriptor(), F_GETFL) & O_APPEND, 0);
 }
 
 // Flags of a descriptor that only names a place (O_PATH) can be read, but to set them fails.
@@ -78,10 +64,10 @@ TEST(NewFileHandle, OfMinusOneIsNoneAndTouchesNothing) {
 
 TEST(NewFileHandle, MakesTheDescriptorBlocking) {
   const Pipe pipe;
-  Utilities::setBlocking(false, pipe.readingEnd());
-  const auto handle = Utilities::newFileHandleWithFileDescriptor(pipe.readingEnd());
-  EXPECT_EQ(handle.value().fileDescriptor(), pipe.readingEnd());
-  EXPECT_TRUE(isBlocking(pipe.readingEnd()));
+  Utilities::setBlocking(false, pipe.readEnd.fileDescriptor());
+  const auto handle = Utilities::newFileHandleWithFileDescriptor(pipe.readEnd.fileDescriptor());
+  EXPECT_EQ(handle.value().fileDescriptor(), pipe.readEnd.fileDescriptor());
+  EXPECT_TRUE(isBlocking(pipe.readEnd.fileDescriptor()));
 }
 
 TEST(NewFileHandle, LeavesTheDescriptorOpenWhenItGoesAndClosesItWhenTold) {
@@ -90,13 +76,6 @@ TEST(NewFileHandle, LeavesTheDescriptorOpenWhenItGoesAndClosesItWhenTold) {
   EXPECT_TRUE(isOpen(fileDescriptor));
   Utilities::newFileHandleWithFileDescriptor(fileDescriptor).value().close();
   EXPECT_FALSE(isOpen(fileDescriptor));
-}
-
-void fill(int fileDescriptor) {
-  Utilities::setBlocking(false, fileDescriptor);
-  const std::array<char, 4096> zeros{};
-  while (::write(fileDescriptor, zeros.data(), zeros.size()) > 0) {
-  }
 }
 
 // Every wait is ended as soon as it has begun.
@@ -111,36 +90,34 @@ bool waitsUntilItCanWrite(int fileDescriptor) {
 }
 
 TEST(WaitUntilCanWrite, WaitsWhileThereIsNoRoom) {
-  const Pipe pipe;
-  fill(pipe.writingEnd());
-  EXPECT_TRUE(waitsUntilItCanWrite(pipe.writingEnd()));
+  Pipe pipe;
+  pipe.fill();
+  EXPECT_TRUE(waitsUntilItCanWrite(pipe.writeEnd.fileDescriptor()));
 }
 
 TEST(WaitUntilCanWrite, ReturnsAtOnceWhenThereIsRoom) {
   const Pipe pipe;
-  EXPECT_FALSE(waitsUntilItCanWrite(pipe.writingEnd()));
+  EXPECT_FALSE(waitsUntilItCanWrite(pipe.writeEnd.fileDescriptor()));
 }
 
 TEST(WaitUntilCanWrite, WaitsForTheReader) {
-  const Pipe pipe;
-  fill(pipe.writingEnd());
+  Pipe pipe;
+  pipe.fill();
   const pid_t reader = ::fork();
   if (reader == 0) {
     std::array<char, 65'536> bytes{};
-    ::_exit(::read(pipe.readingEnd(), bytes.data(), bytes.size()) > 0 ? 0 : 1);
+    ::_exit(::read(pipe.readEnd.fileDescriptor(), bytes.data(), bytes.size()) > 0 ? 0 : 1);
   }
-  Utilities::waitUntilFileDescriptorCanWrite(pipe.writingEnd());
-  EXPECT_EQ(::write(pipe.writingEnd(), "x", 1), 1);
+  Utilities::waitUntilFileDescriptorCanWrite(pipe.writeEnd.fileDescriptor());
+  EXPECT_EQ(::write(pipe.writeEnd.fileDescriptor(), "x", 1), 1);
   EXPECT_EQ(::waitpid(reader, nullptr, 0), reader);
 }
 
 TEST(WaitUntilCanWrite, ReturnsAtOnceFromAFullPipeWhoseReaderIsGone) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(::pipe(ends.data()), 0);
-  fill(ends[1]);
-  ::close(ends[0]);
-  EXPECT_FALSE(waitsUntilItCanWrite(ends[1]));
-  ::close(ends[1]);
+  Pipe pipe;
+  pipe.fill();
+  pipe.readEnd.close();
+  EXPECT_FALSE(waitsUntilItCanWrite(pipe.writeEnd.fileDescriptor()));
 }
 
 TEST(WaitUntilCanWrite, ReturnsAtOnceForADescriptorThatIsNone) {
@@ -155,7 +132,7 @@ TEST(WaitUntilCanWrite, WorksBeyondTheCapacityOfADescriptorSet) {
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
   if (limit.rlim_cur <= 2000) GTEST_SKIP() << "no descriptor is that high here";
   const Pipe pipe;
-  const int high = ::fcntl(pipe.writingEnd(), F_DUPFD, 2000);
+  const int high = ::fcntl(pipe.writeEnd.fileDescriptor(), F_DUPFD, 2000);
   Utilities::waitUntilFileDescriptorCanWrite(high);
   EXPECT_EQ(::write(high, "x", 1), 1);
   ::close(high);

@@ -5,13 +5,14 @@
 
 #include <algorithm>
 #include <csignal>
+#include <fstream>
 #include <thread>
 #include <vector>
 
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ScratchDirectory.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
 #include "tests/unit/util/Interrupter.h"
-#include "tests/unit/util/ScratchDirectory.h"
 #include "util/CryptoUtilities.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
@@ -42,15 +43,7 @@ class FileEncryption : public testing::Test {
     cipher.back() ^= 0xffU;
     return scratch_.write("broken", cipher);
   }
-  // What is there, in order.
-  [[nodiscard]] std::vector<std::string> names() const {
-    std::vector<std::string> result;
-    for (const auto& entry : fs::directory_iterator(scratch_.path())) {
-      result.push_back(entry.path().filename());
-    }
-    std::sort(result.begin(), result.end());
-    return result;
-  }
+  [[nodiscard]] std::vector<std::string> names() const { return scratch_.names(); }
   [[nodiscard]] fs::path at(std::string_view name) const { return scratch_.path() / name; }
 
   const Data key_ = pattern(32);

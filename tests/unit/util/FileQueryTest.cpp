@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ScratchDirectory.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
-#include "tests/unit/util/ScratchDirectory.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp::test {
@@ -15,8 +15,8 @@ using Utilities = ZanburyToolProxyUtilities;
 
 TEST(PathsForContents, AreFullPathsOfOneLevelHiddenOnesIncluded) {
   const ScratchDirectory scratch;
-  const auto file = scratch.write("file", {});
-  const auto hidden = scratch.write(".hidden", {});
+  const auto file = scratch.write("file", "");
+  const auto hidden = scratch.write(".hidden", "");
   fs::create_directories(scratch.path() / "folder" / "below");
   EXPECT_THAT(Utilities::pathsForContentsOfDirectory(scratch.path()),
               testing::UnorderedElementsAre(file, hidden, scratch.path() / "folder"));
@@ -24,7 +24,7 @@ TEST(PathsForContents, AreFullPathsOfOneLevelHiddenOnesIncluded) {
 
 TEST(PathsForContents, OfAPathWithASlashAtItsEndHaveOneSlash) {
   const ScratchDirectory scratch;
-  const auto file = scratch.write("file", {});
+  const auto file = scratch.write("file", "");
   EXPECT_THAT(Utilities::pathsForContentsOfDirectory(scratch.path() / ""),
               testing::ElementsAre(file));
 }
@@ -49,7 +49,7 @@ TEST(FileSize, IsTheNumberOfBytes) {
 
 TEST(FileSize, BeyondFourGigabytesIsExact) {
   const ScratchDirectory scratch;
-  const auto file = scratch.write("sparse", {});
+  const auto file = scratch.write("sparse", "");
   fs::resize_file(file, 5'000'000'000);
   EXPECT_EQ(Utilities::fileSizeForPath(file), 5'000'000'000U);
 }
@@ -57,7 +57,7 @@ TEST(FileSize, BeyondFourGigabytesIsExact) {
 TEST(FileSize, OfAnEmptyFileIsZeroWithoutALine) {
   const ScratchDirectory scratch;
   CapturedLog log;
-  EXPECT_EQ(Utilities::fileSizeForPath(scratch.write("file", {})), 0U);
+  EXPECT_EQ(Utilities::fileSizeForPath(scratch.write("file", "")), 0U);
   EXPECT_EQ(log.text(), "");
 }
 

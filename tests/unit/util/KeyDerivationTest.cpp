@@ -1,8 +1,8 @@
 // PBKDF2 and AES key wrap against published vectors.
 #include <gtest/gtest.h>
 
+#include "tests/support/CapturedLog.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
 #include "util/CryptoUtilities.h"
 
 namespace ztp::test {

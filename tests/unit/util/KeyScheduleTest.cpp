@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <set>
 
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ScratchDirectory.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
 #include "tests/unit/util/Interrupter.h"
-#include "tests/unit/util/ScratchDirectory.h"
 #include "util/CryptoUtilities.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
@@ -85,12 +85,12 @@ class KeySchedule : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(isInstalled);
-    static_cast<void>(scratch_.write("plain", pattern(content)));
-    static_cast<void>(scratch_.write(
-        "cipher", CryptoUtilities::encryptData(pattern(content), AESKeyBytes{key_}, {}).value()));
+    scratch_.write("plain", pattern(content));
+    scratch_.write("cipher",
+                   CryptoUtilities::encryptData(pattern(content), AESKeyBytes{key_}, {}).value());
     auto broken = pattern(content);
     broken.resize(content / 16 * 16);
-    static_cast<void>(scratch_.write("broken", broken));
+    scratch_.write("broken", broken);
     memory().watch(key_);
   }
   void TearDown() override { memory().stop(); }

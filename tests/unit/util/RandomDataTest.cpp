@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <openssl/rand.h>
 
+#include "tests/support/CapturedLog.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
 #include "util/CryptoUtilities.h"
 
 namespace ztp::test {

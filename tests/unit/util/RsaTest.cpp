@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
+#include "tests/support/CapturedLog.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
 #include "tests/unit/util/RsaTestKeys.h"
 #include "util/CryptoUtilities.h"
 

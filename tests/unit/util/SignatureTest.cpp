@@ -1,8 +1,8 @@
 // SHA-256 signatures with RSA: those of the openssl tool hold, everything else does not.
 #include <gtest/gtest.h>
 
+#include "tests/support/CapturedLog.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
 #include "tests/unit/util/RsaTestKeys.h"
 #include "util/CryptoUtilities.h"
 

@@ -5,8 +5,8 @@
 
 #include <sys/wait.h>
 
-#include "tests/unit/util/CapturedLog.h"
-#include "tests/unit/util/ScratchDirectory.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ScratchDirectory.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp::test {

@@ -1,8 +1,8 @@
 // Key objects and the general transform: what is refused, and what the error says then.
 #include <gtest/gtest.h>
 
+#include "tests/support/CapturedLog.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/CapturedLog.h"
 #include "tests/unit/util/RsaTestKeys.h"
 #include "util/CryptoUtilities.h"
 

@@ -1,15 +1,13 @@
-// Pipes for the writer's tests.
-#include "Pipe.h"
-
-#include <array>
-#include <csignal>
-#include <stdexcept>
+// pipe(2), and flags for as long as it is filled.
+#include "tests/support/Pipe.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <stdexcept>
+
 #include "platform/Data.h"
-#include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp::test {
 namespace {
@@ -29,11 +27,11 @@ Pipe::Pipe(const std::array<int, 2>& descriptors)
     : readEnd(descriptors[0]), writeEnd(descriptors[1]) {}
 
 std::size_t Pipe::fill() {
-  const bool wasNonBlocking = isNonBlocking();
-  ZanburyToolProxyUtilities::setBlocking(false, writeEnd.fileDescriptor());
+  const int flags = ::fcntl(writeEnd.fileDescriptor(), F_GETFL);
+  ::fcntl(writeEnd.fileDescriptor(), F_SETFL, flags | O_NONBLOCK);
   std::size_t count = 0;
   while (::write(writeEnd.fileDescriptor(), "-", 1) == 1) ++count;
-  ZanburyToolProxyUtilities::setBlocking(!wasNonBlocking, writeEnd.fileDescriptor());
+  ::fcntl(writeEnd.fileDescriptor(), F_SETFL, flags);
   return count;
 }
 

@@ -1,11 +1,13 @@
-// Standard error in memory.
+// What the code under test and its children write to standard error.
 #pragma once
 
+#include <cstdio>
+#include <memory>
 #include <string>
 
 namespace ztp::test {
 
-/// Standard error goes into memory while this object lives.
+/// Standard error goes into a file of its own while this object lives.
 class CapturedLog {
  public:
   CapturedLog();
@@ -17,7 +19,7 @@ class CapturedLog {
   [[nodiscard]] std::string text() const;
 
  private:
-  int memory_;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
   int standardError_;
 };
 

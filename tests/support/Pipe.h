@@ -1,4 +1,4 @@
-// A pipe as the stream to the server.
+// A pipe whose other end is in the test's hands.
 #pragma once
 
 #include <array>
@@ -8,11 +8,13 @@
 
 namespace ztp::test {
 
-/// Both ends of a new pipe. SIGPIPE is ignored from the first one on, as in the program.
+/// Both ends of a new pipe of the usual capacity. SIGPIPE is ignored from the first one on, as in
+/// the program.
 struct Pipe {
+  /// Throws std::runtime_error when it cannot be made.
   Pipe();
 
-  /// Writes one byte after the other until there is no room; gives how many that were.
+  /// Writes one byte after the other until there is no room; returns how many that were.
   std::size_t fill();
   /// Everything the pipe holds right now, without waiting.
   std::string drain();
