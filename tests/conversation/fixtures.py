@@ -1,5 +1,5 @@
 """What everything that starts the real program shares: one sshd and one server key a worker, and a
-desk in each test from which the program is started the way the desktop host starts it."""
+harness for each test from which the program is started the way the desktop host starts it."""
 
 from __future__ import annotations
 
@@ -8,7 +8,7 @@ from collections.abc import Iterator
 from pathlib import Path
 
 import pytest
-from desk import PROJECT, Desk
+from host_harness import PROJECT, HostHarness
 from standin import LoopbackSshd, ServerKeys
 
 
@@ -34,7 +34,9 @@ def sshd() -> Iterator[LoopbackSshd]:
 
 
 @pytest.fixture
-def desk(program: Path, keys: ServerKeys, sshd: LoopbackSshd, tmp_path: Path) -> Iterator[Desk]:
-    """A host's desk: see desk.py. Everything that was started from it is ended with the test."""
-    with Desk(program, keys, sshd, tmp_path) as made:
+def harness(
+    program: Path, keys: ServerKeys, sshd: LoopbackSshd, tmp_path: Path
+) -> Iterator[HostHarness]:
+    """See host_harness.py. Everything that was started with it is ended with the test."""
+    with HostHarness(program, keys, sshd, tmp_path) as made:
         yield made

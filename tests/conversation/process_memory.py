@@ -9,7 +9,7 @@ import shutil
 from collections.abc import Iterator, Mapping
 from pathlib import Path
 
-from desk import Desk
+from host_harness import HostHarness
 from standin.record import PATIENCE, wait_until
 from terminal_host import Conversion
 from wrapped_program import in_shell
@@ -29,7 +29,7 @@ def standing_still_at_exit(program: Path, directory: Path) -> Path:
 
 
 @contextlib.contextmanager
-def at_its_end(desk: Desk, conversion: Conversion) -> Iterator[int]:
+def at_its_end(harness: HostHarness, conversion: Conversion) -> Iterator[int]:
     """The process id of the program once it stands there; it is killed behind it."""
     call = Path(f"/proc/{conversion.pid}/syscall")
     number = f"{_EXIT_GROUP[platform.machine()]} "

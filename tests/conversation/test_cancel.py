@@ -12,16 +12,16 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from dead_ends import SilentListener, beyond
-from desk import PATIENCE, Desk
-from endings import assert_aborted, assert_clean
+from assertions import assert_aborted, assert_clean
+from host_harness import PATIENCE, HostHarness
 from host_messages import CANCELING, CONNECTING, PATIENT
 from host_view import A_DAY, log_lines, will_retry
 from observed_process import children_of
-from prompt_end import assert_idle, ends_at_once, wait_for_wake_ups
+from session_states import FORWARDING, STATES, WAITING_FOR_RESULT, WAITING_FOR_START, in_state
 from standin.record import wait_until
-from stations import FORWARDING, STATES, WAITING_FOR_RESULT, WAITING_FOR_START, in_state
 from terminal_host import Conversion, Outcome
+from timely_exit import assert_idle, ends_at_once, wait_for_wake_ups
+from unreachable_servers import SilentListener, beyond
 from unread_fifo import UNTAKEN, UnreadFifo, unread_fifo
 
 CONVERTER = "ZanburyConverter"
@@ -46,10 +46,10 @@ def _silent_in(state: str) -> dict[str, Any]:
     return in_state(state, *REACHED)
 
 
-def _in(desk: Desk, state: str, **options: Any) -> Conversion:
+def _in(harness: HostHarness, state: str, **options: Any) -> Conversion:
     """A conversation that has come to the state, where the server falls silent."""
-    conversion = desk.begin(_silent_in(state), **options)
-    wait_until(desk.server.file("reached").exists, PATIENCE, state)
+    conversion = harness.begin(_silent_in(state), **options)
+    wait_until(harness.server.file("reached").exists, PATIENCE, state)
     if state == WAITING_FOR_START:
         conversion.wait_until(lambda now: b"be patient" in now.fifo_bytes, PATIENCE)
     elif state in (FORWARDING, WAITING_FOR_RESULT):
@@ -57,39 +57,39 @@ def _in(desk: Desk, state: str, **options: Any) -> Conversion:
     return conversion
 
 
-def _assert_canceled(desk: Desk, outcome: Outcome) -> None:
+def _assert_canceled(harness: HostHarness, outcome: Outcome) -> None:
     assert outcome.fifo_bytes.endswith(CANCELING), outcome.report()
     assert outcome.fifo_bytes.count(CANCELING) == 1
-    assert_aborted(desk, outcome, "User canceled")
-    assert not desk.result.exists() and not desk.logs.exists()
+    assert_aborted(harness, outcome, "User canceled")
+    assert not harness.result.exists() and not harness.logs.exists()
 
 
 @pytest.mark.parametrize("tool", TOOLS)
 @pytest.mark.parametrize("state", [state for state in STATES if state != FORWARDING])
-def test_a_byte_cancels(desk: Desk, state: str, tool: str) -> None:
-    conversion = _in(desk, state, tool=tool)
-    _assert_canceled(desk, ends_at_once(conversion, conversion.cancel))
+def test_a_byte_cancels(harness: HostHarness, state: str, tool: str) -> None:
+    conversion = _in(harness, state, tool=tool)
+    _assert_canceled(harness, ends_at_once(conversion, conversion.cancel))
 
 
 @pytest.mark.parametrize("data", [b"\0", b"\n", b"do not cancel", bytes(100_000)])
-def test_whatever_the_host_says_cancels(desk: Desk, data: bytes) -> None:
-    conversion = _in(desk, STATES[0])
-    _assert_canceled(desk, ends_at_once(conversion, lambda: conversion.send(data)))
+def test_whatever_the_host_says_cancels(harness: HostHarness, data: bytes) -> None:
+    conversion = _in(harness, STATES[0])
+    _assert_canceled(harness, ends_at_once(conversion, lambda: conversion.send(data)))
 
 
 @pytest.mark.parametrize("tool", TOOLS)
-def test_the_same_byte_is_forwarded_while_forwarding_is_on(desk: Desk, tool: str) -> None:
+def test_the_same_byte_is_forwarded_while_forwarding_is_on(harness: HostHarness, tool: str) -> None:
     ready = [{"forward": "ready"}, {"forwarded": 1}]
-    conversion = desk.begin({"Conversion": {"before": ready}}, tool=tool)
+    conversion = harness.begin({"Conversion": {"before": ready}}, tool=tool)
     conversion.wait_until(lambda now: b"ready" in now.fifo_bytes, PATIENCE)
     conversion.cancel()
     outcome = conversion.wait(PATIENCE)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert desk.connection().forwarded == b"\x18" and desk.result.exists()
+    assert harness.connection().forwarded == b"\x18" and harness.result.exists()
 
 
-def test_a_cancel_during_the_countdown(desk: Desk) -> None:
-    conversion = desk.begin(server_destinations=beyond(1), retry_delay=A_DAY)
+def test_a_cancel_during_the_countdown(harness: HostHarness) -> None:
+    conversion = harness.begin(server_destinations=beyond(1), retry_delay=A_DAY)
     conversion.wait_for(will_retry(A_DAY))
     outcome = ends_at_once(conversion, conversion.cancel)
     assert (outcome.status, log_lines(outcome)) == (1, ["User canceled"]), outcome.report()
@@ -97,30 +97,32 @@ def test_a_cancel_during_the_countdown(desk: Desk) -> None:
     assert_clean(outcome)
 
 
-def test_a_cancel_of_a_connection_that_never_comes_about(desk: Desk) -> None:
+def test_a_cancel_of_a_connection_that_never_comes_about(harness: HostHarness) -> None:
     with SilentListener() as silent:
-        conversion = desk.begin(server_destinations=silent.destination)
+        conversion = harness.begin(server_destinations=silent.destination)
         wait_until(lambda: bool(children_of(conversion.pid)), PATIENCE, "ssh")
         outcome = ends_at_once(conversion, conversion.cancel)
     assert (outcome.status, log_lines(outcome)) == (1, ["User canceled"]), outcome.report()
     assert outcome.fifo_bytes == CONNECTING + CANCELING
 
 
-def test_a_cancel_that_was_there_before_the_program(desk: Desk) -> None:
+def test_a_cancel_that_was_there_before_the_program(harness: HostHarness) -> None:
     # The converter's FIFO is read before anything else is done: nobody is connected to.
-    with unread_fifo(desk.directory / "input") as fifo:
+    with unread_fifo(harness.directory / "input") as fifo:
         fifo.write(b"x")
-        outcome = desk.convert(tool=CONVERTER, input_fifo_path=fifo.path)
+        outcome = harness.convert(tool=CONVERTER, input_fifo_path=fifo.path)
     assert (outcome.status, log_lines(outcome)) == (1, ["User canceled"]), outcome.report()
-    assert outcome.fifo_bytes == CANCELING and desk.server.connections == []
+    assert outcome.fifo_bytes == CANCELING and harness.server.connections == []
     assert_clean(outcome)
 
 
 @pytest.mark.parametrize("tool", TOOLS)
-def test_a_cancel_while_the_server_does_not_take_the_upload(desk: Desk, tool: str) -> None:
+def test_a_cancel_while_the_server_does_not_take_the_upload(
+    harness: HostHarness, tool: str
+) -> None:
     # More than the pipes on the way hold, and nothing that an archiver could shorten.
-    desk.source.write_bytes(os.urandom(6_000_000))
-    conversion = desk.begin(SENDING_STALLS, tool=tool)
+    harness.source.write_bytes(os.urandom(6_000_000))
+    conversion = harness.begin(SENDING_STALLS, tool=tool)
     conversion.wait_until(lambda now: b"Uploading" in now.fifo_bytes, PATIENCE)
     outcome = ends_at_once(conversion, conversion.cancel)
     assert (outcome.status, log_lines(outcome)[0]) == (1, "User canceled"), outcome.report()
@@ -129,18 +131,20 @@ def test_a_cancel_while_the_server_does_not_take_the_upload(desk: Desk, tool: st
 
 
 @pytest.mark.parametrize("tool", TOOLS)
-def test_a_cancel_while_the_archiver_is_at_work(desk: Desk, tmp_path: Path, tool: str) -> None:
+def test_a_cancel_while_the_archiver_is_at_work(
+    harness: HostHarness, tmp_path: Path, tool: str
+) -> None:
     # An archiver that never comes to its end, beside a program that is otherwise the same.
     folder = tmp_path / "installed"
     folder.mkdir()
-    program = Path(shutil.copy2(desk.program, folder))
+    program = Path(shutil.copy2(harness.program, folder))
     archiver = folder / "ZanburyArchiver"
     begun = tmp_path / "begun"
     archiver.write_text(f"#!/bin/sh\ntouch {begun}\nexec sleep 600\n")
     archiver.chmod(0o755)
-    conversion = desk.begin(program=program, tool=tool)
+    conversion = harness.begin(program=program, tool=tool)
     wait_until(begun.exists, PATIENCE, "the archiver")
-    _assert_canceled(desk, ends_at_once(conversion, conversion.cancel))
+    _assert_canceled(harness, ends_at_once(conversion, conversion.cancel))
 
 
 @pytest.fixture
@@ -158,16 +162,18 @@ def _end(host: subprocess.Popen) -> None:
 
 @pytest.mark.parametrize("state", STATES)
 def test_the_end_of_the_host_ends_its_converter(
-    desk: Desk, host: subprocess.Popen, state: str
+    harness: HostHarness, host: subprocess.Popen, state: str
 ) -> None:
-    conversion = _in(desk, state, tool=CONVERTER, host_pid=host.pid)
+    conversion = _in(harness, state, tool=CONVERTER, host_pid=host.pid)
     outcome = ends_at_once(conversion, lambda: _end(host))
-    assert_aborted(desk, outcome, "Host terminated")
+    assert_aborted(harness, outcome, "Host terminated")
     assert CANCELING not in outcome.fifo_bytes
 
 
-def test_the_end_of_the_host_ends_the_countdown(desk: Desk, host: subprocess.Popen) -> None:
-    conversion = desk.begin(
+def test_the_end_of_the_host_ends_the_countdown(
+    harness: HostHarness, host: subprocess.Popen
+) -> None:
+    conversion = harness.begin(
         server_destinations=beyond(1), retry_delay=A_DAY, tool=CONVERTER, host_pid=host.pid
     )
     conversion.wait_for(will_retry(A_DAY))
@@ -177,12 +183,12 @@ def test_the_end_of_the_host_ends_the_countdown(desk: Desk, host: subprocess.Pop
 
 
 def test_a_host_that_is_gone_before_the_start_is_noticed_at_the_start(
-    desk: Desk, host: subprocess.Popen
+    harness: HostHarness, host: subprocess.Popen
 ) -> None:
     _end(host)
-    outcome = desk.convert(tool=CONVERTER, host_pid=host.pid)
+    outcome = harness.convert(tool=CONVERTER, host_pid=host.pid)
     assert (outcome.status, log_lines(outcome)) == (1, ["Host terminated"]), outcome.report()
-    assert outcome.fifo_bytes == b"" and desk.server.connections == []
+    assert outcome.fifo_bytes == b"" and harness.server.connections == []
     assert_clean(outcome)
 
 
@@ -196,17 +202,17 @@ def test_a_host_that_is_gone_before_the_start_is_noticed_at_the_start(
     ],
 )
 def test_who_does_not_ask_for_it_is_not_ended_with_the_host(
-    desk: Desk, host: subprocess.Popen, tool: str, host_pid: Any
+    harness: HostHarness, host: subprocess.Popen, tool: str, host_pid: Any
 ) -> None:
     if host_pid == "gone":
         _end(host)
         host_pid = host.pid
     script = {"Conversion": {"before": [{"create": "reached"}, {"await": "go on"}]}}
-    conversion = desk.begin(script, tool=tool, host_pid=host_pid)
-    wait_until(desk.server.file("reached").exists, PATIENCE, "forwarding")
+    conversion = harness.begin(script, tool=tool, host_pid=host_pid)
+    wait_until(harness.server.file("reached").exists, PATIENCE, "forwarding")
     if tool == CONVERTER:
         wait_for_wake_ups(conversion.pid, 3)  # as often it has looked
-    desk.server.file("go on").touch()
+    harness.server.file("go on").touch()
     outcome = conversion.wait(PATIENCE)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
 
@@ -224,12 +230,14 @@ STUCK.append((CONVERTER, "Host terminated"))
 
 @pytest.mark.parametrize(("tool", "reason"), STUCK)
 def test_a_host_that_does_not_read_is_waited_for_quietly_and_not_for_ever(
-    desk: Desk, host: subprocess.Popen, tool: str, reason: str
+    harness: HostHarness, host: subprocess.Popen, tool: str, reason: str
 ) -> None:
     # It reads up to forwarding; then its FIFO is full, and the download cannot be told.
     ready = [{"forward": "ready"}, {"await": "go on"}]
-    with unread_fifo(desk.directory / "out") as output, unread_fifo(desk.directory / "in") as given:
-        conversion = desk.begin(
+    with unread_fifo(harness.directory / "out") as output, unread_fifo(
+        harness.directory / "in"
+    ) as given:
+        conversion = harness.begin(
             {"Conversion": {"before": ready, "silent": True}},
             tool=tool,
             host_pid=host.pid,
@@ -238,13 +246,13 @@ def test_a_host_that_does_not_read_is_waited_for_quietly_and_not_for_ever(
         )
         output.read_until(b"ready")
         output.fill()
-        desk.server.file("go on").touch()
-        desk.server.begun(1).wait_for_frame("OutputArchive", "sent")
+        harness.server.file("go on").touch()
+        harness.server.begun(1).wait_for_frame("OutputArchive", "sent")
         wait_for_wake_ups(conversion.pid, 8)
         assert_idle(conversion.pid)
         outcome = ends_at_once(conversion, lambda: CAUSES[reason](given, conversion, host))
         untaken = UNTAKEN if reason == "User canceled" else []
         assert (outcome.status, log_lines(outcome)) == (1, [reason, *untaken]), outcome.report()
-        assert desk.connection().error == {"reason": reason}
+        assert harness.connection().error == {"reason": reason}
         assert CANCELING not in output.read(), "there was no room for it"
         assert_clean(outcome)

@@ -8,7 +8,7 @@ import subprocess
 from pathlib import Path
 
 import pytest
-from desk import PATIENCE, PROJECT, Desk
+from host_harness import PATIENCE, PROJECT, HostHarness
 from host_view import CONNECTING, will_retry
 
 NOWHERE = "ERROR: EXPORT_SERVER_DESTINATIONS names no server to connect to\n"
@@ -74,8 +74,8 @@ def test_a_start_by_hand_goes_on_as_ever(
 
 
 @pytest.mark.parametrize("argument", ["--help", "--version"])
-def test_a_host_gets_no_answers(desk: Desk, argument: str) -> None:
-    conversion = desk.begin(arguments=[argument], server_destinations="", retry_delay=60)
+def test_a_host_gets_no_answers(harness: HostHarness, argument: str) -> None:
+    conversion = harness.begin(arguments=[argument], server_destinations="", retry_delay=60)
     assert conversion.wait_for(will_retry(60), PATIENCE)
     assert CONNECTING not in conversion.events and conversion.stderr_text == NOWHERE
 

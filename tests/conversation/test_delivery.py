@@ -13,8 +13,8 @@ from typing import Any
 
 import pytest
 import zip_entries
-from desk import Desk
-from endings import assert_aborted, assert_clean
+from assertions import assert_aborted, assert_clean
+from host_harness import HostHarness
 from host_view import log_lines
 from terminal_host import Outcome
 
@@ -26,32 +26,34 @@ FULL = "No space left on device"
 LOGS_NOT_COPIED = "Could not copy logs to host path"
 
 
-def _deliver(desk: Desk, archive: dict[str, Any] | None = None, **options: Any) -> Outcome:
+def _deliver(
+    harness: HostHarness, archive: dict[str, Any] | None = None, **options: Any
+) -> Outcome:
     """A conversation whose result differs from the normal one in these words."""
-    return desk.convert({"OutputArchive": {**NORMAL, **(archive or {})}}, **options)
+    return harness.convert({"OutputArchive": {**NORMAL, **(archive or {})}}, **options)
 
 
-def _deliver_zip(desk: Desk, *entries: zip_entries.Entry, **options: Any) -> Outcome:
+def _deliver_zip(harness: HostHarness, *entries: zip_entries.Entry, **options: Any) -> Outcome:
     """A conversation whose result is this archive."""
-    desk.server.file("result.zip").write_bytes(zip_entries.zipped(*entries))
-    return desk.convert({"OutputArchive": {"zip": {"file": "result.zip"}}}, **options)
+    harness.server.file("result.zip").write_bytes(zip_entries.zipped(*entries))
+    return harness.convert({"OutputArchive": {"zip": {"file": "result.zip"}}}, **options)
 
 
-def _assert_delivered(desk: Desk, outcome: Outcome) -> None:
+def _assert_delivered(harness: HostHarness, outcome: Outcome) -> None:
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert desk.result.read_text() == CONVERTED
-    assert (desk.logs / "tool.log").read_text() == LOG
+    assert harness.result.read_text() == CONVERTED
+    assert (harness.logs / "tool.log").read_text() == LOG
     assert_clean(outcome)
 
 
-def _assert_failed(desk: Desk, outcome: Outcome, reason: str, words: Path | str) -> None:
+def _assert_failed(harness: HostHarness, outcome: Outcome, reason: str, words: Path | str) -> None:
     """An abort with that reason and a file system's error that has these words in it."""
     error = log_lines(outcome)[-1].removeprefix("Error: ")
     assert str(words) in error, outcome.report()
     before = tuple(log_lines(outcome)[:-2])
     assert all(line.startswith(("opendir ", "ERROR: toolExitCode")) for line in before)
-    assert_aborted(desk, outcome, reason, error=error, before=before)
-    assert desk.connection().types_received[-2:] == ["OutputArchiveAcknowledgement", "Error"]
+    assert_aborted(harness, outcome, reason, error=error, before=before)
+    assert harness.connection().types_received[-2:] == ["OutputArchiveAcknowledgement", "Error"]
 
 
 @pytest.mark.parametrize(
@@ -72,23 +74,23 @@ def _assert_failed(desk: Desk, outcome: Outcome, reason: str, words: Path | str)
     ],
 )
 def test_the_exit_code_of_the_tool_is_logged_and_handed_on(
-    desk: Desk, code: Any, logged: str | None, status: int
+    harness: HostHarness, code: Any, logged: str | None, status: int
 ) -> None:
-    outcome = _deliver(desk, {"exitCode": code})
+    outcome = _deliver(harness, {"exitCode": code})
     lines = [f"ERROR: toolExitCode is not zero: {logged}"] if logged else []
     assert (outcome.status, log_lines(outcome)) == (status, lines), outcome.report()
     # A tool that failed has its file and its logs delivered all the same.
-    assert desk.result.read_text() == CONVERTED
-    assert (desk.logs / "tool.log").read_text() == LOG
-    assert desk.connection().types_received[-1] == "OutputArchiveAcknowledgement"
+    assert harness.result.read_text() == CONVERTED
+    assert (harness.logs / "tool.log").read_text() == LOG
+    assert harness.connection().types_received[-1] == "OutputArchiveAcknowledgement"
     assert_clean(outcome)
 
 
 @pytest.mark.parametrize("code", [3, -1, 2.9, "3", True])
-def test_the_description_may_have_the_binary_form(desk: Desk, code: Any) -> None:
-    outcome = _deliver(desk, {"exitCode": code, "resultFormat": "binary"})
+def test_the_description_may_have_the_binary_form(harness: HostHarness, code: Any) -> None:
+    outcome = _deliver(harness, {"exitCode": code, "resultFormat": "binary"})
     assert outcome.status == int(code) % 256, outcome.report()
-    assert desk.result.read_text() == CONVERTED
+    assert harness.result.read_text() == CONVERTED
 
 
 @pytest.mark.parametrize(
@@ -105,18 +107,20 @@ def test_the_description_may_have_the_binary_form(desk: Desk, code: Any) -> None
         ),
     ],
 )
-def test_without_description_there_are_no_file_and_no_exit_code(desk: Desk, plist: Any) -> None:
-    outcome = _deliver(desk, {"result": plist})
+def test_without_description_there_are_no_file_and_no_exit_code(
+    harness: HostHarness, plist: Any
+) -> None:
+    outcome = _deliver(harness, {"result": plist})
     lines = ["ERROR: Could not read Result.plist"]
     assert (outcome.status, log_lines(outcome)) == (0, lines), outcome.report()
-    assert not desk.result.exists() and (desk.logs / "tool.log").read_text() == LOG
+    assert not harness.result.exists() and (harness.logs / "tool.log").read_text() == LOG
     assert_clean(outcome)
 
 
-def test_an_empty_description_names_no_file_and_no_exit_code(desk: Desk) -> None:
-    outcome = _deliver(desk, {"result": {"plist": {}}})
+def test_an_empty_description_names_no_file_and_no_exit_code(harness: HostHarness) -> None:
+    outcome = _deliver(harness, {"result": {"plist": {}}})
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert not desk.result.exists() and (desk.logs / "tool.log").read_text() == LOG
+    assert not harness.result.exists() and (harness.logs / "tool.log").read_text() == LOG
 
 
 @pytest.mark.parametrize(
@@ -129,19 +133,21 @@ def test_an_empty_description_names_no_file_and_no_exit_code(desk: Desk) -> None
     ],
     ids=["code array", "code dictionary", "name integer", "name array"],
 )
-def test_values_of_the_wrong_type_abort(desk: Desk, plist: dict, exception: str) -> None:
-    outcome = _deliver(desk, {"result": {"plist": plist}})
-    assert_aborted(desk, outcome, exception=exception)
-    assert not desk.result.exists() and not desk.logs.exists()
+def test_values_of_the_wrong_type_abort(harness: HostHarness, plist: dict, exception: str) -> None:
+    outcome = _deliver(harness, {"result": {"plist": plist}})
+    assert_aborted(harness, outcome, exception=exception)
+    assert not harness.result.exists() and not harness.logs.exists()
 
 
 @pytest.mark.parametrize("name", ["", None], ids=["empty", "missing"])
-def test_a_result_without_file_name_leaves_the_destination_alone(desk: Desk, name: Any) -> None:
-    desk.result.write_text("of yesterday")
-    outcome = _deliver(desk, {"destFileName": name})
+def test_a_result_without_file_name_leaves_the_destination_alone(
+    harness: HostHarness, name: Any
+) -> None:
+    harness.result.write_text("of yesterday")
+    outcome = _deliver(harness, {"destFileName": name})
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert desk.result.read_text() == "of yesterday"
-    assert (desk.logs / "tool.log").read_text() == LOG
+    assert harness.result.read_text() == "of yesterday"
+    assert (harness.logs / "tool.log").read_text() == LOG
 
 
 @pytest.mark.parametrize(
@@ -154,11 +160,11 @@ def test_a_result_without_file_name_leaves_the_destination_alone(desk: Desk, nam
     ids=["no file", "no logs", "neither"],
 )
 def test_what_the_host_does_not_ask_for_is_not_delivered(
-    desk: Desk, options: dict, delivered: tuple[bool, bool]
+    harness: HostHarness, options: dict, delivered: tuple[bool, bool]
 ) -> None:
-    outcome = _deliver(desk, **options)
+    outcome = _deliver(harness, **options)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert (desk.result.exists(), desk.logs.exists()) == delivered
+    assert (harness.result.exists(), harness.logs.exists()) == delivered
 
 
 def _put(path: Path, kind: str) -> None:
@@ -177,76 +183,78 @@ def _put(path: Path, kind: str) -> None:
 
 
 @pytest.mark.parametrize("kind", ["a file", "a directory", "a link", "a link to nowhere"])
-def test_what_is_at_the_destination_is_replaced(desk: Desk, kind: str) -> None:
-    _put(desk.result, kind)
-    _assert_delivered(desk, _deliver(desk))
-    assert desk.result.is_file() and not desk.result.is_symlink()
+def test_what_is_at_the_destination_is_replaced(harness: HostHarness, kind: str) -> None:
+    _put(harness.result, kind)
+    _assert_delivered(harness, _deliver(harness))
+    assert harness.result.is_file() and not harness.result.is_symlink()
     if kind == "a link":
-        assert (desk.result.parent / "pointed at").read_text() == "precious"
+        assert (harness.result.parent / "pointed at").read_text() == "precious"
 
 
-def test_a_logs_directory_that_exists_keeps_its_other_files(desk: Desk) -> None:
-    desk.logs.mkdir(mode=0o700)
-    (desk.logs / "other.log").write_text("other")
-    _put(desk.logs / "tool.log", "a file")
-    _put(desk.logs / "as link", "a link")
-    _put(desk.logs / "as directory", "a directory")
+def test_a_logs_directory_that_exists_keeps_its_other_files(harness: HostHarness) -> None:
+    harness.logs.mkdir(mode=0o700)
+    (harness.logs / "other.log").write_text("other")
+    _put(harness.logs / "tool.log", "a file")
+    _put(harness.logs / "as link", "a link")
+    _put(harness.logs / "as directory", "a directory")
     logs = {"tool.log": LOG, "new.log": "", "as link": "1", "as directory": "2"}
-    _assert_delivered(desk, _deliver(desk, {"logs": logs}))
-    files = {path.name: path.read_text() for path in desk.logs.iterdir()}
+    _assert_delivered(harness, _deliver(harness, {"logs": logs}))
+    files = {path.name: path.read_text() for path in harness.logs.iterdir()}
     assert files == {**logs, "other.log": "other", "pointed at": "precious"}
-    assert not (desk.logs / "as link").is_symlink()
-    assert stat.S_IMODE(desk.logs.stat().st_mode) == 0o700
+    assert not (harness.logs / "as link").is_symlink()
+    assert stat.S_IMODE(harness.logs.stat().st_mode) == 0o700
 
 
 @pytest.mark.parametrize("place", ["new", "there already"])
-def test_logs_may_have_folders(desk: Desk, place: str) -> None:
+def test_logs_may_have_folders(harness: HostHarness, place: str) -> None:
     if place == "there already":
-        (desk.logs / "run").mkdir(parents=True)
-        (desk.logs / "run" / "stale.log").touch()
-    _assert_delivered(desk, _deliver(desk, {"logs": {"tool.log": LOG, "run/1.log": "one"}}))
-    assert [path.name for path in (desk.logs / "run").iterdir()] == ["1.log"]
-    assert (desk.logs / "run" / "1.log").read_text() == "one"
+        (harness.logs / "run").mkdir(parents=True)
+        (harness.logs / "run" / "stale.log").touch()
+    _assert_delivered(harness, _deliver(harness, {"logs": {"tool.log": LOG, "run/1.log": "one"}}))
+    assert [path.name for path in (harness.logs / "run").iterdir()] == ["1.log"]
+    assert (harness.logs / "run" / "1.log").read_text() == "one"
 
 
-def test_a_new_logs_directory_is_a_copy_even_of_an_empty_one(desk: Desk) -> None:
-    outcome = _deliver(desk, {"logs": {}})
-    assert (outcome.status, list(desk.logs.iterdir())) == (0, []), outcome.report()
+def test_a_new_logs_directory_is_a_copy_even_of_an_empty_one(harness: HostHarness) -> None:
+    outcome = _deliver(harness, {"logs": {}})
+    assert (outcome.status, list(harness.logs.iterdir())) == (0, []), outcome.report()
 
 
-def test_an_archive_without_logs_aborts_where_the_directory_is_new(desk: Desk) -> None:
-    outcome = _deliver(desk, {"logs": None})
-    _assert_failed(desk, outcome, LOGS_NOT_COPIED, "OutputArchive/Logs")
+def test_an_archive_without_logs_aborts_where_the_directory_is_new(harness: HostHarness) -> None:
+    outcome = _deliver(harness, {"logs": None})
+    _assert_failed(harness, outcome, LOGS_NOT_COPIED, "OutputArchive/Logs")
     # The converted file was delivered before.
-    assert desk.result.read_text() == CONVERTED and not desk.logs.exists()
+    assert harness.result.read_text() == CONVERTED and not harness.logs.exists()
 
 
-def test_an_archive_without_logs_is_no_error_where_the_directory_exists(desk: Desk) -> None:
-    desk.logs.mkdir()
-    (desk.logs / "other.log").touch()
-    outcome = _deliver(desk, {"logs": None})
-    assert outcome.status == 0 and desk.result.read_text() == CONVERTED, outcome.report()
-    assert [path.name for path in desk.logs.iterdir()] == ["other.log"]
+def test_an_archive_without_logs_is_no_error_where_the_directory_exists(
+    harness: HostHarness,
+) -> None:
+    harness.logs.mkdir()
+    (harness.logs / "other.log").touch()
+    outcome = _deliver(harness, {"logs": None})
+    assert outcome.status == 0 and harness.result.read_text() == CONVERTED, outcome.report()
+    assert [path.name for path in harness.logs.iterdir()] == ["other.log"]
     [line] = log_lines(outcome)
     assert line.startswith("opendir ") and line.endswith("Logs: No such file or directory")
 
 
 @pytest.mark.parametrize("parent", ["missing", "a file"])
-def test_a_destination_that_cannot_be_made_aborts(desk: Desk, parent: str) -> None:
-    folder = desk.directory / "folder"
+def test_a_destination_that_cannot_be_made_aborts(harness: HostHarness, parent: str) -> None:
+    folder = harness.directory / "folder"
     folder.touch() if parent == "a file" else None
-    outcome = _deliver(desk, dest_path=folder / "result.csv")
-    _assert_failed(desk, outcome, NOT_COPIED, folder / "result.csv")
-    assert not desk.logs.exists() and folder.exists() == (parent == "a file")
+    outcome = _deliver(harness, dest_path=folder / "result.csv")
+    _assert_failed(harness, outcome, NOT_COPIED, folder / "result.csv")
+    assert not harness.logs.exists() and folder.exists() == (parent == "a file")
 
 
 @pytest.mark.parametrize("parent", ["missing", "a file"])
-def test_a_logs_directory_that_cannot_be_made_aborts(desk: Desk, parent: str) -> None:
-    folder = desk.directory / "folder"
+def test_a_logs_directory_that_cannot_be_made_aborts(harness: HostHarness, parent: str) -> None:
+    folder = harness.directory / "folder"
     folder.touch() if parent == "a file" else None
-    outcome = _deliver(desk, logs_dir_path=folder / "logs")
-    _assert_failed(desk, outcome, LOGS_NOT_COPIED, folder / "logs")
-    assert desk.result.read_text() == CONVERTED
+    outcome = _deliver(harness, logs_dir_path=folder / "logs")
+    _assert_failed(harness, outcome, LOGS_NOT_COPIED, folder / "logs")
+    assert harness.result.read_text() == CONVERTED
 
 
 @pytest.fixture
@@ -261,83 +269,91 @@ def small_disk(tmp_path: Path) -> Iterator[Path]:
     subprocess.run(["umount", str(place)], check=True)
 
 
-def test_of_a_file_that_does_not_fit_nothing_stays_behind(desk: Desk, small_disk: Path) -> None:
+def test_of_a_file_that_does_not_fit_nothing_stays_behind(
+    harness: HostHarness, small_disk: Path
+) -> None:
     outcome = _deliver(
-        desk, {"converted": {"fill": 1_000_000}}, dest_path=small_disk / "result.csv"
+        harness, {"converted": {"fill": 1_000_000}}, dest_path=small_disk / "result.csv"
     )
-    _assert_failed(desk, outcome, NOT_COPIED, FULL)
+    _assert_failed(harness, outcome, NOT_COPIED, FULL)
     assert list(small_disk.iterdir()) == []
 
 
-def test_of_logs_that_do_not_fit_nothing_stays_behind(desk: Desk, small_disk: Path) -> None:
+def test_of_logs_that_do_not_fit_nothing_stays_behind(
+    harness: HostHarness, small_disk: Path
+) -> None:
     logs = {"small.log": LOG, "large.log": {"fill": 1_000_000}}
-    outcome = _deliver(desk, {"logs": logs}, logs_dir_path=small_disk / "logs")
-    _assert_failed(desk, outcome, LOGS_NOT_COPIED, FULL)
-    assert list(small_disk.iterdir()) == [] and desk.result.read_text() == CONVERTED
+    outcome = _deliver(harness, {"logs": logs}, logs_dir_path=small_disk / "logs")
+    _assert_failed(harness, outcome, LOGS_NOT_COPIED, FULL)
+    assert list(small_disk.iterdir()) == [] and harness.result.read_text() == CONVERTED
 
 
-def test_of_a_log_that_does_not_fit_nothing_stays_behind(desk: Desk, small_disk: Path) -> None:
+def test_of_a_log_that_does_not_fit_nothing_stays_behind(
+    harness: HostHarness, small_disk: Path
+) -> None:
     logs = small_disk / "logs"
     logs.mkdir()
-    outcome = _deliver(desk, {"logs": {"large.log": {"fill": 1_000_000}}}, logs_dir_path=logs)
-    _assert_failed(desk, outcome, LOG_NOT_COPIED, FULL)
+    outcome = _deliver(harness, {"logs": {"large.log": {"fill": 1_000_000}}}, logs_dir_path=logs)
+    _assert_failed(harness, outcome, LOG_NOT_COPIED, FULL)
     assert list(logs.iterdir()) == []
 
 
-def test_logs_that_cannot_go_into_what_exists_abort(desk: Desk) -> None:
-    desk.logs.write_text("no directory")
-    outcome = _deliver(desk)
-    _assert_failed(desk, outcome, LOG_NOT_COPIED, desk.logs / "tool.log")
-    assert desk.logs.read_text() == "no directory"
+def test_logs_that_cannot_go_into_what_exists_abort(harness: HostHarness) -> None:
+    harness.logs.write_text("no directory")
+    outcome = _deliver(harness)
+    _assert_failed(harness, outcome, LOG_NOT_COPIED, harness.logs / "tool.log")
+    assert harness.logs.read_text() == "no directory"
 
 
-def test_a_tool_that_failed_and_cannot_be_delivered_is_an_abort(desk: Desk) -> None:
-    outcome = _deliver(desk, {"exitCode": 3}, dest_path=desk.directory / "missing" / "x")
+def test_a_tool_that_failed_and_cannot_be_delivered_is_an_abort(harness: HostHarness) -> None:
+    outcome = _deliver(harness, {"exitCode": 3}, dest_path=harness.directory / "missing" / "x")
     assert log_lines(outcome)[0] == "ERROR: toolExitCode is not zero: 3"
-    _assert_failed(desk, outcome, NOT_COPIED, desk.directory / "missing" / "x")
+    _assert_failed(harness, outcome, NOT_COPIED, harness.directory / "missing" / "x")
 
 
 @pytest.mark.parametrize(
     "name", ["missing.csv", "..", ".", "../identity", "../../x", "/etc/hostname", "Logs/../.."]
 )
-def test_a_name_that_is_no_file_of_the_result_aborts(desk: Desk, name: str) -> None:
+def test_a_name_that_is_no_file_of_the_result_aborts(harness: HostHarness, name: str) -> None:
     # Neither what is missing nor what leads out of the result, to wherever, is copied.
     plist = {"plist": {"destFileName": name}}
-    _put(desk.result, "a file")
-    outcome = _deliver(desk, {"result": plist})
-    _assert_failed(desk, outcome, NOT_COPIED, "OutputArchive/" + name)
-    assert not desk.result.exists(), "what was there is removed before the copy, as ever"
+    _put(harness.result, "a file")
+    outcome = _deliver(harness, {"result": plist})
+    _assert_failed(harness, outcome, NOT_COPIED, "OutputArchive/" + name)
+    assert not harness.result.exists(), "what was there is removed before the copy, as ever"
 
 
 @pytest.mark.parametrize("name", ["Logs/tool.log", "./Logs/../Logs//tool.log"])
-def test_a_name_may_lead_further_down(desk: Desk, name: str) -> None:
-    outcome = _deliver(desk, {"result": {"plist": {"destFileName": name}}})
-    assert outcome.status == 0 and desk.result.read_text() == LOG, outcome.report()
+def test_a_name_may_lead_further_down(harness: HostHarness, name: str) -> None:
+    outcome = _deliver(harness, {"result": {"plist": {"destFileName": name}}})
+    assert outcome.status == 0 and harness.result.read_text() == LOG, outcome.report()
 
 
-def test_a_result_may_be_a_folder(desk: Desk) -> None:
+def test_a_result_may_be_a_folder(harness: HostHarness) -> None:
     entries = [zip_entries.directory("OutputArchive/Logs")]
     entries += [zip_entries.file("OutputArchive/converted.csv/part", b"1", 0o640)]
-    outcome = _deliver_zip(desk, *zip_entries.result(), *entries)
+    outcome = _deliver_zip(harness, *zip_entries.result(), *entries)
     assert outcome.status == 0, outcome.report()
-    assert {path.name: path.read_bytes() for path in desk.result.iterdir()} == {"part": b"1"}
+    assert {path.name: path.read_bytes() for path in harness.result.iterdir()} == {"part": b"1"}
 
 
 @pytest.mark.parametrize("permissions", [0o600, 0o755])
-def test_20_megabytes_arrive_intact_with_their_mode_and_time(desk: Desk, permissions: int) -> None:
+def test_20_megabytes_arrive_intact_with_their_mode_and_time(
+    harness: HostHarness, permissions: int
+) -> None:
     content = os.urandom(20_000_000)
     outcome = _deliver_zip(
-        desk,
+        harness,
         *zip_entries.result(),
         zip_entries.file("OutputArchive/converted.csv", content, permissions),
         zip_entries.file("OutputArchive/Logs/tool.log", LOG.encode()),
     )
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert hashlib.sha256(desk.result.read_bytes()).digest() == hashlib.sha256(content).digest()
-    status = desk.result.stat()
+    assert hashlib.sha256(harness.result.read_bytes()).digest() == hashlib.sha256(content).digest()
+    status = harness.result.stat()
     assert stat.S_IMODE(status.st_mode) == permissions
-    assert Path(desk.logs / "tool.log").stat().st_mtime == status.st_mtime
-    [archive] = [frame for frame in desk.connection().sent if frame.type == "OutputArchive"]
+    assert Path(harness.logs / "tool.log").stat().st_mtime == status.st_mtime
+    [archive] = [frame for frame in harness.connection().sent if frame.type == "OutputArchive"]
     downloads = [s for s in outcome.sections if s.title == "Downloading converted file"]
     values = outcome.statuses[-len(downloads) :]
     assert {section.maximum for section in downloads} == {archive.length}

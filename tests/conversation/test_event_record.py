@@ -9,11 +9,11 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from dead_ends import beyond
-from desk import PATIENCE, Desk
+from host_harness import PATIENCE, HostHarness
 from host_view import log_lines
-from stations import FORWARDING, WAITING_FOR_HANDSHAKE, in_state
+from session_states import FORWARDING, WAITING_FOR_HANDSHAKE, in_state
 from terminal_host import Outcome
+from unreachable_servers import beyond
 
 THE_WAY = [
     "WaitingForServerHello",
@@ -43,24 +43,26 @@ def _lines(path: Path) -> list[dict[str, Any]]:
     return lines
 
 
-def _recorded(desk: Desk, script: Any = None, **options: Any) -> tuple[Outcome, list[dict]]:
-    path = desk.directory / "events"
+def _recorded(
+    harness: HostHarness, script: Any = None, **options: Any
+) -> tuple[Outcome, list[dict]]:
+    path = harness.directory / "events"
     overrides = {"EXPORT_EVENTS_PATH": str(path)}
-    outcome = desk.convert(script, overrides=overrides, **options)
+    outcome = harness.convert(script, overrides=overrides, **options)
     return outcome, _lines(path)
 
 
-def test_a_conversion_is_told_from_its_start_to_its_end(desk: Desk) -> None:
-    outcome, lines = _recorded(desk)
+def test_a_conversion_is_told_from_its_start_to_its_end(harness: HostHarness) -> None:
+    outcome, lines = _recorded(harness)
     assert outcome.status == 0, outcome.report()
-    assert stat.S_IMODE((desk.directory / "events").stat().st_mode) == 0o600
+    assert stat.S_IMODE((harness.directory / "events").stat().st_mode) == 0o600
     assert [line["state"] for line in lines if line["event"] == "transition"] == THE_WAY
     froms = [line["from"] for line in lines if line["event"] == "transition"]
     assert froms == ["None", *THE_WAY[:-1]]
     [connect] = [line for line in lines if line["event"] == "connect"]
     server = f"ssh://{connect['user']}@{connect['host']}:{connect['port']}"
-    assert server == desk.sshd.destination()
-    record = desk.connection()
+    assert server == harness.sshd.destination()
+    record = harness.connection()
     [uploaded] = [frame.length for frame in record.received if frame.type == "InputArchive"]
     [downloaded] = [frame.length for frame in record.sent if frame.type == "OutputArchive"]
     assert [line["bytes"] for line in lines if line["event"] == "upload"] == [uploaded]
@@ -102,23 +104,23 @@ def test_a_conversion_is_told_from_its_start_to_its_end(desk: Desk) -> None:
     ],
 )  # fmt: skip
 def test_each_end_has_its_code(
-    desk: Desk, script: Any, options: dict, code: str, reason: str | None, status: int
+    harness: HostHarness, script: Any, options: dict, code: str, reason: str | None, status: int
 ) -> None:
-    outcome, lines = _recorded(desk, script, **options)
+    outcome, lines = _recorded(harness, script, **options)
     end = lines[-1]
     assert (end["code"], end["reason"], end["status"]) == (code, reason, status), outcome.report()
     assert outcome.status == status
 
 
-def test_what_was_delivered_before_a_failure_is_told(desk: Desk) -> None:
-    outcome, lines = _recorded(desk, logs_dir_path="/proc/nowhere")
+def test_what_was_delivered_before_a_failure_is_told(harness: HostHarness) -> None:
+    outcome, lines = _recorded(harness, logs_dir_path="/proc/nowhere")
     assert outcome.status == 1 and lines[-1]["code"] == "logs-not-delivered"
     assert lines[-1]["delivered"] == {"file": True, "logs": False}
 
 
-def test_a_cancel_is_told_with_the_state_in_which_it_came(desk: Desk) -> None:
-    path = desk.directory / "events"
-    conversion = desk.begin(
+def test_a_cancel_is_told_with_the_state_in_which_it_came(harness: HostHarness) -> None:
+    path = harness.directory / "events"
+    conversion = harness.begin(
         server_destinations=beyond(1), retry_delay=60, overrides={"EXPORT_EVENTS_PATH": str(path)}
     )
     conversion.wait_until(lambda now: b"Will try again" in now.fifo_bytes, PATIENCE)
@@ -129,30 +131,30 @@ def test_a_cancel_is_told_with_the_state_in_which_it_came(desk: Desk) -> None:
     assert (froms, lines[-1]["code"]) == (["Retry"], "canceled")
 
 
-def test_a_record_that_is_there_grows(desk: Desk) -> None:
-    path = desk.directory / "events"
+def test_a_record_that_is_there_grows(harness: HostHarness) -> None:
+    path = harness.directory / "events"
     for count in (1, 2):
-        desk.convert(server_destinations="bad", overrides={"EXPORT_EVENTS_PATH": str(path)})
+        harness.convert(server_destinations="bad", overrides={"EXPORT_EVENTS_PATH": str(path)})
         assert [line["event"] for line in _lines(path)].count("start") == count
 
 
 @pytest.mark.parametrize("kind", ["a folder", "nowhere", "full", "a FIFO without a reader", ""])
-def test_a_record_that_cannot_be_written_changes_nothing(desk: Desk, kind: str) -> None:
-    fifo = desk.directory / "fifo"
+def test_a_record_that_cannot_be_written_changes_nothing(harness: HostHarness, kind: str) -> None:
+    fifo = harness.directory / "fifo"
     os.mkfifo(fifo)
     path = {
-        "a folder": desk.directory,
-        "nowhere": desk.directory / "nowhere" / "events",
+        "a folder": harness.directory,
+        "nowhere": harness.directory / "nowhere" / "events",
         "full": "/dev/full",
         "a FIFO without a reader": fifo,
     }.get(kind, "")
-    outcome = desk.convert(overrides={"EXPORT_EVENTS_PATH": str(path)})
+    outcome = harness.convert(overrides={"EXPORT_EVENTS_PATH": str(path)})
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert desk.result.exists()
+    assert harness.result.exists()
 
 
-def test_a_record_that_nobody_reads_on_does_not_keep_the_program(desk: Desk) -> None:
-    fifo = desk.directory / "fifo"
+def test_a_record_that_nobody_reads_on_does_not_keep_the_program(harness: HostHarness) -> None:
+    fifo = harness.directory / "fifo"
     os.mkfifo(fifo)
     reader = os.open(fifo, os.O_RDWR | os.O_NONBLOCK)
     try:
@@ -160,17 +162,17 @@ def test_a_record_that_nobody_reads_on_does_not_keep_the_program(desk: Desk) -> 
             os.write(reader, b"." * 4096)
     except BlockingIOError:
         pass
-    outcome = desk.convert(overrides={"EXPORT_EVENTS_PATH": str(fifo)})
+    outcome = harness.convert(overrides={"EXPORT_EVENTS_PATH": str(fifo)})
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
     os.close(reader)
 
 
-def test_it_holds_no_secret(desk: Desk) -> None:
-    outcome, _ = _recorded(desk)
-    text = (desk.directory / "events").read_text("utf-8")
+def test_it_holds_no_secret(harness: HostHarness) -> None:
+    outcome, _ = _recorded(harness)
+    text = (harness.directory / "events").read_text("utf-8")
     assert outcome.status == 0
-    key_lines = desk.sshd.identity_text.splitlines()[1:-1]
+    key_lines = harness.sshd.identity_text.splitlines()[1:-1]
     assert not [line for line in key_lines if line in text]
-    handshake = desk.connection().client_handshake
+    handshake = harness.connection().client_handshake
     for name in ("symmetricKey", "salt", "forwardingIV", "inputArchiveIV"):
         assert handshake[name] not in text

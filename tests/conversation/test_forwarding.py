@@ -9,15 +9,15 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from desk import PATIENCE, Desk
-from endings import assert_aborted, assert_clean
+from assertions import assert_aborted, assert_clean
+from host_harness import PATIENCE, HostHarness
 from host_messages import relayed_to_host
 from host_view import log_lines
-from prompt_end import assert_idle, ends_at_once, wait_for_wake_ups
+from session_states import FORWARDING, in_state
 from standin import ConnectionRecord, crypto
 from standin.record import wait_until
-from stations import FORWARDING, in_state
 from terminal_host import Conversion, Outcome
+from timely_exit import assert_idle, ends_at_once, wait_for_wake_ups
 from unread_fifo import unread_fifo
 from wrapped_program import in_shell
 
@@ -33,10 +33,10 @@ def _instead(*actions: Any) -> dict[str, Any]:
     return {"Conversion": {"instead": list(actions)}}
 
 
-def _in_forwarding(desk: Desk, *actions: Any, **options: Any) -> Conversion:
+def _in_forwarding(harness: HostHarness, *actions: Any, **options: Any) -> Conversion:
     """A conversation that has come to forwarding; the server goes on with the actions."""
     ready = {"forward": READY.decode()}
-    conversion = desk.begin(_instead(ready, *actions), **options)
+    conversion = harness.begin(_instead(ready, *actions), **options)
     conversion.wait_until(lambda now: READY in now.fifo_bytes, PATIENCE)
     return conversion
 
@@ -51,20 +51,22 @@ def _relayed(outcome: Outcome, record: ConnectionRecord) -> bytes:
 
 
 @pytest.mark.parametrize("tool", ["StatementTool", CONVERTER])
-def test_messages_of_every_size_reach_the_host_unchanged(desk: Desk, tool: str) -> None:
+def test_messages_of_every_size_reach_the_host_unchanged(harness: HostHarness, tool: str) -> None:
     for size in SIZES:
-        desk.server.file(f"{size} bytes").write_bytes(_bytes(size))
+        harness.server.file(f"{size} bytes").write_bytes(_bytes(size))
     messages = [{"forward": {"file": f"{size} bytes"}} for size in SIZES]
-    outcome = desk.convert(_instead(*messages), tool=tool)
+    outcome = harness.convert(_instead(*messages), tool=tool)
     assert outcome.status == 0, outcome.report()
-    assert _relayed(outcome, desk.connection()) == b"".join(map(_bytes, SIZES))
+    assert _relayed(outcome, harness.connection()) == b"".join(map(_bytes, SIZES))
     assert_clean(outcome)
 
 
 @pytest.mark.parametrize("tool", ["StatementTool", CONVERTER])
-def test_bytes_of_the_host_reach_the_tool_and_their_echo_the_host(desk: Desk, tool: str) -> None:
+def test_bytes_of_the_host_reach_the_tool_and_their_echo_the_host(
+    harness: HostHarness, tool: str
+) -> None:
     conversation = b"".join(map(_bytes, SIZES))
-    conversion = _in_forwarding(desk, {"echo": len(conversation)}, tool=tool)
+    conversion = _in_forwarding(harness, {"echo": len(conversation)}, tool=tool)
     said = READY
     for size in SIZES:
         conversion.send(_bytes(size))
@@ -72,16 +74,16 @@ def test_bytes_of_the_host_reach_the_tool_and_their_echo_the_host(desk: Desk, to
         conversion.wait_until(lambda now: said in now.fifo_bytes, PATIENCE)
     outcome = conversion.wait(PATIENCE)
     assert outcome.status == 0, outcome.report()
-    assert desk.connection().forwarded == conversation
-    assert _relayed(outcome, desk.connection()) == READY + conversation
+    assert harness.connection().forwarded == conversation
+    assert _relayed(outcome, harness.connection()) == READY + conversation
     assert_clean(outcome)
 
 
-def test_all_byte_values_pass_and_nothing_is_added(desk: Desk) -> None:
+def test_all_byte_values_pass_and_nothing_is_added(harness: HostHarness) -> None:
     # Half a message for the host, its end in another Forward message: framing is the tool's affair.
     all_bytes = {"hex": bytes(range(256)).hex()}
-    outcome = desk.convert(_instead({"forward": "345\n<?x"}, {"forward": all_bytes}))
-    assert _relayed(outcome, desk.connection()) == b"345\n<?x" + bytes(range(256))
+    outcome = harness.convert(_instead({"forward": "345\n<?x"}, {"forward": all_bytes}))
+    assert _relayed(outcome, harness.connection()) == b"345\n<?x" + bytes(range(256))
     assert outcome.status == 0, outcome.report()
 
 
@@ -92,22 +94,22 @@ def test_all_byte_values_pass_and_nothing_is_added(desk: Desk) -> None:
         pytest.param({"forward": ""}, id="a body that decrypts to nothing"),
     ],
 )
-def test_an_empty_forward_message_writes_nothing(desk: Desk, nothing: dict) -> None:
-    outcome = desk.convert(_instead({"forward": "a"}, nothing, nothing, {"forward": "b"}))
-    assert _relayed(outcome, desk.connection()) == b"ab"
+def test_an_empty_forward_message_writes_nothing(harness: HostHarness, nothing: dict) -> None:
+    outcome = harness.convert(_instead({"forward": "a"}, nothing, nothing, {"forward": "b"}))
+    assert _relayed(outcome, harness.connection()) == b"ab"
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
 
 
-def test_equal_bytes_make_equal_messages(desk: Desk) -> None:
+def test_equal_bytes_make_equal_messages(harness: HostHarness) -> None:
     # One IV for the whole session, in both directions, and no chaining: kept, because the servers
     # decrypt every Forward message by itself with the IV of the handshake.
     first = [{"forwarded": 5}, {"create": "first came"}]
-    conversion = _in_forwarding(desk, *first, {"forwarded": 10}, {"forward": "again"})
+    conversion = _in_forwarding(harness, *first, {"forwarded": 10}, {"forward": "again"})
     conversion.send(b"again")
-    wait_until(desk.server.file("first came").exists, PATIENCE, "the first message")
+    wait_until(harness.server.file("first came").exists, PATIENCE, "the first message")
     conversion.send(b"again")
     assert conversion.wait(PATIENCE).status == 0
-    record = desk.connection()
+    record = harness.connection()
     one, two = [frame.body for frame in record.received if frame.type == "Forward"]
     key, iv = record.secrets["symmetricKey"], record.secrets["forwardingIV"]
     assert one == two == crypto.encrypt(b"again", key, iv)
@@ -126,19 +128,19 @@ def test_equal_bytes_make_equal_messages(desk: Desk) -> None:
     ],
 )
 def test_a_body_that_does_not_decrypt_is_a_failed_write(
-    desk: Desk, body: dict, complaint: str, output: str
+    harness: HostHarness, body: dict, complaint: str, output: str
 ) -> None:
     # Without an output FIFO nobody looks into it.
     overrides = {"EXPORT_OUTPUT_FIFO_PATH": None} if output == "none" else {}
     script = in_state(FORWARDING, {"send": "Forward", "body": body}, "ServerDidStopForwarding")
     script["steps"][-1:] = ["OutputArchive", "End"]
-    outcome = desk.convert(script, overrides=overrides)
+    outcome = harness.convert(script, overrides=overrides)
     if output == "none":
         assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
     else:
         exception = "The forwarded message cannot be decrypted"
         before = (f"AES decryption: {complaint}",)
-        assert_aborted(desk, outcome, WRITE_FAILURE, exception=exception, before=before)
+        assert_aborted(harness, outcome, WRITE_FAILURE, exception=exception, before=before)
 
 
 @pytest.mark.parametrize(
@@ -147,12 +149,12 @@ def test_a_body_that_does_not_decrypt_is_a_failed_write(
     ids=["another tool", "the converter, and no input FIFO either"],
 )
 def test_without_an_output_fifo_the_bytes_of_the_tool_are_dropped(
-    desk: Desk, overrides: dict, tool: str
+    harness: HostHarness, overrides: dict, tool: str
 ) -> None:
-    outcome = desk.convert(overrides=overrides, tool=tool)
+    outcome = harness.convert(overrides=overrides, tool=tool)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert outcome.fifo_bytes == b"" and desk.result.exists()
-    assert desk.connection().relayed != b""
+    assert outcome.fifo_bytes == b"" and harness.result.exists()
+    assert harness.connection().relayed != b""
     assert_clean(outcome)
 
 
@@ -174,13 +176,13 @@ def _calls_on(fifo: Path, trace: Path) -> list[str]:
     ],
 )
 def test_only_for_the_converter_every_write_is_followed_by_a_flush(
-    desk: Desk, tmp_path: Path, tool: str, expected: list[str]
+    harness: HostHarness, tmp_path: Path, tool: str, expected: list[str]
 ) -> None:
     trace = tmp_path / "trace"
     tracer = f"{shutil.which('strace')} -f -y -o {trace} -e trace=write,fsync"
-    traced = in_shell(desk.program, tmp_path, before=tracer)
+    traced = in_shell(harness.program, tmp_path, before=tracer)
     relay = _instead({"forward": "one"}, {"forward": "two"})
-    conversion = desk.begin(relay, tool=tool, program=traced)
+    conversion = harness.begin(relay, tool=tool, program=traced)
     outcome = conversion.wait(PATIENCE)
     assert outcome.status == 0, outcome.report()
     calls = _calls_on(conversion.output_fifo, trace)
@@ -190,31 +192,31 @@ def test_only_for_the_converter_every_write_is_followed_by_a_flush(
 
 
 @pytest.mark.skipif(shutil.which("strace") is None, reason="strace is not installed")
-def test_a_flush_that_fails_aborts(desk: Desk, tmp_path: Path) -> None:
+def test_a_flush_that_fails_aborts(harness: HostHarness, tmp_path: Path) -> None:
     failing = "-e trace=fsync -e inject=fsync:error=EIO"
     tracer = f"{shutil.which('strace')} -f -o {tmp_path / 'trace'} {failing}"
-    traced = in_shell(desk.program, tmp_path, before=tracer)
-    outcome = desk.convert(in_state(FORWARDING, "Conversion"), tool=CONVERTER, program=traced)
-    assert_aborted(desk, outcome, WRITE_FAILURE, exception="fsync: Input/output error")
+    traced = in_shell(harness.program, tmp_path, before=tracer)
+    outcome = harness.convert(in_state(FORWARDING, "Conversion"), tool=CONVERTER, program=traced)
+    assert_aborted(harness, outcome, WRITE_FAILURE, exception="fsync: Input/output error")
 
 
-def test_a_write_that_fails_aborts(desk: Desk, tmp_path: Path) -> None:
+def test_a_write_that_fails_aborts(harness: HostHarness, tmp_path: Path) -> None:
     # The host's "FIFO" is a file here, which may not grow beyond 32 KiB (64 blocks of 512 bytes).
     output = tmp_path / "output"
     output.touch()
     limited = tmp_path / "limited"
-    limited.write_text(f"#!/bin/sh\ntrap '' XFSZ\nulimit -f 64\nexec {desk.program}\n")
+    limited.write_text(f"#!/bin/sh\ntrap '' XFSZ\nulimit -f 64\nexec {harness.program}\n")
     limited.chmod(0o755)
     script = in_state(FORWARDING, {"forward": {"fill": 40_000}})
-    outcome = desk.convert(script, output_fifo_path=output, program=limited)
-    assert_aborted(desk, outcome, WRITE_FAILURE, exception="write: File too large")
+    outcome = harness.convert(script, output_fifo_path=output, program=limited)
+    assert_aborted(harness, outcome, WRITE_FAILURE, exception="write: File too large")
     assert output.stat().st_size == 32768
 
 
-def test_a_host_that_does_not_read_stops_the_relay_but_burns_no_time(desk: Desk) -> None:
-    with unread_fifo(desk.directory / "unread") as fifo:
+def test_a_host_that_does_not_read_stops_the_relay_but_burns_no_time(harness: HostHarness) -> None:
+    with unread_fifo(harness.directory / "unread") as fifo:
         script = _instead({"forward": {"fill": 300_000, "byte": 46}})
-        conversion = desk.begin(script, output_fifo_path=fifo.path)
+        conversion = harness.begin(script, output_fifo_path=fifo.path)
         fifo.wait_until_full()
         assert_idle(conversion.pid)
         fifo.read_until(b"Downloading converted file")
@@ -222,23 +224,23 @@ def test_a_host_that_does_not_read_stops_the_relay_but_burns_no_time(desk: Desk)
         assert fifo.read().count(b"." * 300_000) == 1
 
 
-def test_what_the_host_sends_is_forwarded_once_the_server_reads_again(desk: Desk) -> None:
+def test_what_the_host_sends_is_forwarded_once_the_server_reads_again(harness: HostHarness) -> None:
     sent = _bytes(3_000_000)
     actions = [{"stop reading after": "now"}, {"await": "go"}, {"read on": True}]
-    conversion = _in_forwarding(desk, *actions, {"forwarded": len(sent)})
+    conversion = _in_forwarding(harness, *actions, {"forwarded": len(sent)})
     conversion.send(sent)
     wait_for_wake_ups(conversion.pid, 6)
-    desk.server.file("go").touch()
+    harness.server.file("go").touch()
     outcome = conversion.wait(PATIENCE)
     assert outcome.status == 0, outcome.report()
-    assert desk.connection().forwarded == sent
+    assert harness.connection().forwarded == sent
 
 
 def test_an_end_comes_at_once_even_when_the_server_does_not_read_what_is_forwarded(
-    desk: Desk,
+    harness: HostHarness,
 ) -> None:
     stalled = [{"stop reading after": "now"}, {"await": "never"}]
-    conversion = _in_forwarding(desk, *stalled)
+    conversion = _in_forwarding(harness, *stalled)
     conversion.send(_bytes(8_000_000))
     wait_for_wake_ups(conversion.pid, 6)
     assert_idle(conversion.pid)

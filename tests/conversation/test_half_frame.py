@@ -5,12 +5,12 @@ from __future__ import annotations
 import signal
 from pathlib import Path
 
-from desk import PATIENCE, Desk
+from host_harness import PATIENCE, HostHarness
 from host_view import log_lines
-from prompt_end import wait_for_wake_ups
+from session_states import FORWARDING, in_state
 from standin.record import wait_until
-from stations import FORWARDING, in_state
 from terminal_host import Conversion
+from timely_exit import wait_for_wake_ups
 
 
 def _wait_until_stuck(conversion: Conversion) -> None:
@@ -25,9 +25,9 @@ def _wait_until_stuck(conversion: Conversion) -> None:
     wait_until(reads_nothing, PATIENCE, "a write that waits")
 
 
-def test_an_end_inside_a_forward_message_closes_the_stream(desk: Desk) -> None:
+def test_an_end_inside_a_forward_message_closes_the_stream(harness: HostHarness) -> None:
     stalled = [{"forward": "ready"}, {"stop reading after": "now"}, {"await": "never"}]
-    conversion = desk.begin(in_state(FORWARDING, *stalled))
+    conversion = harness.begin(in_state(FORWARDING, *stalled))
     conversion.wait_until(lambda now: b"ready" in now.fifo_bytes, PATIENCE)
     conversion.send(bytes(12_000_000))
     _wait_until_stuck(conversion)

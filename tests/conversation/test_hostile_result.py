@@ -12,8 +12,8 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from desk import Desk
-from endings import assert_aborted, assert_clean
+from assertions import assert_aborted, assert_clean
+from host_harness import HostHarness
 from host_view import log_lines
 from terminal_host import Outcome
 from zip_entries import Entry, directory, file, link, result, zipped
@@ -27,25 +27,25 @@ LOGS = directory("OutputArchive/Logs")
 GOOD = [*result(), CONVERTED, LOGS]
 
 
-def _answer(desk: Desk, options: dict[str, Any], **fields: Any) -> Outcome:
+def _answer(harness: HostHarness, options: dict[str, Any], **fields: Any) -> Outcome:
     """A conversation whose OutputArchive is made with these options."""
-    return desk.convert({"OutputArchive": options}, **fields)
+    return harness.convert({"OutputArchive": options}, **fields)
 
 
-def _answer_zip(desk: Desk, archive: bytes, **fields: Any) -> Outcome:
+def _answer_zip(harness: HostHarness, archive: bytes, **fields: Any) -> Outcome:
     """A conversation whose result is this archive, encrypted as it must be."""
-    desk.server.file("result.zip").write_bytes(archive)
-    return _answer(desk, {"zip": {"file": "result.zip"}}, **fields)
+    harness.server.file("result.zip").write_bytes(archive)
+    return _answer(harness, {"zip": {"file": "result.zip"}}, **fields)
 
 
-def _assert_aborted(desk: Desk, outcome: Outcome, reason: str, *, complaint: str) -> None:
+def _assert_aborted(harness: HostHarness, outcome: Outcome, reason: str, *, complaint: str) -> None:
     """An abort behind a line that holds the complaint; the result had been acknowledged before."""
     *before, last = log_lines(outcome)
     assert len(before) == 1 and complaint in before[0], outcome.report()
-    assert_aborted(desk, outcome, reason, before=tuple(before))
+    assert_aborted(harness, outcome, reason, before=tuple(before))
     assert last == reason
-    assert desk.connection().types_received[-2:] == ["OutputArchiveAcknowledgement", "Error"]
-    assert not desk.result.exists() and not desk.logs.exists()
+    assert harness.connection().types_received[-2:] == ["OutputArchiveAcknowledgement", "Error"]
+    assert not harness.result.exists() and not harness.logs.exists()
 
 
 @pytest.mark.parametrize(
@@ -61,17 +61,17 @@ def _assert_aborted(desk: Desk, outcome: Outcome, reason: str, *, complaint: str
     ],
 )
 def test_what_does_not_decrypt_aborts_after_the_acknowledgement(
-    desk: Desk, options: dict, complaint: str
+    harness: HostHarness, options: dict, complaint: str
 ) -> None:
     # The acknowledgement says that the message has come, and not that it was of use.
-    outcome = _answer(desk, options)
-    _assert_aborted(desk, outcome, NOT_DECRYPTED, complaint=complaint)
+    outcome = _answer(harness, options)
+    _assert_aborted(harness, outcome, NOT_DECRYPTED, complaint=complaint)
 
 
-def test_a_message_without_body_is_acknowledged_and_does_not_decrypt(desk: Desk) -> None:
-    outcome = _answer(desk, {"body": ""})
+def test_a_message_without_body_is_acknowledged_and_does_not_decrypt(harness: HostHarness) -> None:
+    outcome = _answer(harness, {"body": ""})
     assert (outcome.status, log_lines(outcome)[-1]) == (1, NOT_DECRYPTED), outcome.report()
-    assert desk.connection().types_received[-2:] == ["OutputArchiveAcknowledgement", "Error"]
+    assert harness.connection().types_received[-2:] == ["OutputArchiveAcknowledgement", "Error"]
     assert_clean(outcome)
 
 
@@ -108,10 +108,10 @@ def _encrypted_entries(archive: bytes) -> bytes:
         pytest.param(_encrypted_entries, id="with encrypted entries"),
     ],
 )
-def test_what_is_no_whole_zip_aborts(desk: Desk, spoil: Callable[[bytes], bytes]) -> None:
+def test_what_is_no_whole_zip_aborts(harness: HostHarness, spoil: Callable[[bytes], bytes]) -> None:
     good = zipped(*GOOD)
     assert spoil(good) != good
-    _assert_aborted(desk, _answer_zip(desk, spoil(good)), NOT_UNZIPPED, complaint=ARCHIVER)
+    _assert_aborted(harness, _answer_zip(harness, spoil(good)), NOT_UNZIPPED, complaint=ARCHIVER)
 
 
 OUT = "canary"
@@ -129,36 +129,40 @@ LEADING_OUT = [
 
 
 @pytest.mark.parametrize("entry", [pytest.param(entry, id=name) for name, entry in LEADING_OUT])
-def test_an_archive_that_leads_out_is_refused_as_a_whole(desk: Desk, entry: Entry) -> None:
+def test_an_archive_that_leads_out_is_refused_as_a_whole(
+    harness: HostHarness, entry: Entry
+) -> None:
     # The entries around the hostile one are good, and are not delivered either.
-    outcome = _answer_zip(desk, zipped(*GOOD, entry))
-    _assert_aborted(desk, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
+    outcome = _answer_zip(harness, zipped(*GOOD, entry))
+    _assert_aborted(harness, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
 
 
-def test_an_absolute_name_writes_nothing_there(desk: Desk, tmp_path: Path) -> None:
+def test_an_absolute_name_writes_nothing_there(harness: HostHarness, tmp_path: Path) -> None:
     target = tmp_path / OUT
-    outcome = _answer_zip(desk, zipped(*GOOD, file(str(target), b"x")))
-    _assert_aborted(desk, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
+    outcome = _answer_zip(harness, zipped(*GOOD, file(str(target), b"x")))
+    _assert_aborted(harness, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
     assert not target.exists()
 
 
-def test_a_file_below_a_link_does_not_go_where_that_leads(desk: Desk, tmp_path: Path) -> None:
+def test_a_file_below_a_link_does_not_go_where_that_leads(
+    harness: HostHarness, tmp_path: Path
+) -> None:
     below = [link("OutputArchive/out", str(tmp_path)), file(f"OutputArchive/out/{OUT}", b"x")]
-    outcome = _answer_zip(desk, zipped(*GOOD, *below))
-    _assert_aborted(desk, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
+    outcome = _answer_zip(harness, zipped(*GOOD, *below))
+    _assert_aborted(harness, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
     assert not (tmp_path / OUT).exists()
 
 
-def test_a_device_is_not_made(desk: Desk) -> None:
+def test_a_device_is_not_made(harness: HostHarness) -> None:
     device = Entry("OutputArchive/converted.csv2", mode=stat.S_IFIFO | 0o644)
-    outcome = _answer_zip(desk, zipped(*GOOD, device))
-    _assert_aborted(desk, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
+    outcome = _answer_zip(harness, zipped(*GOOD, device))
+    _assert_aborted(harness, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
 
 
 @pytest.mark.filterwarnings("ignore:Duplicate name")
-def test_two_entries_of_one_name_are_refused(desk: Desk) -> None:
-    outcome = _answer_zip(desk, zipped(*GOOD, CONVERTED))
-    _assert_aborted(desk, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
+def test_two_entries_of_one_name_are_refused(harness: HostHarness) -> None:
+    outcome = _answer_zip(harness, zipped(*GOOD, CONVERTED))
+    _assert_aborted(harness, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
 
 
 def _claiming(archive: bytes, size: int) -> bytes:
@@ -173,22 +177,26 @@ def _claiming(archive: bytes, size: int) -> bytes:
 
 
 @pytest.mark.parametrize("size", [1, 3_000, 4_000_000_000], ids="{} bytes".format)
-def test_a_size_that_is_not_the_true_one_is_refused(desk: Desk, size: int) -> None:
-    outcome = _answer_zip(desk, _claiming(zipped(*GOOD), size))
-    _assert_aborted(desk, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
+def test_a_size_that_is_not_the_true_one_is_refused(harness: HostHarness, size: int) -> None:
+    outcome = _answer_zip(harness, _claiming(zipped(*GOOD), size))
+    _assert_aborted(harness, outcome, NOT_UNZIPPED, complaint=ARCHIVER)
 
 
-def test_as_many_entries_as_a_tool_may_want_are_no_reason_to_refuse_its_result(desk: Desk) -> None:
+def test_as_many_entries_as_a_tool_may_want_are_no_reason_to_refuse_its_result(
+    harness: HostHarness,
+) -> None:
     crowd = [file(f"OutputArchive/{number}", b"") for number in range(10_001)]
-    outcome = _answer_zip(desk, zipped(*GOOD, *crowd, file(r"OutputArchive\..\x", b"a plain name")))
-    assert outcome.status == 0 and desk.result.exists(), outcome.report()
+    outcome = _answer_zip(
+        harness, zipped(*GOOD, *crowd, file(r"OutputArchive\..\x", b"a plain name"))
+    )
+    assert outcome.status == 0 and harness.result.exists(), outcome.report()
 
 
 @pytest.mark.parametrize("top", ["", "Other", "outputarchive"])
-def test_an_archive_without_the_top_level_directory_aborts(desk: Desk, top: str) -> None:
-    outcome = _answer(desk, {"top": top})
-    assert_aborted(desk, outcome, NOT_UNZIPPED)
-    assert not desk.result.exists()
+def test_an_archive_without_the_top_level_directory_aborts(harness: HostHarness, top: str) -> None:
+    outcome = _answer(harness, {"top": top})
+    assert_aborted(harness, outcome, NOT_UNZIPPED)
+    assert not harness.result.exists()
 
 
 def _renamed(top: str) -> list[Entry]:
@@ -207,21 +215,21 @@ def _renamed(top: str) -> list[Entry]:
     ],
 )
 def test_the_top_level_is_a_directory_without_links_beside_it(
-    desk: Desk, entries: list[Entry]
+    harness: HostHarness, entries: list[Entry]
 ) -> None:
-    desk.logs.mkdir()
-    outcome = _answer_zip(desk, zipped(*entries))
-    assert_aborted(desk, outcome, NOT_UNZIPPED)
-    assert not desk.result.exists() and list(desk.logs.iterdir()) == []
+    harness.logs.mkdir()
+    outcome = _answer_zip(harness, zipped(*entries))
+    assert_aborted(harness, outcome, NOT_UNZIPPED)
+    assert not harness.result.exists() and list(harness.logs.iterdir()) == []
 
 
 @pytest.mark.parametrize("name", ["identity", "config", "OutputArchive.zip"])
-def test_what_is_private_is_not_delivered_as_the_result(desk: Desk, name: str) -> None:
+def test_what_is_private_is_not_delivered_as_the_result(harness: HostHarness, name: str) -> None:
     # A link that leads to the working directory, and so to whatever lies there.
     plist = plistlib.dumps({"toolExitCode": 0, "destFileName": name})
-    outcome = _answer_zip(desk, zipped(link("OutputArchive", "."), file("Result.plist", plist)))
-    assert_aborted(desk, outcome, NOT_UNZIPPED)
-    assert not desk.result.exists() and not desk.logs.exists()
+    outcome = _answer_zip(harness, zipped(link("OutputArchive", "."), file("Result.plist", plist)))
+    assert_aborted(harness, outcome, NOT_UNZIPPED)
+    assert not harness.result.exists() and not harness.logs.exists()
 
 
 HARMLESS_LINKS = [
@@ -237,19 +245,19 @@ HARMLESS_LINKS = [
     ("name", "target"), [pytest.param(*words, id=identity) for identity, *words in HARMLESS_LINKS]
 )
 def test_a_link_inside_the_logs_is_delivered_as_a_link(
-    desk: Desk, name: str, target: str, place: str
+    harness: HostHarness, name: str, target: str, place: str
 ) -> None:
     if place == "there already":
-        desk.logs.mkdir()
+        harness.logs.mkdir()
     inner = [
         link(f"OutputArchive/Logs/{name}", target),
         file("OutputArchive/Logs/tool-1.log", b"1"),
         file("OutputArchive/Logs/run/1.log", b"1"),
     ]
-    outcome = _answer_zip(desk, zipped(*GOOD, *inner))
+    outcome = _answer_zip(harness, zipped(*GOOD, *inner))
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert (desk.logs / name).readlink() == Path(target)
-    assert (desk.logs / name).exists()
+    assert (harness.logs / name).readlink() == Path(target)
+    assert (harness.logs / name).exists()
     assert_clean(outcome)
 
 
@@ -262,34 +270,36 @@ def test_a_link_inside_the_logs_is_delivered_as_a_link(
         pytest.param(".", ["there already"], id="the directory of the host"),
     ],
 )
-def test_a_link_out_of_the_logs_is_refused(desk: Desk, target: str, places: list[str]) -> None:
+def test_a_link_out_of_the_logs_is_refused(
+    harness: HostHarness, target: str, places: list[str]
+) -> None:
     entries = zipped(*GOOD, link("OutputArchive/Logs/l.log", target))
     for place in places:
-        desk.result.unlink(missing_ok=True)
+        harness.result.unlink(missing_ok=True)
         reason = "Could not copy logs to host path"
         if place == "there already":
-            desk.logs.mkdir()
-            (desk.logs / "older.log").touch()
+            harness.logs.mkdir()
+            (harness.logs / "older.log").touch()
             reason = "Could not copy log file to host logs directory"
-        outcome = _answer_zip(desk, entries)
+        outcome = _answer_zip(harness, entries)
         assert (outcome.status, log_lines(outcome)[0]) == (1, reason), outcome.report()
         assert "A link leads out of the result: " in log_lines(outcome)[1]
-        assert not (desk.logs / "l.log").is_symlink()
+        assert not (harness.logs / "l.log").is_symlink()
         assert_clean(outcome)
 
 
-def test_a_converted_file_may_be_a_link_to_another_inside(desk: Desk) -> None:
+def test_a_converted_file_may_be_a_link_to_another_inside(harness: HostHarness) -> None:
     inner = [file("OutputArchive/real.csv", b"1"), link("OutputArchive/converted.csv", "real.csv")]
-    outcome = _answer_zip(desk, zipped(*result(), LOGS, *inner))
-    assert outcome.status == 0 and desk.result.read_bytes() == b"1", outcome.report()
-    assert not desk.result.is_symlink()
+    outcome = _answer_zip(harness, zipped(*result(), LOGS, *inner))
+    assert outcome.status == 0 and harness.result.read_bytes() == b"1", outcome.report()
+    assert not harness.result.is_symlink()
 
 
 def test_what_stands_beside_the_result_cannot_replace_what_the_program_goes_by(
-    desk: Desk,
+    harness: HostHarness,
 ) -> None:
     # Names of the program's own files in its working directory.
     own = [file(name, b"x") for name in ("config", "identity", "OutputArchive.zip")]
-    outcome = _answer_zip(desk, zipped(*GOOD, *own))
-    assert outcome.status == 0 and desk.result.read_bytes() == CONVERTED.data, outcome.report()
+    outcome = _answer_zip(harness, zipped(*GOOD, *own))
+    assert outcome.status == 0 and harness.result.read_bytes() == CONVERTED.data, outcome.report()
     assert_clean(outcome)

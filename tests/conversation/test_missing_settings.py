@@ -3,14 +3,14 @@
 from __future__ import annotations
 
 import pytest
-from desk import PATIENCE, Desk
+from host_harness import PATIENCE, HostHarness
 from host_view import log_lines, will_retry
 
 ATTEMPTS = 100
 
 
-def test_no_server_to_connect_to_is_said_once(desk: Desk) -> None:
-    conversion = desk.begin(server_destinations=" , ", retry_delay=1)
+def test_no_server_to_connect_to_is_said_once(harness: HostHarness) -> None:
+    conversion = harness.begin(server_destinations=" , ", retry_delay=1)
     conversion.wait_until(lambda now: now.fifo_bytes.count(b"again in 1 second...") == 2, PATIENCE)
     conversion.cancel()
     outcome = conversion.wait(PATIENCE)
@@ -29,14 +29,14 @@ def test_no_server_to_connect_to_is_said_once(desk: Desk) -> None:
     ],
 )
 def test_a_fifo_that_does_not_come_is_named_at_the_end(
-    desk: Desk, field: str, variable: str, attempt: str
+    harness: HostHarness, field: str, variable: str, attempt: str
 ) -> None:
-    path = desk.directory / "a\nmissing one"
-    outcome = desk.convert(**{field: path}, server_destinations="bad")
+    path = harness.directory / "a\nmissing one"
+    outcome = harness.convert(**{field: path}, server_destinations="bad")
     lines = log_lines(outcome)
     assert lines[:ATTEMPTS] == [f"{attempt}: No such file or directory"] * ATTEMPTS
     assert lines[ATTEMPTS:] == [
-        f"ERROR: Could not open {variable}: {desk.directory}/a",
+        f"ERROR: Could not open {variable}: {harness.directory}/a",
         "    missing one",
         "Invalid server destination",
     ]

@@ -6,8 +6,8 @@ import plistlib
 
 import pytest
 import zip_entries
-from desk import Desk
-from endings import assert_clean
+from assertions import assert_clean
+from host_harness import HostHarness
 from host_view import log_lines
 from terminal_host import Outcome
 
@@ -20,7 +20,7 @@ def _description(name: str, encoding: str) -> str:
     return text.replace('encoding="UTF-8"', f'encoding="{encoding}"')
 
 
-def _deliver(desk: Desk, name: str, description: bytes) -> Outcome:
+def _deliver(harness: HostHarness, name: str, description: bytes) -> Outcome:
     """A conversation whose result is described by these bytes."""
     archive = zip_entries.zipped(
         zip_entries.directory("OutputArchive"),
@@ -28,8 +28,8 @@ def _deliver(desk: Desk, name: str, description: bytes) -> Outcome:
         zip_entries.file(f"OutputArchive/{name}", CONVERTED),
         zip_entries.directory("OutputArchive/Logs"),
     )
-    desk.server.file("result.zip").write_bytes(archive)
-    return desk.convert({"OutputArchive": {"zip": {"file": "result.zip"}}})
+    harness.server.file("result.zip").write_bytes(archive)
+    return harness.convert({"OutputArchive": {"zip": {"file": "result.zip"}}})
 
 
 @pytest.mark.parametrize(
@@ -43,25 +43,27 @@ def _deliver(desk: Desk, name: str, description: bytes) -> Outcome:
     ],
     ids=["UTF-8", "UTF-8 with a mark", "UTF-16, little end first", "big end first", "ISO-8859-1"],
 )
-def test_the_description_is_read_in_its_encoding(desk: Desk, declared: str, encoding: str) -> None:
+def test_the_description_is_read_in_its_encoding(
+    harness: HostHarness, declared: str, encoding: str
+) -> None:
     name = "übertragen.csv"
     text = _description(name, declared)
     if encoding.endswith("with a mark"):
         description = ("\ufeff" + text).encode("utf-16-be")
     else:
         description = text.encode(encoding)
-    outcome = _deliver(desk, name, description)
+    outcome = _deliver(harness, name, description)
     assert outcome.status == 3, outcome.report()
     assert log_lines(outcome) == ["ERROR: toolExitCode is not zero: 3"]
-    assert desk.result.read_bytes() == CONVERTED
+    assert harness.result.read_bytes() == CONVERTED
     assert_clean(outcome)
 
 
-def test_a_description_that_is_not_of_its_encoding_is_unreadable(desk: Desk) -> None:
+def test_a_description_that_is_not_of_its_encoding_is_unreadable(harness: HostHarness) -> None:
     description = _description("ü.csv", "US-ASCII").encode("iso-8859-1")
-    outcome = _deliver(desk, "ü.csv", description)
+    outcome = _deliver(harness, "ü.csv", description)
     assert (outcome.status, log_lines(outcome)) == (0, [UNREADABLE]), outcome.report()
-    assert not desk.result.exists()
+    assert not harness.result.exists()
     assert_clean(outcome)
 
 
@@ -79,10 +81,12 @@ def _refers_twice_to_the_next(levels: int) -> bytes:
     return body + table + sizes + numbers
 
 
-def test_a_small_description_that_expands_without_bounds_is_unreadable(desk: Desk) -> None:
+def test_a_small_description_that_expands_without_bounds_is_unreadable(
+    harness: HostHarness,
+) -> None:
     description = _refers_twice_to_the_next(40)
     assert len(description) < 250
-    outcome = _deliver(desk, "converted.csv", description)
+    outcome = _deliver(harness, "converted.csv", description)
     assert (outcome.status, log_lines(outcome)) == (0, [UNREADABLE]), outcome.report()
-    assert not desk.result.exists()
+    assert not harness.result.exists()
     assert_clean(outcome)

@@ -13,8 +13,8 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from desk import PATIENCE, Desk
-from endings import assert_clean
+from assertions import assert_clean
+from host_harness import PATIENCE, HostHarness
 from observed_process import children_of
 from process_memory import (
     CAN_STAND_STILL,
@@ -24,9 +24,9 @@ from process_memory import (
     found_in_memory,
     standing_still_at_exit,
 )
+from session_states import FORWARDING, WAITING_FOR_HANDSHAKE, in_state
 from standin import ConnectionRecord
 from standin.record import wait_until
-from stations import FORWARDING, WAITING_FOR_HANDSHAKE, in_state
 from terminal_host import Conversion
 from wrapped_program import in_shell
 
@@ -55,7 +55,7 @@ EXCHANGE: list[Any] = [{"forward": _binary(FROM_TOOL)}, {"forwarded": len(FROM_H
 RESULT = {"stage": "OutputArchive", "converted": _binary(CONVERTED)}
 
 
-def _secrets(desk: Desk, record: ConnectionRecord) -> dict[str, bytes]:
+def _secrets(harness: HostHarness, record: ConnectionRecord) -> dict[str, bytes]:
     """All that nobody else may see, as bytes and in the texts that travel."""
     values = dict(record.secrets)
     needles = dict(values)
@@ -66,24 +66,24 @@ def _secrets(desk: Desk, record: ConnectionRecord) -> dict[str, bytes]:
                 text = (frame.dictionary or {}).get(name, "")
                 if len(text) >= 24:
                     needles[f"{name} of the {frame.type}"] = text[:60].encode()
-    needles["the identity"] = desk.sshd.identity_text.splitlines()[3].encode()
+    needles["the identity"] = harness.sshd.identity_text.splitlines()[3].encode()
     return {**needles, **OF_TEXTS}
 
 
-def _exchange(desk: Desk, conversion: Conversion) -> ConnectionRecord:
+def _exchange(harness: HostHarness, conversion: Conversion) -> ConnectionRecord:
     """Lets host and tool send each other something; what the server knows by then."""
     wait_until(lambda: FROM_TOOL in conversion.fifo_bytes, PATIENCE, "the tool's bytes")
     conversion.send(FROM_HOST)
-    wait_until(desk.server.file("exchanged").exists, PATIENCE, "the host's bytes")
-    return desk.server.begun(1)
+    wait_until(harness.server.file("exchanged").exists, PATIENCE, "the host's bytes")
+    return harness.server.begun(1)
 
 
 @pytest.fixture
-def session(desk: Desk, tmp_path: Path) -> Callable[..., Conversion]:
+def session(harness: HostHarness, tmp_path: Path) -> Callable[..., Conversion]:
     """Starts a session with a source of random bytes that stands still at its end."""
-    desk.source.write_bytes(SOURCE)
-    program = standing_still_at_exit(desk.program, tmp_path)
-    return lambda script: desk.begin(script, program=program)
+    harness.source.write_bytes(SOURCE)
+    program = standing_still_at_exit(harness.program, tmp_path)
+    return lambda script: harness.begin(script, program=program)
 
 
 needs_strace = pytest.mark.skipif(not CAN_STAND_STILL, reason=WHY_NOT)
@@ -91,12 +91,12 @@ needs_root = pytest.mark.skipif(os.getuid() != 0, reason="only root sees into th
 
 
 @needs_root
-def test_the_search_finds_what_is_held_and_nothing_that_was_let_go(desk: Desk) -> None:
-    desk.source.write_bytes(SOURCE)
+def test_the_search_finds_what_is_held_and_nothing_that_was_let_go(harness: HostHarness) -> None:
+    harness.source.write_bytes(SOURCE)
     waits = [*EXCHANGE, {"create": "exchanged"}, {"await": "never"}]
-    conversion = desk.begin(in_state(FORWARDING, *waits))
-    record = _exchange(desk, conversion)
-    found = found_in_memory(conversion.pid, _secrets(desk, record))
+    conversion = harness.begin(in_state(FORWARDING, *waits))
+    record = _exchange(harness, conversion)
+    found = found_in_memory(conversion.pid, _secrets(harness, record))
     assert found == HELD_WHILE_FORWARDING
 
 
@@ -143,18 +143,18 @@ ENDINGS = [
 @needs_strace
 @pytest.mark.parametrize("ending", ENDINGS, ids=lambda ending: ending.name)
 def test_nothing_secret_is_in_memory_at_the_end(
-    desk: Desk, session: Callable[..., Conversion], ending: Ending
+    harness: HostHarness, session: Callable[..., Conversion], ending: Ending
 ) -> None:
     conversion = session(ending.script)
     if ending.exchanges:
-        _exchange(desk, conversion)
+        _exchange(harness, conversion)
     if ending.name == "a cancel":
-        wait_until(desk.server.file("last").exists, PATIENCE, "the end of forwarding")
+        wait_until(harness.server.file("last").exists, PATIENCE, "the end of forwarding")
     ending.action(conversion)
-    with at_its_end(desk, conversion) as pid:
-        record = desk.server.begun(1)
+    with at_its_end(harness, conversion) as pid:
+        record = harness.server.begun(1)
         assert len(record.secrets) >= 4
-        assert found_in_memory(pid, _secrets(desk, record)) == set()
+        assert found_in_memory(pid, _secrets(harness, record)) == set()
 
 
 def _processes() -> dict[int, bytes]:
@@ -179,48 +179,50 @@ def _shown(secrets: dict[str, bytes], text: bytes) -> set[str]:
 
 
 @needs_root
-def test_nothing_secret_can_be_seen_from_outside(desk: Desk) -> None:
-    desk.source.write_bytes(SOURCE)
+def test_nothing_secret_can_be_seen_from_outside(harness: HostHarness) -> None:
+    harness.source.write_bytes(SOURCE)
     then = ["ServerDidStopForwarding", {"await": "seen"}, RESULT]
-    conversion = desk.begin(_forwarding(*then, "End"))
-    secrets = _secrets(desk, _exchange(desk, conversion))
+    conversion = harness.begin(_forwarding(*then, "End"))
+    secrets = _secrets(harness, _exchange(harness, conversion))
     arguments = _processes()
     assert conversion.pid in arguments
     assert {pid for pid, words in arguments.items() if _shown(secrets, words)} == set()
     children = children_of(conversion.pid)
     assert children and {child.environment for child in children} == {b""}
-    desk.server.file("seen").touch()
+    harness.server.file("seen").touch()
     outcome = conversion.wait(PATIENCE)
     assert outcome.status == 0, outcome.report()
     assert _shown(secrets, outcome.stderr_text.encode()) == set()
     assert_clean(outcome)
 
 
-def test_the_archiver_is_told_two_paths_and_nothing_of_the_host(desk: Desk, tmp_path: Path) -> None:
-    program = Path(shutil.copy(desk.program, tmp_path))
+def test_the_archiver_is_told_two_paths_and_nothing_of_the_host(
+    harness: HostHarness, tmp_path: Path
+) -> None:
+    program = Path(shutil.copy(harness.program, tmp_path))
     archiver, words = tmp_path / "ZanburyArchiver", tmp_path / "words"
-    real = desk.program.parent / "ZanburyArchiver"
+    real = harness.program.parent / "ZanburyArchiver"
     tell = f'/usr/bin/tr "\\0" "\\n" < /proc/$$/environ >> {words}; echo "$@" >> {words}'
     archiver.write_text(f'#!/bin/sh\n{tell}\nexec {real} "$@"\n')
     archiver.chmod(0o755)
-    conversion = desk.begin(program=program, overrides={"LANG": "C"})
+    conversion = harness.begin(program=program, overrides={"LANG": "C"})
     outcome = conversion.wait(PATIENCE)
     assert outcome.status == 0, outcome.report()
-    record = desk.connection()
+    record = harness.connection()
     text = words.read_bytes()
-    assert _shown(_secrets(desk, record), text) == set()
+    assert _shown(_secrets(harness, record), text) == set()
     assert b"EXPORT_" not in text and text.count(b"LANG=C\n") == 2
     assert text.count(b"-k ") == 2
 
 
 @needs_strace
 def test_other_processes_are_kept_out_before_the_identity_is_read(
-    desk: Desk, tmp_path: Path
+    harness: HostHarness, tmp_path: Path
 ) -> None:
     calls = tmp_path / "calls"
 
     tracer = f"{STRACE} -o {calls} -e trace=prctl,prlimit64,mkdir"
-    outcome = desk.convert(program=in_shell(desk.program, tmp_path, before=tracer))
+    outcome = harness.convert(program=in_shell(harness.program, tmp_path, before=tracer))
     assert outcome.status == 0, outcome.report()
     text = calls.read_text()
     refused = text.index("prctl(PR_SET_DUMPABLE, SUID_DUMP_DISABLE) = 0")

@@ -6,11 +6,11 @@ import re
 from typing import Any
 
 import pytest
-from desk import Desk
-from endings import assert_aborted, assert_clean, assert_lost
+from assertions import assert_aborted, assert_clean, assert_lost
+from host_harness import HostHarness
 from host_view import log_lines
+from session_states import SENDING, WAITING_FOR_HANDSHAKE, handshake, in_state
 from standin import crypto
-from stations import SENDING, WAITING_FOR_HANDSHAKE, handshake, in_state
 from terminal_host import Outcome
 
 OTHER_IV = crypto.encoded(b"0123456789abcdef")
@@ -77,12 +77,14 @@ def nested(depth: int) -> list[Any]:
         "a hundred thousand brackets",
     ],
 )
-def test_an_answer_that_does_not_prove_the_key_aborts(desk: Desk, options: dict[str, Any]) -> None:
-    outcome = desk.convert(handshake(**options))
+def test_an_answer_that_does_not_prove_the_key_aborts(
+    harness: HostHarness, options: dict[str, Any]
+) -> None:
+    outcome = harness.convert(handshake(**options))
     assert outcome.status == 1, outcome.report()
     assert log_lines(outcome)[-1] == "Invalid salt"
-    assert desk.connection().error == {"reason": "Invalid salt"}
-    assert desk.connection().types_received == ["ClientHandshake", "Error"]
+    assert harness.connection().error == {"reason": "Invalid salt"}
+    assert harness.connection().types_received == ["ClientHandshake", "Error"]
     assert_clean(outcome)
 
 
@@ -102,15 +104,15 @@ def test_an_answer_that_does_not_prove_the_key_aborts(desk: Desk, options: dict[
     ],
 )
 def test_a_value_of_the_wrong_type_aborts_with_an_exception(
-    desk: Desk, key: str, value: Any, kind: str
+    harness: HostHarness, key: str, value: Any, kind: str
 ) -> None:
-    outcome = desk.convert(handshake(set={key: value}))
-    assert_aborted(desk, outcome, exception=f"The value of {key} is no {kind}")
+    outcome = harness.convert(handshake(set={key: value}))
+    assert_aborted(harness, outcome, exception=f"The value of {key} is no {kind}")
 
 
-def test_an_answer_that_is_a_list_aborts_with_an_exception(desk: Desk) -> None:
-    outcome = desk.convert(handshake(body='["salt"]'))
-    assert_aborted(desk, outcome, exception="The body of the message is no dictionary")
+def test_an_answer_that_is_a_list_aborts_with_an_exception(harness: HostHarness) -> None:
+    outcome = harness.convert(handshake(body='["salt"]'))
+    assert_aborted(harness, outcome, exception="The body of the message is no dictionary")
 
 
 @pytest.mark.parametrize(
@@ -123,8 +125,8 @@ def test_an_answer_that_is_a_list_aborts_with_an_exception(desk: Desk) -> None:
     ],
     ids=["as usual", "nested as deep as may be", "unused numbers of any size", "doubled"],
 )
-def test_what_is_not_needed_does_no_harm(desk: Desk, options: dict[str, Any]) -> None:
-    outcome = desk.convert(handshake(**options))
+def test_what_is_not_needed_does_no_harm(harness: HostHarness, options: dict[str, Any]) -> None:
+    outcome = harness.convert(handshake(**options))
     assert_lost(outcome, SENDING)
 
 
@@ -140,10 +142,10 @@ def _sizes(outcome: Outcome) -> tuple[str, ...]:
     [1, "500", " 1 byte", 1.9, True],
     ids=repr,
 )
-def test_a_limit_below_the_archive_refuses_it(desk: Desk, value: Any) -> None:
-    outcome = desk.convert(handshake(set={"maxInputArchiveSize": value}))
-    assert_aborted(desk, outcome, "Input archive is too big", before=_sizes(outcome))
-    assert desk.connection().types_received == ["ClientHandshake", "Error"]
+def test_a_limit_below_the_archive_refuses_it(harness: HostHarness, value: Any) -> None:
+    outcome = harness.convert(handshake(set={"maxInputArchiveSize": value}))
+    assert_aborted(harness, outcome, "Input archive is too big", before=_sizes(outcome))
+    assert harness.connection().types_received == ["ClientHandshake", "Error"]
 
 
 @pytest.mark.parametrize(
@@ -151,28 +153,30 @@ def test_a_limit_below_the_archive_refuses_it(desk: Desk, value: Any) -> None:
     [0, -1, "0", "many", "-5", 0.9, 10**30, -(10**30), "9" * 30],
     ids=repr,
 )
-def test_no_limit_or_a_large_one_lets_the_archive_pass(desk: Desk, value: Any) -> None:
-    assert_lost(desk.convert(handshake(set={"maxInputArchiveSize": value})), SENDING)
-    assert desk.connection().types_received == ["ClientHandshake", "InputArchive"]
+def test_no_limit_or_a_large_one_lets_the_archive_pass(harness: HostHarness, value: Any) -> None:
+    assert_lost(harness.convert(handshake(set={"maxInputArchiveSize": value})), SENDING)
+    assert harness.connection().types_received == ["ClientHandshake", "InputArchive"]
 
 
-def test_no_limit_is_none_when_it_is_missing(desk: Desk) -> None:
-    assert_lost(desk.convert(handshake(omit=["maxInputArchiveSize"])), SENDING)
+def test_no_limit_is_none_when_it_is_missing(harness: HostHarness) -> None:
+    assert_lost(harness.convert(handshake(omit=["maxInputArchiveSize"])), SENDING)
 
 
-def test_the_last_of_two_limits_counts(desk: Desk) -> None:
-    outcome = desk.convert(handshake(append=[["maxInputArchiveSize", 1]]))
-    assert_aborted(desk, outcome, "Input archive is too big", before=_sizes(outcome))
+def test_the_last_of_two_limits_counts(harness: HostHarness) -> None:
+    outcome = harness.convert(handshake(append=[["maxInputArchiveSize", 1]]))
+    assert_aborted(harness, outcome, "Input archive is too big", before=_sizes(outcome))
 
 
-def test_an_archive_exactly_as_large_as_the_limit_is_sent_and_no_larger_one(desk: Desk) -> None:
-    assert_lost(desk.convert(handshake()), SENDING)
-    size = len(desk.connection(1).input_archive_encrypted)
-    assert_lost(desk.convert(handshake(set={"maxInputArchiveSize": size})), SENDING)
-    assert len(desk.connection(2).input_archive_encrypted) == size
-    outcome = desk.convert(handshake(set={"maxInputArchiveSize": size - 1}))
+def test_an_archive_exactly_as_large_as_the_limit_is_sent_and_no_larger_one(
+    harness: HostHarness,
+) -> None:
+    assert_lost(harness.convert(handshake()), SENDING)
+    size = len(harness.connection(1).input_archive_encrypted)
+    assert_lost(harness.convert(handshake(set={"maxInputArchiveSize": size})), SENDING)
+    assert len(harness.connection(2).input_archive_encrypted) == size
+    outcome = harness.convert(handshake(set={"maxInputArchiveSize": size - 1}))
     told = f"ERROR: The input archive has {size} bytes, the server accepts {size - 1}"
-    assert_aborted(desk, outcome, "Input archive is too big", before=(told,), connection=3)
+    assert_aborted(harness, outcome, "Input archive is too big", before=(told,), connection=3)
 
 
 @pytest.mark.parametrize(
@@ -181,18 +185,18 @@ def test_an_archive_exactly_as_large_as_the_limit_is_sent_and_no_larger_one(desk
     ids=["missing", "empty"],
 )
 def test_without_an_output_iv_the_result_is_decrypted_with_zeros(
-    desk: Desk, options: dict[str, Any]
+    harness: HostHarness, options: dict[str, Any]
 ) -> None:
-    outcome = desk.convert({"ServerHandshake": options})
+    outcome = harness.convert({"ServerHandshake": options})
     assert outcome.status == 0, outcome.report()
-    assert desk.result.read_text("utf-8").startswith("Date,")
+    assert harness.result.read_text("utf-8").startswith("Date,")
 
 
-def test_a_second_answer_is_out_of_place(desk: Desk) -> None:
+def test_a_second_answer_is_out_of_place(harness: HostHarness) -> None:
     """Its Error message falls into the body of the upload that has begun: no frame can be cut."""
     twice = {"together": ["ServerHandshake", "ServerHandshake"]}
-    outcome = desk.convert(in_state(WAITING_FOR_HANDSHAKE, twice))
+    outcome = harness.convert(in_state(WAITING_FOR_HANDSHAKE, twice))
     assert outcome.status == 1, outcome.report()
     assert log_lines(outcome) == ["ERROR: Did not handle message of type: ServerHandshake"]
-    assert desk.connection().types_received == ["ClientHandshake"]
+    assert harness.connection().types_received == ["ClientHandshake"]
     assert_clean(outcome)

@@ -10,10 +10,10 @@ from collections.abc import Iterator
 from pathlib import Path
 
 import pytest
-from dead_ends import SilentListener
-from desk import PATIENCE, Desk
+from host_harness import PATIENCE, HostHarness
 from observed_process import children_of
 from standin.record import wait_until
+from unreachable_servers import SilentListener
 
 
 HELLO_WAITS = {"ServerHello": {"instead": {"await": "never"}}}
@@ -37,28 +37,28 @@ def full_pipe(request: pytest.FixtureRequest) -> Iterator[int]:
 
 
 def test_a_signal_ends_the_program_although_nobody_reads_its_log(
-    desk: Desk, full_pipe: int
+    harness: HostHarness, full_pipe: int
 ) -> None:
     # A FIFO that is not there makes it write log lines from the start; nothing else would end it.
-    place = desk.directory / "place"
+    place = harness.directory / "place"
     place.mkdir()
     with SilentListener() as silent:
-        request = desk.request(
-            server_destinations=silent.destination, input_fifo_path=desk.directory / "missing"
+        request = harness.request(
+            server_destinations=silent.destination, input_fifo_path=harness.directory / "missing"
         )
         environment = {**request.environment(), "TMPDIR": str(place)}
-        process = subprocess.Popen([desk.program], env=environment, stderr=full_pipe)
+        process = subprocess.Popen([harness.program], env=environment, stderr=full_pipe)
         wait_until(lambda: bool(list(place.iterdir())), PATIENCE, "the working directory")
         process.send_signal(signal.SIGTERM)
         assert process.wait(PATIENCE) == 1
     assert list(place.iterdir()) == []
 
 
-def test_no_ssh_is_left_over_by_servers_that_close_only_their_output(desk: Desk) -> None:
+def test_no_ssh_is_left_over_by_servers_that_close_only_their_output(harness: HostHarness) -> None:
     closes_one_end = {"ServerHello": {"instead": [{"close": "stdout"}, {"stall": True}]}}
-    four_times = [desk.sshd.destination()] * 4
-    conversion = desk.begin([closes_one_end] * 3 + [HELLO_WAITS], server_destinations=four_times)
-    desk.server.begun(4, PATIENCE)
+    four_times = [harness.sshd.destination()] * 4
+    conversion = harness.begin([closes_one_end] * 3 + [HELLO_WAITS], server_destinations=four_times)
+    harness.server.begun(4, PATIENCE)
     # The ones before it have been told to end.
     wait_until(lambda: len(children_of(conversion.pid)) == 1, PATIENCE, "the end of all but one")
     conversion.cancel()

@@ -6,11 +6,11 @@ import re
 from pathlib import Path
 
 import pytest
-from desk import PATIENCE, Desk
-from endings import assert_aborted
+from assertions import assert_aborted
+from host_harness import PATIENCE, HostHarness
 from observed_process import working_directory
+from session_states import WAITING_FOR_HELLO, in_state
 from standin.record import wait_until
-from stations import WAITING_FOR_HELLO, in_state
 from terminal_host import Conversion
 
 MEBIBYTE = 1 << 20
@@ -30,15 +30,15 @@ def _bytes_read(conversion: Conversion) -> int:
 
 
 @pytest.mark.parametrize("type_", list("iI[]oOf"))
-def test_what_is_not_awaited_is_dropped_as_it_arrives(desk: Desk, type_: str) -> None:
+def test_what_is_not_awaited_is_dropped_as_it_arrives(harness: HostHarness, type_: str) -> None:
     length = 9_999_999 if type_ == "f" else 9_999_999_999
     body = {"raw": {"join": [f"{type_}{length}\n", {"fill": min(SENT, length - 1)}]}}
     halt = [{"create": "reached"}, {"await": "go"}, body, {"await": "never"}]
-    conversion = desk.begin(in_state(WAITING_FOR_HELLO, *halt))
-    wait_until(desk.server.file("reached").exists, PATIENCE, "the connection")
+    conversion = harness.begin(in_state(WAITING_FOR_HELLO, *halt))
+    wait_until(harness.server.file("reached").exists, PATIENCE, "the connection")
     directory = working_directory(conversion)
     size, count = _kibibytes(conversion, "VmHWM"), _bytes_read(conversion)
-    desk.server.file("go").touch()
+    harness.server.file("go").touch()
     arrived = count + min(SENT, length - 1)
     wait_until(lambda: _bytes_read(conversion) >= arrived, PATIENCE, "the part")
     assert _kibibytes(conversion, "VmHWM") - size < 4 * 1024
@@ -47,7 +47,7 @@ def test_what_is_not_awaited_is_dropped_as_it_arrives(desk: Desk, type_: str) ->
     assert conversion.wait(PATIENCE).status == 1
 
 
-def test_an_archive_that_nobody_awaits_is_an_unexpected_message(desk: Desk) -> None:
+def test_an_archive_that_nobody_awaits_is_an_unexpected_message(harness: HostHarness) -> None:
     archive = {"raw": {"join": ["o3000000\n", {"fill": 3_000_000}]}}
-    outcome = desk.convert(in_state(WAITING_FOR_HELLO, archive))
-    assert_aborted(desk, outcome, "ERROR: Did not handle message of type: OutputArchive")
+    outcome = harness.convert(in_state(WAITING_FOR_HELLO, archive))
+    assert_aborted(harness, outcome, "ERROR: Did not handle message of type: OutputArchive")

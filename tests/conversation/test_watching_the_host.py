@@ -4,9 +4,9 @@ from __future__ import annotations
 
 import subprocess
 
-from desk import PATIENCE, Desk
-from prompt_end import wait_for_wake_ups
+from host_harness import PATIENCE, HostHarness
 from standin.record import wait_until
+from timely_exit import wait_for_wake_ups
 from unread_fifo import unread_fifo
 
 CONVERTER = "ZanburyConverter"
@@ -19,11 +19,11 @@ def _gone() -> int:
         return process.pid
 
 
-def test_without_an_input_fifo_nobody_looks_for_the_host(desk: Desk) -> None:
+def test_without_an_input_fifo_nobody_looks_for_the_host(harness: HostHarness) -> None:
     # A full output FIFO makes the program wait; it wakes up now and then and could look.
-    with unread_fifo(desk.directory / "out") as output:
+    with unread_fifo(harness.directory / "out") as output:
         output.fill()
-        conversion = desk.begin(
+        conversion = harness.begin(
             tool=CONVERTER,
             host_pid=_gone(),
             output_fifo_path=output.path,
@@ -34,4 +34,4 @@ def test_without_an_input_fifo_nobody_looks_for_the_host(desk: Desk) -> None:
         wait_until(lambda: output.read() and not conversion.running, PATIENCE, "the end")
         outcome = conversion.wait(PATIENCE)
     assert outcome.status == 0, outcome.report()
-    assert "Host terminated" not in outcome.stderr_text and desk.result.exists()
+    assert "Host terminated" not in outcome.stderr_text and harness.result.exists()

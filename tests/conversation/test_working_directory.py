@@ -9,10 +9,10 @@ import signal
 from pathlib import Path
 
 import pytest
-from dead_ends import SilentListener
-from desk import PATIENCE, Desk
+from host_harness import PATIENCE, HostHarness
 from host_view import log_lines
 from observed_process import working_directory
+from unreachable_servers import SilentListener
 from wrapped_program import after
 
 HELLO_WAITS = {"ServerHello": {"instead": {"await": "never"}}}
@@ -30,19 +30,21 @@ def _no_place(tmp_path: Path, kind: str) -> str:
 
 @pytest.mark.parametrize("kind", ["nonexistent", "a file", "not writable"])
 def test_without_a_working_directory_there_is_no_place_for_the_key(
-    desk: Desk, tmp_path: Path, kind: str
+    harness: HostHarness, tmp_path: Path, kind: str
 ) -> None:
-    outcome = desk.convert(overrides={"TMPDIR": _no_place(tmp_path, kind)})
+    outcome = harness.convert(overrides={"TMPDIR": _no_place(tmp_path, kind)})
     assert outcome.status == 1, outcome.report()
     first, second = outcome.stderr_text.splitlines()
     assert first == "Could not write identity to a file" and second.startswith("Error: ")
-    assert outcome.sections == () and desk.server.connections == []
+    assert outcome.sections == () and harness.server.connections == []
 
 
 @pytest.mark.parametrize("value", [None, "", "relative/place"], ids=["unset", "empty", "relative"])
-def test_without_a_usable_tmpdir_it_is_made_in_tmp(desk: Desk, value: str | None) -> None:
+def test_without_a_usable_tmpdir_it_is_made_in_tmp(harness: HostHarness, value: str | None) -> None:
     with SilentListener() as silent:
-        conversion = desk.begin(server_destinations=silent.destination, overrides={"TMPDIR": value})
+        conversion = harness.begin(
+            server_destinations=silent.destination, overrides={"TMPDIR": value}
+        )
         directory = working_directory(conversion)
         assert re.fullmatch(r"/tmp/ZanburyToolProxy\.[A-Za-z0-9]{6}", str(directory))
         conversion.signal(signal.SIGTERM)
@@ -50,12 +52,12 @@ def test_without_a_usable_tmpdir_it_is_made_in_tmp(desk: Desk, value: str | None
         assert not directory.exists()
 
 
-def test_it_goes_with_all_that_is_in_it(desk: Desk, tmp_path: Path) -> None:
+def test_it_goes_with_all_that_is_in_it(harness: HostHarness, tmp_path: Path) -> None:
     keepsake = tmp_path / "keepsake"
     keepsake.mkdir()
     (keepsake / "file").touch()
-    conversion = desk.begin(HELLO_WAITS)
-    desk.server.begun(1)
+    conversion = harness.begin(HELLO_WAITS)
+    harness.server.begun(1)
     directory = working_directory(conversion)
     (directory / "a" / "b").mkdir(parents=True)
     (directory / "a" / "b" / "c").touch()
@@ -67,16 +69,18 @@ def test_it_goes_with_all_that_is_in_it(desk: Desk, tmp_path: Path) -> None:
     assert (keepsake / "file").exists()
 
 
-def test_what_a_killed_program_left_is_removed_by_the_next_one(desk: Desk, tmp_path: Path) -> None:
+def test_what_a_killed_program_left_is_removed_by_the_next_one(
+    harness: HostHarness, tmp_path: Path
+) -> None:
     place = tmp_path / "place"
     place.mkdir()
-    killed = desk.begin(HELLO_WAITS, temporary_directory=place)
-    desk.server.begun(1)
+    killed = harness.begin(HELLO_WAITS, temporary_directory=place)
+    harness.server.begun(1)
     directory = working_directory(killed)
     killed.signal(signal.SIGKILL)
     assert killed.wait(PATIENCE).leftovers == (directory.name,)
     assert (directory / "identity").exists()
-    outcome = desk.convert({}, temporary_directory=place)
+    outcome = harness.convert({}, temporary_directory=place)
     assert (outcome.status, outcome.leftovers) == (0, ()), outcome.report()
 
 
@@ -92,32 +96,32 @@ def test_what_a_killed_program_left_is_removed_by_the_next_one(desk: Desk, tmp_p
     ],
 )
 def test_abandoned_directories_are_known_by_their_name(
-    desk: Desk, tmp_path: Path, name: str, survives: bool
+    harness: HostHarness, tmp_path: Path, name: str, survives: bool
 ) -> None:
     abandoned = tmp_path / "place" / name
     (abandoned / "InputArchive").mkdir(parents=True)
     abandoned.chmod(0o700)
     (abandoned / "InputArchive" / "statement.ofx").touch()
-    outcome = desk.convert(arguments=[], temporary_directory=tmp_path / "place")
+    outcome = harness.convert(arguments=[], temporary_directory=tmp_path / "place")
     assert outcome.status == 0, outcome.report()
     assert outcome.leftovers == ((name,) if survives else ())
     assert (abandoned / "InputArchive" / "statement.ofx").exists() == survives
 
 
-def test_a_directory_that_somebody_holds_is_kept(desk: Desk, tmp_path: Path) -> None:
+def test_a_directory_that_somebody_holds_is_kept(harness: HostHarness, tmp_path: Path) -> None:
     held = tmp_path / "place" / "ZanburyToolProxy.aB3xYz"
     (held / "folder").mkdir(parents=True)
     held.chmod(0o700)
     lock = os.open(held, os.O_RDONLY | os.O_DIRECTORY)
     fcntl.flock(lock, fcntl.LOCK_EX)
-    outcome = desk.convert(temporary_directory=tmp_path / "place")
+    outcome = harness.convert(temporary_directory=tmp_path / "place")
     assert outcome.leftovers == (held.name,) and (held / "folder").is_dir()
     os.close(lock)
-    outcome = desk.convert(temporary_directory=tmp_path / "place")
+    outcome = harness.convert(temporary_directory=tmp_path / "place")
     assert outcome.leftovers == ()
 
 
-def test_only_directories_of_the_own_user_are_removed(desk: Desk, tmp_path: Path) -> None:
+def test_only_directories_of_the_own_user_are_removed(harness: HostHarness, tmp_path: Path) -> None:
     place = tmp_path / "place"
     elsewhere = tmp_path / "elsewhere"
     (elsewhere / "folder").mkdir(parents=True)
@@ -129,16 +133,16 @@ def test_only_directories_of_the_own_user_are_removed(desk: Desk, tmp_path: Path
         (place / "ZanburyToolProxy.others").mkdir()
         os.chown(place / "ZanburyToolProxy.others", 65534, 65534)
         kept.append("ZanburyToolProxy.others")
-    outcome = desk.convert(temporary_directory=place)
+    outcome = harness.convert(temporary_directory=place)
     assert (outcome.status, outcome.leftovers) == (0, tuple(kept)), outcome.report()
     assert (elsewhere / "folder").is_dir()
 
 
-def test_only_private_directories_are_removed(desk: Desk, tmp_path: Path) -> None:
+def test_only_private_directories_are_removed(harness: HostHarness, tmp_path: Path) -> None:
     precious = tmp_path / "place" / "ZanburyToolProxy.aB3xYz"
     precious.mkdir(parents=True)
     precious.chmod(0o755)
-    outcome = desk.convert(temporary_directory=tmp_path / "place")
+    outcome = harness.convert(temporary_directory=tmp_path / "place")
     assert (outcome.status, outcome.leftovers) == (0, (precious.name,)), outcome.report()
 
 
@@ -155,14 +159,14 @@ def test_only_private_directories_are_removed(desk: Desk, tmp_path: Path) -> Non
     ],
 )
 def test_a_place_that_others_may_change_is_not_used(
-    desk: Desk, tmp_path: Path, mode: int, mode_above: int, is_used: bool
+    harness: HostHarness, tmp_path: Path, mode: int, mode_above: int, is_used: bool
 ) -> None:
     place = tmp_path / "above" / "place"
     place.mkdir(parents=True)
     place.chmod(mode)
     place.parent.chmod(mode_above)
-    conversion = desk.begin(HELLO_WAITS, temporary_directory=place)
-    desk.server.begun(1)
+    conversion = harness.begin(HELLO_WAITS, temporary_directory=place)
+    harness.server.begun(1)
     directory = working_directory(conversion)
     assert directory.parent == (place if is_used else Path("/tmp"))
     conversion.cancel()
@@ -172,54 +176,56 @@ def test_a_place_that_others_may_change_is_not_used(
     assert not directory.exists()
 
 
-def test_a_place_is_used_where_it_really_is(desk: Desk, tmp_path: Path) -> None:
+def test_a_place_is_used_where_it_really_is(harness: HostHarness, tmp_path: Path) -> None:
     # Who may change the link could lead every later path elsewhere.
     place = tmp_path / "place"
     place.mkdir()
     (tmp_path / "public").mkdir()
     (tmp_path / "public").chmod(0o777)
     (tmp_path / "public" / "link").symlink_to(place)
-    conversion = desk.begin(HELLO_WAITS, overrides={"TMPDIR": str(tmp_path / "public" / "link")})
-    desk.server.begun(1)
+    conversion = harness.begin(HELLO_WAITS, overrides={"TMPDIR": str(tmp_path / "public" / "link")})
+    harness.server.begun(1)
     assert working_directory(conversion).parent == place
     conversion.cancel()
     assert conversion.wait(PATIENCE).status == 1 and list(place.iterdir()) == []
 
 
 def test_what_a_killed_program_left_goes_although_its_place_gives_its_group_to_all(
-    desk: Desk, tmp_path: Path
+    harness: HostHarness, tmp_path: Path
 ) -> None:
     left = tmp_path / "place" / "ZanburyToolProxy.aB3xYz"
     left.mkdir(parents=True)
     left.chmod(0o2700)
-    outcome = desk.convert(temporary_directory=tmp_path / "place")
+    outcome = harness.convert(temporary_directory=tmp_path / "place")
     assert (outcome.status, outcome.leftovers) == (0, ()), outcome.report()
 
 
 @pytest.mark.skipif(os.getuid() != 0, reason="only root can give a directory away")
 @pytest.mark.parametrize("depth", [0, 1], ids=["itself", "the one above"])
-def test_a_place_of_another_user_is_not_used(desk: Desk, tmp_path: Path, depth: int) -> None:
+def test_a_place_of_another_user_is_not_used(
+    harness: HostHarness, tmp_path: Path, depth: int
+) -> None:
     place = tmp_path / "above" / "place"
     place.mkdir(parents=True)
     os.chown([place, place.parent][depth], 65534, 65534)
-    outcome = desk.convert(temporary_directory=place)
+    outcome = harness.convert(temporary_directory=place)
     assert outcome.status == 0
     assert "the working directory is made in /tmp" in outcome.stderr_text
 
 
 def test_eight_programs_that_start_at_once_do_not_disturb_each_other(
-    desk: Desk, tmp_path: Path
+    harness: HostHarness, tmp_path: Path
 ) -> None:
     place = tmp_path / "place"
     place.mkdir()
     (place / "ZanburyToolProxy.aB3xYz").mkdir(mode=0o700)
-    desk.server.play(HELLO_WAITS_FOR_ALL)
+    harness.server.play(HELLO_WAITS_FOR_ALL)
     gate = tmp_path / "gate"
     waiting = f"while [ ! -e '{gate}' ]; do :; done"
-    program = after(desk.program, tmp_path, waiting)
+    program = after(harness.program, tmp_path, waiting)
     results = [tmp_path / f"result{number}.csv" for number in range(8)]
     conversions = [
-        desk.begin(
+        harness.begin(
             program=program,
             temporary_directory=place,
             dest_path=result,
@@ -228,10 +234,10 @@ def test_eight_programs_that_start_at_once_do_not_disturb_each_other(
         for result in results
     ]
     gate.touch()
-    desk.server.begun(8)
+    harness.server.begun(8)
     directories = {working_directory(conversion) for conversion in conversions}
     assert len(directories) == 8 and set(place.iterdir()) == directories
-    desk.server.file("all are there").touch()
+    harness.server.file("all are there").touch()
     outcomes = [conversion.wait(PATIENCE) for conversion in conversions]
     for outcome in outcomes:
         assert outcome.status == 0, outcome.report()

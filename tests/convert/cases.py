@@ -6,7 +6,7 @@ import json
 from collections.abc import Callable
 from dataclasses import dataclass, field
 
-from desk import Desk
+from command_sandbox import CommandSandbox
 
 
 @dataclass(frozen=True)
@@ -19,17 +19,17 @@ class Case:
     plan: list | None = None
     arguments: tuple[str, ...] = ("in.ofx",)
     changes: dict = field(default_factory=dict)
-    prepare: Callable[[Desk], object] = lambda desk: None
+    prepare: Callable[[CommandSandbox], object] = lambda sandbox: None
 
 
 def options(*arguments: str) -> tuple[str, ...]:
     return (*arguments, "in.ofx")
 
 
-def check(desk: Desk, case: Case) -> None:
-    case.prepare(desk)
-    desk.configure(**case.changes)
-    done = desk.convert("--json", *case.arguments, plan=case.plan)
+def check(sandbox: CommandSandbox, case: Case) -> None:
+    case.prepare(sandbox)
+    sandbox.configure(**case.changes)
+    done = sandbox.convert("--json", *case.arguments, plan=case.plan)
     check_ending(done.stdout, done.returncode, case)
 
 

@@ -1,4 +1,4 @@
-"""What the tests of the command share: a desk for each of them."""
+"""What the tests of the command share: a sandbox for each."""
 
 from __future__ import annotations
 
@@ -11,13 +11,13 @@ import pytest
 PROJECT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(PROJECT / "tools"))
 
-from desk import Desk  # noqa: E402
+from command_sandbox import CommandSandbox  # noqa: E402
 
 
 @pytest.fixture
-def desk(tmp_path: Path) -> Iterator[Desk]:
-    """A desk that must be tidy in the end: nothing of ours stays in TMPDIR or beside a result."""
-    desk = Desk(tmp_path)
-    yield desk
-    assert [*desk.temporary.iterdir()] == []
-    assert [*desk.directory.rglob(".zanbury-convert.*")] == []
+def sandbox(tmp_path: Path) -> Iterator[CommandSandbox]:
+    """A sandbox that the command must leave clean: nothing stays in TMPDIR or beside a result."""
+    sandbox = CommandSandbox(tmp_path)
+    yield sandbox
+    assert [*sandbox.temporary.iterdir()] == []
+    assert [*sandbox.directory.rglob(".zanbury-convert.*")] == []

@@ -14,7 +14,7 @@ import sys
 from pathlib import Path
 
 import pytest
-from desk import FAKE_PROGRAM, PATIENCE, PROJECT
+from command_sandbox import FAKE_PROGRAM, PATIENCE, PROJECT
 
 DEMO = PROJECT / "demo"
 

@@ -9,7 +9,7 @@ import sys
 
 import jsonschema
 import pytest
-from desk import PROJECT
+from command_sandbox import PROJECT
 
 sys.path.insert(0, str(PROJECT / "tools"))
 

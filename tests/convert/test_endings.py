@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 from cases import Case, check, options
-from desk import Desk
+from command_sandbox import CommandSandbox
 from test_refusals import REFUSALS
 from zanbury_convert.codes import Code
 
@@ -226,8 +226,8 @@ PROGRAMS = {
         "cannot be started",
         None,
         options("--program", "broken"),
-        prepare=lambda desk: (desk.directory / "broken").write_bytes(b"\x7fELF")
-        and (desk.directory / "broken").chmod(0o755),
+        prepare=lambda sandbox: (sandbox.directory / "broken").write_bytes(b"\x7fELF")
+        and (sandbox.directory / "broken").chmod(0o755),
     ),
     "an output where nothing can be made": Case(
         "output", 2, "Nothing can be written into /proc", arguments=options("-o", "/proc/result")
@@ -240,13 +240,13 @@ PROGRAMS = {
 
 
 @pytest.mark.parametrize("case", [*ROUNDS.values()], ids=[*ROUNDS])
-def test_servers_that_cannot_be_used(desk: Desk, case: Case) -> None:
-    check(desk, case)
+def test_servers_that_cannot_be_used(sandbox: CommandSandbox, case: Case) -> None:
+    check(sandbox, case)
 
 
 @pytest.mark.parametrize("case", [*PROGRAMS.values()], ids=[*PROGRAMS])
-def test_the_end_of_a_program(desk: Desk, case: Case) -> None:
-    check(desk, case)
+def test_the_end_of_a_program(sandbox: CommandSandbox, case: Case) -> None:
+    check(sandbox, case)
 
 
 # Codes that only several files can have, and canceling: test_batch.py and test_interruption.py.

@@ -7,7 +7,7 @@ import signal
 import subprocess
 
 import pytest
-from desk import PATIENCE, Desk, until
+from command_sandbox import PATIENCE, CommandSandbox, until
 
 READY = ["section", "ready", 0]
 
@@ -24,8 +24,10 @@ def ended(process: subprocess.Popen) -> tuple[str, int]:
 @pytest.mark.parametrize(
     ("number", "status"), [(signal.SIGTERM, 143), (signal.SIGHUP, 129), (signal.SIGQUIT, 131)]
 )
-def test_whoever_sends_a_signal_does_not_wait(desk: Desk, number: int, status: int) -> None:
-    with desk.running(
+def test_whoever_sends_a_signal_does_not_wait(
+    sandbox: CommandSandbox, number: int, status: int
+) -> None:
+    with sandbox.running(
         "--json", "--cancel-grace", "600", "in.ofx", plan=[READY, ["wait"]]
     ) as convert:
         until(convert, "section")
@@ -34,9 +36,9 @@ def test_whoever_sends_a_signal_does_not_wait(desk: Desk, number: int, status: i
         assert ended(convert) == ("canceled", status)
 
 
-def test_ctrl_c_asks_with_a_byte_into_the_fifo(desk: Desk) -> None:
+def test_ctrl_c_asks_with_a_byte_into_the_fifo(sandbox: CommandSandbox) -> None:
     plan = [READY, ["read", 1], ["stderr", "User canceled\n"], ["exit", 1]]
-    with desk.running("--json", "--cancel-grace", "600", "in.ofx", plan=plan) as convert:
+    with sandbox.running("--json", "--cancel-grace", "600", "in.ofx", plan=plan) as convert:
         until(convert, "section")
         send(convert, signal.SIGINT)
         assert until(convert, "cancel")["words"] == (
@@ -47,9 +49,9 @@ def test_ctrl_c_asks_with_a_byte_into_the_fifo(desk: Desk) -> None:
         assert ended(convert) == ("canceled", 130)
 
 
-def test_a_conversion_that_goes_on_is_ended_after_the_grace(desk: Desk) -> None:
+def test_a_conversion_that_goes_on_is_ended_after_the_grace(sandbox: CommandSandbox) -> None:
     plan = [READY, ["read", 1], ["wait"]]
-    with desk.running("--json", "--cancel-grace", "0.1", "in.ofx", plan=plan) as convert:
+    with sandbox.running("--json", "--cancel-grace", "0.1", "in.ofx", plan=plan) as convert:
         until(convert, "section")
         send(convert, signal.SIGINT)
         assert until(convert, "cancel")["words"].startswith("Asked the program")
@@ -57,18 +59,18 @@ def test_a_conversion_that_goes_on_is_ended_after_the_grace(desk: Desk) -> None:
         assert ended(convert) == ("canceled", 130)
 
 
-def test_a_result_that_comes_after_the_cancel_is_not_delivered(desk: Desk) -> None:
+def test_a_result_that_comes_after_the_cancel_is_not_delivered(sandbox: CommandSandbox) -> None:
     plan = [READY, ["read", 1], ["copy"], ["exit", 0]]
-    with desk.running("--json", "--cancel-grace", "600", "in.ofx", plan=plan) as convert:
+    with sandbox.running("--json", "--cancel-grace", "600", "in.ofx", plan=plan) as convert:
         until(convert, "section")
         send(convert, signal.SIGINT)
         assert ended(convert) == ("canceled", 130)
-    assert not (desk.directory / "in.ofx.converted").exists()
-    assert not (desk.directory / "in.ofx.converted.logs").exists()
+    assert not (sandbox.directory / "in.ofx.converted").exists()
+    assert not (sandbox.directory / "in.ofx.converted.logs").exists()
 
 
-def test_a_second_ctrl_c_ends_the_program_at_once(desk: Desk) -> None:
-    with desk.running(
+def test_a_second_ctrl_c_ends_the_program_at_once(sandbox: CommandSandbox) -> None:
+    with sandbox.running(
         "--json", "--cancel-grace", "600", "in.ofx", plan=[READY, ["wait"]]
     ) as convert:
         until(convert, "section")
@@ -79,9 +81,11 @@ def test_a_second_ctrl_c_ends_the_program_at_once(desk: Desk) -> None:
         assert ended(convert) == ("canceled", 130)
 
 
-def test_a_third_ctrl_c_ends_even_a_program_that_ignores_the_others(desk: Desk) -> None:
+def test_a_third_ctrl_c_ends_even_a_program_that_ignores_the_others(
+    sandbox: CommandSandbox,
+) -> None:
     plan = [["ignore", signal.SIGTERM], READY, ["wait"]]
-    with desk.running("--json", "--cancel-grace", "600", "in.ofx", plan=plan) as convert:
+    with sandbox.running("--json", "--cancel-grace", "600", "in.ofx", plan=plan) as convert:
         until(convert, "section")
         for words in ("Asked", "Ending", "Ended"):
             send(convert, signal.SIGINT)
@@ -89,9 +93,9 @@ def test_a_third_ctrl_c_ends_even_a_program_that_ignores_the_others(desk: Desk) 
         assert ended(convert) == ("canceled", 130)
 
 
-def test_force_follows_when_the_program_does_not_end(desk: Desk) -> None:
+def test_force_follows_when_the_program_does_not_end(sandbox: CommandSandbox) -> None:
     plan = [["ignore", signal.SIGTERM], READY, ["wait"]]
-    with desk.running("--json", "in.ofx", plan=plan) as convert:
+    with sandbox.running("--json", "in.ofx", plan=plan) as convert:
         until(convert, "section")
         send(convert, signal.SIGTERM)
         until(convert, "cancel")
@@ -99,9 +103,9 @@ def test_force_follows_when_the_program_does_not_end(desk: Desk) -> None:
         assert ended(convert) == ("canceled", 143)
 
 
-def test_what_is_ignored_at_the_start_stays_ignored(desk: Desk) -> None:
+def test_what_is_ignored_at_the_start_stays_ignored(sandbox: CommandSandbox) -> None:
     plan = [READY, ["read", 1], ["exit", 1]]
-    with desk.running(
+    with sandbox.running(
         "--json",
         "in.ofx",
         plan=plan,
@@ -114,11 +118,11 @@ def test_what_is_ignored_at_the_start_stays_ignored(desk: Desk) -> None:
         assert ended(convert) == ("canceled", 130)
 
 
-def test_one_ctrl_c_cancels_all_files_of_a_batch(desk: Desk) -> None:
+def test_one_ctrl_c_cancels_all_files_of_a_batch(sandbox: CommandSandbox) -> None:
     names = [f"{number}.ofx" for number in range(6)]
     for name in names:
-        (desk.directory / name).write_text("statement\n")
-    with desk.running(
+        (sandbox.directory / name).write_text("statement\n")
+    with sandbox.running(
         "--json", "-d", "out", *names, plan=[READY, ["read", 1], ["exit", 1]]
     ) as convert:
         until(convert, "section")
@@ -129,9 +133,9 @@ def test_one_ctrl_c_cancels_all_files_of_a_batch(desk: Desk) -> None:
         assert until(convert, "summary")["status"] == convert.wait(PATIENCE) == 130
 
 
-def test_a_reader_of_events_who_leaves_ends_the_conversion(desk: Desk) -> None:
+def test_a_reader_of_events_who_leaves_ends_the_conversion(sandbox: CommandSandbox) -> None:
     plan = [["section", "a", 0], ["flood", 20000], ["wait"]]
-    with desk.running("--json", "in.ofx", plan=plan) as convert:
+    with sandbox.running("--json", "in.ofx", plan=plan) as convert:
         until(convert, "section")
         convert.stdout.close()
         assert convert.wait(PATIENCE) == 1

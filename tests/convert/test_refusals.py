@@ -7,17 +7,17 @@ from collections.abc import Callable
 
 import pytest
 from cases import Case, check_ending, options
-from desk import Desk
+from command_sandbox import CommandSandbox
 from standin.keys import SshKeyPair
 
 
-def key_with(text: str, mode: int = 0o600) -> Callable[[Desk], object]:
-    return lambda desk: desk.write_key("other", text).chmod(mode)
+def key_with(text: str, mode: int = 0o600) -> Callable[[CommandSandbox], object]:
+    return lambda sandbox: sandbox.write_key("other", text).chmod(mode)
 
 
-def protected_key(desk: Desk) -> None:
+def protected_key(sandbox: CommandSandbox) -> None:
     """A key of ssh-keygen that asks for a passphrase."""
-    key = str(desk.directory / "other")
+    key = str(sandbox.directory / "other")
     subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "secret", "-f", key], check=True)
 
 
@@ -60,7 +60,7 @@ REFUSALS = {
         "exists",
         2,
         "in.ofx.converted exists already",
-        prepare=lambda desk: (desk.directory / "in.ofx.converted").write_text("old"),
+        prepare=lambda sandbox: (sandbox.directory / "in.ofx.converted").write_text("old"),
     ),
     "a missing configuration": Case(
         "configuration", 2, "x.toml cannot be read", arguments=options("--config", "x.toml")
@@ -163,19 +163,21 @@ REFUSALS = {
 
 
 @pytest.mark.parametrize("case", [*REFUSALS.values()], ids=[*REFUSALS])
-def test_what_cannot_be_used_is_refused(desk: Desk, case: Case) -> None:
-    case.prepare(desk)
-    desk.configure(**case.changes)
-    before = sorted(desk.directory.rglob("*"))
-    done = desk.convert("--json", *case.arguments, plan=None)
+def test_what_cannot_be_used_is_refused(sandbox: CommandSandbox, case: Case) -> None:
+    case.prepare(sandbox)
+    sandbox.configure(**case.changes)
+    before = sorted(sandbox.directory.rglob("*"))
+    done = sandbox.convert("--json", *case.arguments, plan=None)
     check_ending(done.stdout, done.returncode, case)
     # A person is told as well, and nothing was made.
     assert done.stderr.startswith("zanbury-convert: ")
-    assert sorted(desk.directory.rglob("*")) == before
+    assert sorted(sandbox.directory.rglob("*")) == before
 
 
-def test_the_default_configuration_is_named_where_settings_are_missing(desk: Desk) -> None:
-    (desk.directory / "convert.toml").write_text("")
-    ending = desk.ending("in.ofx")
+def test_the_default_configuration_is_named_where_settings_are_missing(
+    sandbox: CommandSandbox,
+) -> None:
+    (sandbox.directory / "convert.toml").write_text("")
+    ending = sandbox.ending("in.ofx")
     assert ending["code"] == "missing-settings"
-    assert str(desk.directory / "convert.toml") in ending["advice"]
+    assert str(sandbox.directory / "convert.toml") in ending["advice"]

@@ -14,7 +14,7 @@ from collections.abc import Callable
 
 import pyte
 import pytest
-from desk import PATIENCE, PROJECT, Desk
+from command_sandbox import PATIENCE, PROJECT, CommandSandbox
 
 sys.path.insert(0, str(PROJECT / "tools"))
 
@@ -138,12 +138,12 @@ SCREENS = {
 
 
 @pytest.mark.parametrize("width", SCREENS)
-def test_a_real_terminal(desk: Desk, width: int) -> None:
-    desk.configure(server="ssh://convert@cloud-1.example.com:22")
+def test_a_real_terminal(sandbox: CommandSandbox, width: int) -> None:
+    sandbox.configure(server="ssh://convert@cloud-1.example.com:22")
     connecting = "Connecting to Zanbury Cloud..."
     plan = [["section", connecting, 0], ["section", COUNTDOWN, 0], ["wait"]]
     terminal = Terminal(width)
-    with desk.running(
+    with sandbox.running(
         "--retries", "2", "in.ofx", plan=plan, stdout=terminal.end, stderr=terminal.end
     ) as convert:
         lines = terminal.wait_for(lambda now: any("17 seconds" in line for line in now))

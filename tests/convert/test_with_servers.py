@@ -13,15 +13,15 @@ from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
-from desk import PATIENCE, PROJECT, Desk, events_of, server_keys, until
+from command_sandbox import PATIENCE, PROJECT, CommandSandbox, events_of, server_keys, until
 
 sys.path.append(str(PROJECT / "tests" / "conversation"))
 
-from dead_ends import NOBODY_LISTENS, SilentListener  # noqa: E402
+from session_states import FORWARDING, STATES, in_state  # noqa: E402
 from standin import LoopbackSshd, StandinServer  # noqa: E402
 from standin.keys import SshKeyPair  # noqa: E402
 from standin.record import wait_until  # noqa: E402
-from stations import FORWARDING, STATES, in_state  # noqa: E402
+from unreachable_servers import NOBODY_LISTENS, SilentListener  # noqa: E402
 
 STATEMENT = PROJECT / "samples" / "statement.ofx"
 REACHED = [{"create": "reached"}, {"await": "never"}]
@@ -42,15 +42,15 @@ def sshd() -> Iterator[LoopbackSshd]:
 
 
 class Office:
-    """A desk whose configuration leads to a server with a script."""
+    """A sandbox whose configuration leads to a server with a script."""
 
-    def __init__(self, desk: Desk, sshd: LoopbackSshd, program: Path) -> None:
-        self.desk = desk
+    def __init__(self, sandbox: CommandSandbox, sshd: LoopbackSshd, program: Path) -> None:
+        self.sandbox = sandbox
         self.sshd = sshd
-        (desk.directory / "server").mkdir()
-        self.server = StandinServer(desk.directory / "server", server_keys())
-        shutil.copy(STATEMENT, desk.directory / "in.ofx")
-        desk.write_key("key", sshd.identity_text)
+        (sandbox.directory / "server").mkdir()
+        self.server = StandinServer(sandbox.directory / "server", server_keys())
+        shutil.copy(STATEMENT, sandbox.directory / "in.ofx")
+        sandbox.write_key("key", sshd.identity_text)
         self.configuration = {
             "server": sshd.destination(),
             "server_command": self.server.command_path,
@@ -58,19 +58,19 @@ class Office:
             "tool": "StatementTool",
             "retry_delay": 1,
         }
-        desk.configure(**self.configuration)
+        sandbox.configure(**self.configuration)
 
     def configure(self, **changes: object) -> None:
-        self.desk.configure(**(self.configuration | changes))
+        self.sandbox.configure(**(self.configuration | changes))
 
     def ending(self, script: dict | None = None, *arguments: str) -> dict:
         self.server.play(script or {})
-        return self.desk.ending(*arguments, "in.ofx")
+        return self.sandbox.ending(*arguments, "in.ofx")
 
 
 @pytest.fixture
-def office(desk: Desk, sshd: LoopbackSshd, program: Path) -> Office:
-    return Office(desk, sshd, program)
+def office(sandbox: CommandSandbox, sshd: LoopbackSshd, program: Path) -> Office:
+    return Office(sandbox, sshd, program)
 
 
 def test_a_statement_is_converted_and_bears_the_present_time(office: Office) -> None:
@@ -136,7 +136,7 @@ SCRIPTS = {
 def test_an_old_result_is_never_taken_for_a_new_one(
     office: Office, script: dict, code: str, status: int, words: str
 ) -> None:
-    old = office.desk.directory / "in.ofx.converted"
+    old = office.sandbox.directory / "in.ofx.converted"
     old.write_text(OLD)
     ending = office.ending(script, "--force")
     told = ending["reason"]
@@ -146,7 +146,7 @@ def test_an_old_result_is_never_taken_for_a_new_one(
 
 
 def test_the_tool_s_own_last_words_are_the_reason(office: Office) -> None:
-    (office.desk.directory / "in.ofx").write_text("not a statement\n")
+    (office.sandbox.directory / "in.ofx").write_text("not a statement\n")
     ending = office.ending()
     assert (ending["code"], ending["status"]) == ("tool-failed", 65)
     assert ending["reason"].startswith("The tool failed with status 65: ")
@@ -154,7 +154,7 @@ def test_the_tool_s_own_last_words_are_the_reason(office: Office) -> None:
 
 
 def test_a_login_that_is_refused_names_the_key_of_the_user(office: Office) -> None:
-    key = office.desk.write_key("key", SshKeyPair.generate().private_text)
+    key = office.sandbox.write_key("key", SshKeyPair.generate().private_text)
     ending = office.ending()
     assert (ending["code"], ending["status"]) == ("login-refused", 4)
     name = f"{office.sshd.user}@127.0.0.1:{office.sshd.port}"
@@ -194,9 +194,9 @@ def test_a_server_without_a_word_gives_way_to_the_next(office: Office) -> None:
 def test_a_slow_archiver_is_not_a_silent_server(office: Office) -> None:
     """The server's hello ends the waiting for it, whatever the program does afterwards."""
     office.server.play({"ServerHandshake": {"before": {"await": "go on"}}})
-    with office.desk.running("--json", "--connect-timeout", "10", "in.ofx") as convert:
+    with office.sandbox.running("--json", "--connect-timeout", "10", "in.ofx") as convert:
         office.server.begun(1).wait_for_frame("ClientHandshake")
-        directory = next(office.desk.temporary.rglob("ZanburyToolProxy.*"))
+        directory = next(office.sandbox.temporary.rglob("ZanburyToolProxy.*"))
         assert not (directory / "identity").exists()
         office.server.file("go on").touch()
         assert until(convert, "end")["code"] == "converted"
@@ -205,7 +205,7 @@ def test_a_slow_archiver_is_not_a_silent_server(office: Office) -> None:
 def test_the_server_in_use_is_told(office: Office) -> None:
     office.configure(server=[office.sshd.destination(), office.sshd.destination("localhost")])
     office.server.play({"ServerHello": {"before": {"await": "go on"}}})
-    with office.desk.running("--json", "in.ofx") as convert:
+    with office.sandbox.running("--json", "in.ofx") as convert:
         events = events_of(convert)
         told = next(e for e in events if e["event"] == "connect" and e["server"] is not None)
         office.server.file("go on").touch()
@@ -220,16 +220,16 @@ def test_time_out(office: Office) -> None:
 
 
 def test_one_bad_statement_of_twenty(office: Office) -> None:
-    desk = office.desk
+    sandbox = office.sandbox
     names = [f"{number:02d}.ofx" for number in range(19)] + ["bad.ofx"]
     for name in names[:-1]:
-        shutil.copy(STATEMENT, desk.directory / name)
-    (desk.directory / "bad.ofx").write_text("not a statement\n")
-    *events, summary = desk.events("-d", "out", "--jobs", "4", *names)
+        shutil.copy(STATEMENT, sandbox.directory / name)
+    (sandbox.directory / "bad.ofx").write_text("not a statement\n")
+    *events, summary = sandbox.events("-d", "out", "--jobs", "4", *names)
     assert [summary[key] for key in ("converted", "failed", "status")] == [19, 1, 1]
     [bad] = [e for e in events if e["event"] == "end" and e["code"] != "converted"]
     assert (bad["code"], Path(bad["source"]).name) == ("tool-failed", "bad.ofx")
-    results = {path.name for path in (desk.directory / "out").glob("*.converted")}
+    results = {path.name for path in (sandbox.directory / "out").glob("*.converted")}
     assert results == {f"{name}.converted" for name in names[:-1]}
 
 
@@ -262,7 +262,7 @@ def test_a_cancel_in_each_state(
         office.configure(server=NOBODY_LISTENS, retry_delay=60)
     else:
         office.server.play(_silent_in(state))
-    with office.desk.running("--json", "in.ofx") as convert:
+    with office.sandbox.running("--json", "in.ofx") as convert:
         if state == COUNTDOWN:
             events = events_of(convert)
             next(e for e in events if e["event"] == "section" and "again" in e["title"])

@@ -14,4 +14,4 @@ sys.path[:0] = [
 ]
 
 import default_signals  # noqa: E402, F401
-from fixtures import desk, keys, program, sshd  # noqa: E402, F401
+from fixtures import harness, keys, program, sshd  # noqa: E402, F401

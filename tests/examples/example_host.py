@@ -8,7 +8,7 @@ import subprocess
 from pathlib import Path
 from typing import Any
 
-from desk import PATIENCE, PROJECT, Desk
+from host_harness import PATIENCE, PROJECT, HostHarness
 
 EXAMPLES = PROJECT / "examples"
 COMMANDS = {
@@ -19,12 +19,12 @@ COMMANDS = {
 
 
 class ExampleHost:
-    """Converts the desk's source to the desk's result; the server plays the script."""
+    """Converts the source of the harness to its result; the server plays the script."""
 
-    def __init__(self, language: str, desk: Desk, script: Any) -> None:
-        desk.server.play(script)
-        self._desk = desk
-        self._folder = desk.directory / "results"
+    def __init__(self, language: str, harness: HostHarness, script: Any) -> None:
+        harness.server.play(script)
+        self._harness = harness
+        self._folder = harness.directory / "results"
         self._folder.mkdir()
         self.result = self._folder / "result.csv"
         self.logs = self._folder / "logs"
@@ -33,7 +33,7 @@ class ExampleHost:
 
     def start(self) -> ExampleHost:
         self._process = subprocess.Popen(
-            [*self._command, str(self._desk.source), str(self.result), str(self.logs)],
+            [*self._command, str(self._harness.source), str(self.result), str(self.logs)],
             env={**os.environ, **self._settings()},
             stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL,
@@ -43,17 +43,17 @@ class ExampleHost:
         return self
 
     def _settings(self) -> dict[str, str]:
-        desk = self._desk
-        identity, public_key = desk.directory / "identity", desk.directory / "public-key.pem"
-        identity.write_text(desk.sshd.identity_text)
-        public_key.write_text(desk.keys.public_key_text)
+        harness = self._harness
+        identity, public_key = harness.directory / "identity", harness.directory / "public-key.pem"
+        identity.write_text(harness.sshd.identity_text)
+        public_key.write_text(harness.keys.public_key_text)
         return {
-            "ZANBURY_PROGRAM": str(desk.program),
-            "ZANBURY_SERVERS": desk.sshd.destination(),
-            "ZANBURY_SERVER_COMMAND": desk.server.command_path,
+            "ZANBURY_PROGRAM": str(harness.program),
+            "ZANBURY_SERVERS": harness.sshd.destination(),
+            "ZANBURY_SERVER_COMMAND": harness.server.command_path,
             "ZANBURY_IDENTITY_FILE": str(identity),
             "ZANBURY_PUBLIC_KEY_FILE": str(public_key),
-            "TMPDIR": str(desk.directory),
+            "TMPDIR": str(harness.directory),
         }
 
     def wait_for(self, line: str) -> None:
@@ -87,4 +87,4 @@ class ExampleHost:
     def left_behind(self) -> list[Path]:
         """What stands beside result and logs, and working directories of the program."""
         beside = [item for item in self._folder.iterdir() if item not in (self.result, self.logs)]
-        return [*beside, *self._desk.directory.glob("ZanburyToolProxy.*")]
+        return [*beside, *self._harness.directory.glob("ZanburyToolProxy.*")]

@@ -6,8 +6,8 @@ from collections.abc import Callable, Iterator
 from typing import Any
 
 import pytest
-from desk import PATIENCE, Desk
 from example_host import COMMANDS, EXAMPLES, ExampleHost
+from host_harness import PATIENCE, HostHarness
 
 Hosting = Callable[..., ExampleHost]
 ODD_TITLE = "Fish & <chips>"
@@ -15,12 +15,12 @@ WORKING = {"progressSection": "Working"}
 
 
 @pytest.fixture(params=sorted(COMMANDS))
-def hosting(request: pytest.FixtureRequest, desk: Desk) -> Iterator[Hosting]:
+def hosting(request: pytest.FixtureRequest, harness: HostHarness) -> Iterator[Hosting]:
     """Makes the example host that plays against a server with the script given."""
     made: list[ExampleHost] = []
 
     def make(script: Any = None) -> ExampleHost:
-        made.append(ExampleHost(request.param, desk, script or {}))
+        made.append(ExampleHost(request.param, harness, script or {}))
         return made[-1]
 
     yield make
@@ -95,7 +95,7 @@ def test_puts_messages_together_from_pieces(hosting: Hosting) -> None:
     assert "Writing converted file..." in host.lines
 
 
-def test_cancels_while_it_connects(hosting: Hosting, desk: Desk) -> None:
+def test_cancels_while_it_connects(hosting: Hosting, harness: HostHarness) -> None:
     host = hosting({"ServerHello": {"before": {"stall": True}}}).start()
     host.wait_for("Connecting to Zanbury Cloud...")
     host.press_control_c()
@@ -104,18 +104,20 @@ def test_cancels_while_it_connects(hosting: Hosting, desk: Desk) -> None:
     assert host.left_behind == []
 
 
-def test_cancels_a_tool_that_takes_no_notice_of_a_byte(hosting: Hosting, desk: Desk) -> None:
+def test_cancels_a_tool_that_takes_no_notice_of_a_byte(
+    hosting: Hosting, harness: HostHarness
+) -> None:
     deaf = [{"forward": WORKING}, {"forwarded": 1}, {"drain": True}]
     host = hosting({"Conversion": {"before": deaf}}).start()
     host.wait_for("Working")
     host.press_control_c()
     assert host.end() == 1
-    assert desk.server.connection(1, PATIENCE).forwarded == b"\x18"
-    assert desk.server.connection(1).error == {"reason": "Terminated by signal SIGTERM"}
+    assert harness.server.connection(1, PATIENCE).forwarded == b"\x18"
+    assert harness.server.connection(1).error == {"reason": "Terminated by signal SIGTERM"}
     assert host.left_behind == []
 
 
-def test_a_second_control_c_does_not_wait(hosting: Hosting, desk: Desk) -> None:
+def test_a_second_control_c_does_not_wait(hosting: Hosting, harness: HostHarness) -> None:
     deaf = [{"forward": WORKING}, {"forwarded": 1}]
     heard = [{"forward": {"progressSection": "Heard"}}, {"stall": True}]
     host = hosting({"Conversion": {"before": deaf + heard}}).start()

@@ -6,7 +6,7 @@ import os
 import re
 import subprocess
 
-from desk import PATIENCE, PROJECT, Desk
+from host_harness import PATIENCE, PROJECT, HostHarness
 
 MANUAL = PROJECT / "docs" / "ZanburyToolProxy.1"
 
@@ -17,29 +17,29 @@ def commands_of_the_manual() -> str:
     return block.replace("\\e", "\\")
 
 
-def test_the_example_of_the_manual_page_converts(desk: Desk) -> None:
-    (desk.directory / "identity").write_text(desk.sshd.identity_text)
-    (desk.directory / "zanbury-cloud.pem").write_text(desk.keys.public_key_pem)
-    (desk.directory / "march.ofx").write_bytes(desk.source.read_bytes())
+def test_the_example_of_the_manual_page_converts(harness: HostHarness) -> None:
+    (harness.directory / "identity").write_text(harness.sshd.identity_text)
+    (harness.directory / "zanbury-cloud.pem").write_text(harness.keys.public_key_pem)
+    (harness.directory / "march.ofx").write_bytes(harness.source.read_bytes())
     commands = commands_of_the_manual()
     for placeholder, real in {
-        "ssh://convert@cloud-1.example.com:22": desk.sshd.destination(),
-        "/usr/local/libexec/conversion-server": desk.server.command_path,
+        "ssh://convert@cloud-1.example.com:22": harness.sshd.destination(),
+        "/usr/local/libexec/conversion-server": harness.server.command_path,
         "~/.ssh/zanbury": "identity",
     }.items():
         assert placeholder in commands
         commands = commands.replace(placeholder, real)
     done = subprocess.run(
         ["sh", "-c", commands],
-        cwd=desk.directory,
+        cwd=harness.directory,
         env={
-            "PATH": f"{desk.program.parent}:{os.environ['PATH']}",
-            "TMPDIR": str(desk.directory),
+            "PATH": f"{harness.program.parent}:{os.environ['PATH']}",
+            "TMPDIR": str(harness.directory),
         },
         capture_output=True,
         text=True,
         timeout=PATIENCE,
     )
     assert done.returncode == 0, done.stderr
-    assert (desk.directory / "march.csv").read_bytes().startswith(b"Date,")
-    assert [log.name for log in (desk.directory / "logs").iterdir()] == ["conversion.log"]
+    assert (harness.directory / "march.csv").read_bytes().startswith(b"Date,")
+    assert [log.name for log in (harness.directory / "logs").iterdir()] == ["conversion.log"]

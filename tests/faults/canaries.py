@@ -6,28 +6,28 @@ from base64 import b64encode
 from collections.abc import Iterable
 from pathlib import Path
 
-from desk import Desk
+from host_harness import HostHarness
 
 PLAINTEXT = b"Canary 5e1f0c77a9d24b13 in the mine"
 _SESSION_SECRETS = ("symmetricKey", "salt")
 
 
-def hide_in_source(desk: Desk) -> None:
-    """Puts the plaintext canary into the desk's source file, as the memo of one transaction."""
-    text = desk.source.read_bytes()
+def hide_in_source(harness: HostHarness) -> None:
+    """Puts the plaintext canary into the source file, as the memo of one transaction."""
+    text = harness.source.read_bytes()
     assert text.count(b"Rent March") == 1
-    desk.source.write_bytes(text.replace(b"Rent March", PLAINTEXT))
+    harness.source.write_bytes(text.replace(b"Rent March", PLAINTEXT))
 
 
-def canaries_of(desk: Desk) -> dict[str, bytes]:
-    """All byte strings that give a secret of this desk's conversations away, by what they are."""
+def canaries_of(harness: HostHarness) -> dict[str, bytes]:
+    """All byte strings that give a secret of these conversations away, by what they are."""
     found = {"source": PLAINTEXT}
-    lines = [line for line in desk.sshd.identity_text.splitlines() if not line.startswith("-")]
+    lines = [line for line in harness.sshd.identity_text.splitlines() if not line.startswith("-")]
     # The first lines of every such key are the same: format, cipher, public half.
     for number, line in enumerate(lines[2:]):
         if len(line) > 20:
             found[f"line {number} of the identity"] = line.encode()
-    for number, record in enumerate(desk.server.connections):
+    for number, record in enumerate(harness.server.connections):
         found |= _session_secrets(number + 1, record.directory / "secrets.json", record)
     return found
 

@@ -1,4 +1,4 @@
-"""Makes the ordeal and what it stands on known to the fault tests."""
+"""Makes the scenario and what it is built on known to the fault tests."""
 
 from __future__ import annotations
 
@@ -17,9 +17,9 @@ sys.path[:0] = [
 ]
 
 import default_signals  # noqa: E402, F401
-from desk import Desk  # noqa: E402
-from fixtures import desk, keys, program, sshd  # noqa: E402, F401
-from ordeal import Ordeal  # noqa: E402
+from fault_scenario import FaultScenario  # noqa: E402
+from fixtures import harness, keys, program, sshd  # noqa: E402, F401
+from host_harness import HostHarness  # noqa: E402
 from process_tree import become_subreaper  # noqa: E402
 from tmpfs import Tmpfs  # noqa: E402
 
@@ -43,7 +43,9 @@ def pytest_collection_modifyitems(config: pytest.Config, items: list[pytest.Item
 
 
 @pytest.fixture
-def ordeal(desk: Desk, tmp_path_factory: pytest.TempPathFactory) -> Iterator[Ordeal]:  # noqa: F811
-    """An ordeal on the test's desk, with a tmpfs of its own: see ordeal.py."""
+def scenario(
+    harness: HostHarness, tmp_path_factory: pytest.TempPathFactory
+) -> Iterator[FaultScenario]:  # noqa: F811
+    """With a tmpfs of its own: see fault_scenario.py."""
     with Tmpfs(tmp_path_factory.mktemp("tmpfs")) as tmpfs:
-        yield Ordeal(desk, tmpfs)
+        yield FaultScenario(harness, tmpfs)

@@ -7,7 +7,7 @@ import shutil
 import subprocess
 from pathlib import Path
 
-from desk import Desk
+from host_harness import HostHarness
 
 ARCHIVER = "ZanburyArchiver"
 
@@ -23,15 +23,15 @@ def with_archiver(program: Path, folder: Path, script: str) -> Path:
     return Path(shutil.copy2(program, folder))
 
 
-def zipped_size(desk: Desk, source: bytes) -> int:
-    """Makes `source` the content of the desk's source file and gives the size of its archive."""
-    folder = desk.directory / "trial" / "InputArchive"
+def zipped_size(harness: HostHarness, source: bytes) -> int:
+    """Makes `source` the content of the source file and returns the size of its archive."""
+    folder = harness.directory / "trial" / "InputArchive"
     folder.mkdir(parents=True, exist_ok=True)
-    desk.source.write_bytes(source)
-    (folder / desk.source.name).write_bytes(source)
+    harness.source.write_bytes(source)
+    (folder / harness.source.name).write_bytes(source)
     zip_file = folder.with_suffix(".zip")
     words = ["-c", "-k", "--keepParent", str(folder), str(zip_file)]
-    subprocess.run([str(desk.program.with_name(ARCHIVER)), *words], check=True)
+    subprocess.run([str(harness.program.with_name(ARCHIVER)), *words], check=True)
     size = zip_file.stat().st_size
     shutil.rmtree(folder.parent)
     return size

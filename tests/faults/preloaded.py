@@ -8,7 +8,7 @@ import time
 from pathlib import Path
 
 import pytest
-from desk import PATIENCE
+from host_harness import PATIENCE
 from standin.record import wait_until
 
 _CELL = struct.Struct("=q")

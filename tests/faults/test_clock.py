@@ -8,13 +8,13 @@ from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
-from desk import PATIENCE
+from fault_scenario import FaultScenario
+from host_harness import PATIENCE
 from host_view import A_DAY, CONNECTING, sections, will_retry
-from ordeal import Ordeal
 from preloaded import ShiftedClock
-from prompt_end import ends_at_once
 from standin.record import wait_until
 from terminal_host import Conversion
+from timely_exit import ends_at_once
 
 HOURS = 3600
 JUMPS = [7 * HOURS, -9 * HOURS]
@@ -31,7 +31,7 @@ def clock(program: Path, tmp_path: Path) -> ShiftedClock:
 
 @pytest.fixture
 def host() -> Iterator[subprocess.Popen]:
-    """A process that stands for the host. Asked for before the ordeal, which it is no part of."""
+    """A process that stands for the host. Asked for before the scenario, which it is no part of."""
     with subprocess.Popen(["sleep", "600"]) as process:
         yield process
         process.kill()
@@ -50,47 +50,49 @@ def test_the_library_shifts_the_time_of_day(clock: ShiftedClock, jump: int) -> N
 
 
 def test_the_library_shifts_the_clock_that_the_program_waits_by(
-    ordeal: Ordeal, clock: ShiftedClock
+    scenario: FaultScenario, clock: ShiftedClock
 ) -> None:
     # What would happen if the countdown went by a clock that jumps: back by hours, it stands still.
     own_clock = {"server_destinations": "", "overrides": clock.environment}
-    conversion = ordeal.begin(retry_delay=A_DAY, **own_clock)
+    conversion = scenario.begin(retry_delay=A_DAY, **own_clock)
     conversion.wait_for(will_retry(A_DAY), PATIENCE)
     clock.set("monotonic_offset", -9 * HOURS)
     # Another program, begun only now, goes on counting meanwhile.
-    other = ordeal.begin(retry_delay=3, server_destinations="")
+    other = scenario.begin(retry_delay=3, server_destinations="")
     other.wait_for(COUNTDOWN[0], PATIENCE)
     shown = sections(conversion)
     other.wait_for(COUNTDOWN[2], PATIENCE)
     assert sections(conversion) == shown
     for one in (conversion, other):
         one.cancel()
-        assert ordeal.end_of(one).titles[-1] == "Canceling..."
+        assert scenario.end_of(one).titles[-1] == "Canceling..."
 
 
 @pytest.mark.parametrize("jumps", [JUMPS, JUMPS[::-1]], ids=["on and back", "back and on"])
-def test_a_countdown_takes_its_time(ordeal: Ordeal, clock: ShiftedClock, jumps: list[int]) -> None:
+def test_a_countdown_takes_its_time(
+    scenario: FaultScenario, clock: ShiftedClock, jumps: list[int]
+) -> None:
     scripts = [ENDS_BEFORE_THE_HELLO, {}]
-    conversion = ordeal.begin(scripts, retry_delay=3, overrides=clock.environment)
+    conversion = scenario.begin(scripts, retry_delay=3, overrides=clock.environment)
     for section, jump in zip(COUNTDOWN, jumps):
         conversion.wait_for(section, PATIENCE)
         clock.set("offset", jump)
-    outcome = ordeal.end_of(conversion)
+    outcome = scenario.end_of(conversion)
     assert outcome.sections[:5] == (CONNECTING, *COUNTDOWN, CONNECTING), outcome.report()
     # One second before each of its sections, and one behind the last.
     assert outcome.sections[4].at > 3.9, outcome.report()
     assert outcome.status == 0
-    ordeal.assert_survived(outcome)
+    scenario.assert_survived(outcome)
 
 
 def _forwarding_to(
-    ordeal: Ordeal, clock: ShiftedClock, host: subprocess.Popen, script: dict
+    scenario: FaultScenario, clock: ShiftedClock, host: subprocess.Popen, script: dict
 ) -> Conversion:
     """A conversation with a tool whose host is polled, on its way with the clock as it is."""
-    conversion = ordeal.begin(
+    conversion = scenario.begin(
         script, tool=CONVERTER, host_pid=host.pid, overrides=clock.environment
     )
-    ordeal.desk.server.begun(1).wait_for_frame("InputArchive", timeout=PATIENCE)
+    scenario.harness.server.begun(1).wait_for_frame("InputArchive", timeout=PATIENCE)
     return conversion
 
 
@@ -110,24 +112,24 @@ ENDS: dict[str, Callable[[Conversion, subprocess.Popen], object]] = {
 @pytest.mark.parametrize("jump", JUMPS)
 @pytest.mark.parametrize("end", ENDS)
 def test_the_host_is_polled_as_ever(
-    host: subprocess.Popen, ordeal: Ordeal, clock: ShiftedClock, end: str, jump: int
+    host: subprocess.Popen, scenario: FaultScenario, clock: ShiftedClock, end: str, jump: int
 ) -> None:
     waits = {"InputArchiveAcknowledgement": {"instead": {"await": "never"}}}
-    conversion = _forwarding_to(ordeal, clock, host, waits)
+    conversion = _forwarding_to(scenario, clock, host, waits)
     _jump(clock, jump)
     outcome = ends_at_once(conversion, lambda: ENDS[end](conversion, host))
     assert outcome.status == 1, outcome.report()
-    ordeal.assert_survived(outcome)
+    scenario.assert_survived(outcome)
 
 
 @pytest.mark.parametrize("jump", JUMPS)
 def test_a_conversation_goes_on_to_its_end(
-    host: subprocess.Popen, ordeal: Ordeal, clock: ShiftedClock, jump: int
+    host: subprocess.Popen, scenario: FaultScenario, clock: ShiftedClock, jump: int
 ) -> None:
     waits = {"InputArchiveAcknowledgement": {"before": {"await": "go"}}}
-    conversion = _forwarding_to(ordeal, clock, host, waits)
+    conversion = _forwarding_to(scenario, clock, host, waits)
     _jump(clock, jump)
-    ordeal.desk.server.file("go").touch()
-    outcome = ordeal.end_of(conversion)
+    scenario.harness.server.file("go").touch()
+    outcome = scenario.end_of(conversion)
     assert outcome.status == 0, outcome.report()
-    ordeal.assert_survived(outcome)
+    scenario.assert_survived(outcome)

@@ -7,13 +7,12 @@ import shlex
 from pathlib import Path
 
 import pytest
-from desk import PATIENCE
-from endings import lost_in
+from assertions import lost_in
+from fault_scenario import FaultScenario
+from host_harness import PATIENCE
 from host_view import CONNECTING, log_lines, will_retry
-from ordeal import Ordeal
-from prompt_end import ends_at_once, wait_for_wake_ups
 from relay import TO_CLIENT, TO_SERVER, Fault, Relay
-from stations import (
+from session_states import (
     FORWARDING,
     SENDING,
     STATES,
@@ -23,6 +22,7 @@ from stations import (
     WAITING_FOR_START,
 )
 from terminal_host import Outcome
+from timely_exit import ends_at_once, wait_for_wake_ups
 
 CUTTER = Path(__file__).parent / "frame_cutter.py"
 DELIVERED = "delivered"
@@ -69,66 +69,66 @@ def errors(outcome: Outcome) -> list[str]:
     return [line for line in log_lines(outcome) if line.startswith("ERROR: ")]
 
 
-def assert_tried_again(ordeal: Ordeal, outcome: Outcome) -> None:
+def assert_tried_again(scenario: FaultScenario, outcome: Outcome) -> None:
     """The second connection brought what the first one could not."""
     assert outcome.sections.count(CONNECTING) == 2, outcome.report()
     assert errors(outcome) == []
-    assert outcome.status == 0 and ordeal.desk.result.read_bytes() == ordeal.whole_result()
+    assert outcome.status == 0 and scenario.harness.result.read_bytes() == scenario.whole_result()
 
 
-def assert_delivered(ordeal: Ordeal, outcome: Outcome) -> None:
+def assert_delivered(scenario: FaultScenario, outcome: Outcome) -> None:
     """Nobody noticed: all had been said."""
     assert outcome.sections.count(CONNECTING) == 1 and errors(outcome) == []
-    assert outcome.status == 0 and ordeal.desk.result.read_bytes() == ordeal.whole_result()
+    assert outcome.status == 0 and scenario.harness.result.read_bytes() == scenario.whole_result()
 
 
-def assert_lost_in(ordeal: Ordeal, outcome: Outcome, state: str) -> None:
+def assert_lost_in(scenario: FaultScenario, outcome: Outcome, state: str) -> None:
     """The session ended there, with the line that says so and without a result."""
     assert outcome.sections.count(CONNECTING) == 1, outcome.report()
     assert [lost_in(line) for line in errors(outcome)] == [state], outcome.report()
-    assert outcome.status == 0 and not ordeal.desk.result.exists()
+    assert outcome.status == 0 and not scenario.harness.result.exists()
 
 
 @pytest.mark.parametrize(("direction", "character", "place", "state"), frame_cuts())
 def test_a_cut_in_a_frame(
-    ordeal: Ordeal, direction: str, character: str, place: str, state: str
+    scenario: FaultScenario, direction: str, character: str, place: str, state: str
 ) -> None:
-    desk = ordeal.desk
-    mark = desk.directory / "cut"
-    cutter = [CUTTER, direction, character, place, mark, desk.server.command_path]
-    command = desk.directory / "command"
+    harness = scenario.harness
+    mark = harness.directory / "cut"
+    cutter = [CUTTER, direction, character, place, mark, harness.server.command_path]
+    command = harness.directory / "command"
     words = " ".join(shlex.quote(str(word)) for word in cutter)
     command.write_text(f'#!/bin/sh\nexec /usr/bin/python3 -IS {words} "$@"\n')
     command.chmod(0o755)
-    here = desk.sshd.destination()
-    outcome = ordeal.convert(server_command_path=command, server_destinations=[here, here])
+    here = harness.sshd.destination()
+    outcome = scenario.convert(server_command_path=command, server_destinations=[here, here])
     assert mark.exists(), outcome.report()
     if state == WAITING_FOR_HELLO:
-        assert_tried_again(ordeal, outcome)
+        assert_tried_again(scenario, outcome)
     elif state == DELIVERED:
-        assert_delivered(ordeal, outcome)
-        assert "OutputArchiveAcknowledgement" not in desk.connection().types_received
+        assert_delivered(scenario, outcome)
+        assert "OutputArchiveAcknowledgement" not in harness.connection().types_received
     else:
-        assert_lost_in(ordeal, outcome, state)
-    ordeal.assert_survived(outcome)
+        assert_lost_in(scenario, outcome, state)
+    scenario.assert_survived(outcome)
 
 
-def assert_as_described(ordeal: Ordeal, outcome: Outcome) -> str:
+def assert_as_described(scenario: FaultScenario, outcome: Outcome) -> str:
     """Tried again where the server's hello was not there yet, lost with a line or delivered after
     that; gives which. The server's record must agree."""
-    *failed, last = ordeal.desk.server.connections
+    *failed, last = scenario.harness.server.connections
     if outcome.sections.count(CONNECTING) == 2:
         received = [record.types_received for record in failed]
         assert received in ([], [[]]), "a session that has begun begins nowhere else"
-        assert_tried_again(ordeal, outcome)
+        assert_tried_again(scenario, outcome)
         return "tried again"
     assert failed == [] and last.sent[0].type == "ServerHello"
     if not errors(outcome):
-        assert_delivered(ordeal, outcome)
+        assert_delivered(scenario, outcome)
         return DELIVERED
     state = lost_in(errors(outcome)[0])
     assert state in STATES and state != WAITING_FOR_HELLO
-    assert_lost_in(ordeal, outcome, state)
+    assert_lost_in(scenario, outcome, state)
     return state
 
 
@@ -146,68 +146,70 @@ def wire_cuts() -> list:
 
 
 @pytest.mark.parametrize("fault", wire_cuts())
-def test_a_cut_on_the_wire(ordeal: Ordeal, fault: Fault) -> None:
-    with Relay(ordeal.desk.sshd.port, fault) as relay:
-        destination = relay.destination(ordeal.desk.sshd.user)
-        outcome = ordeal.convert(server_destinations=[destination] * 2)
+def test_a_cut_on_the_wire(scenario: FaultScenario, fault: Fault) -> None:
+    with Relay(scenario.harness.sshd.port, fault) as relay:
+        destination = relay.destination(scenario.harness.sshd.user)
+        outcome = scenario.convert(server_destinations=[destination] * 2)
     assert relay.has_struck.is_set(), relay.passed
-    print(assert_as_described(ordeal, outcome))
-    ordeal.assert_survived(outcome)
+    print(assert_as_described(scenario, outcome))
+    scenario.assert_survived(outcome)
 
 
-def test_a_cut_before_the_hello_is_followed_by_a_retry(ordeal: Ordeal) -> None:
-    with Relay(ordeal.desk.sshd.port, Fault(TO_CLIENT, 3000, "cut")) as relay:
-        outcome = ordeal.convert(
-            server_destinations=relay.destination(ordeal.desk.sshd.user), retry_delay=1
+def test_a_cut_before_the_hello_is_followed_by_a_retry(scenario: FaultScenario) -> None:
+    with Relay(scenario.harness.sshd.port, Fault(TO_CLIENT, 3000, "cut")) as relay:
+        outcome = scenario.convert(
+            server_destinations=relay.destination(scenario.harness.sshd.user), retry_delay=1
         )
     assert outcome.sections[:3] == (CONNECTING, will_retry(1, "second"), CONNECTING)
-    assert_tried_again(ordeal, outcome)
-    ordeal.assert_survived(outcome)
+    assert_tried_again(scenario, outcome)
+    scenario.assert_survived(outcome)
 
 
-def test_2_kilobytes_a_second_are_enough(ordeal: Ordeal) -> None:
-    with Relay(ordeal.desk.sshd.port, bytes_per_second=2_000) as relay:
-        outcome = ordeal.convert(server_destinations=relay.destination(ordeal.desk.sshd.user))
+def test_2_kilobytes_a_second_are_enough(scenario: FaultScenario) -> None:
+    with Relay(scenario.harness.sshd.port, bytes_per_second=2_000) as relay:
+        outcome = scenario.convert(
+            server_destinations=relay.destination(scenario.harness.sshd.user)
+        )
         # What ssh says behind the program's end is not counted by its clock.
         assert outcome.duration > sum(relay.passed[0].values()) / 2_000 / 2
-    assert_delivered(ordeal, outcome)
-    ordeal.assert_survived(outcome)
+    assert_delivered(scenario, outcome)
+    scenario.assert_survived(outcome)
 
 
 @pytest.mark.parametrize("after", STALLS)
-def test_what_stands_still_for_a_while_goes_on(ordeal: Ordeal, after: int) -> None:
-    with Relay(ordeal.desk.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
-        conversion = ordeal.begin(
-            server_destinations=relay.destination(ordeal.desk.sshd.user), tool=CONVERTER
+def test_what_stands_still_for_a_while_goes_on(scenario: FaultScenario, after: int) -> None:
+    with Relay(scenario.harness.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
+        conversion = scenario.begin(
+            server_destinations=relay.destination(scenario.harness.sshd.user), tool=CONVERTER
         )
         assert relay.has_struck.wait(PATIENCE)
         wait_for_wake_ups(conversion.pid, 3)
         relay.released.set()
-        outcome = ordeal.end_of(conversion)
-    assert_delivered(ordeal, outcome)
-    ordeal.assert_survived(outcome)
+        outcome = scenario.end_of(conversion)
+    assert_delivered(scenario, outcome)
+    scenario.assert_survived(outcome)
 
 
 @pytest.mark.parametrize("after", STALLS[:2])
-def test_what_stands_still_can_be_canceled(ordeal: Ordeal, after: int) -> None:
-    with Relay(ordeal.desk.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
-        conversion = ordeal.begin(
-            server_destinations=relay.destination(ordeal.desk.sshd.user), tool=CONVERTER
+def test_what_stands_still_can_be_canceled(scenario: FaultScenario, after: int) -> None:
+    with Relay(scenario.harness.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
+        conversion = scenario.begin(
+            server_destinations=relay.destination(scenario.harness.sshd.user), tool=CONVERTER
         )
         assert relay.has_struck.wait(PATIENCE)
         outcome = ends_at_once(conversion, conversion.cancel)
         assert outcome.status == 1 and log_lines(outcome)[-1] == "User canceled"
-        ordeal.assert_survived(outcome)
+        scenario.assert_survived(outcome)
 
 
 @pytest.mark.long
 @pytest.mark.parametrize("after", range(IN_THE_SESSION, WIRE[TO_CLIENT], 400))
-def test_what_stands_still_for_good_is_given_up(ordeal: Ordeal, after: int) -> None:
+def test_what_stands_still_for_good_is_given_up(scenario: FaultScenario, after: int) -> None:
     # By ssh, which asks three times, five seconds apart, whether the server is still there.
-    with Relay(ordeal.desk.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
-        destination = relay.destination(ordeal.desk.sshd.user)
-        conversion = ordeal.begin(server_destinations=[destination] * 2)
+    with Relay(scenario.harness.sshd.port, Fault(TO_CLIENT, after, "stall")) as relay:
+        destination = relay.destination(scenario.harness.sshd.user)
+        conversion = scenario.begin(server_destinations=[destination] * 2)
         assert relay.has_struck.wait(PATIENCE)
-        outcome = ordeal.end_of(conversion)
-        print(assert_as_described(ordeal, outcome))
-        ordeal.assert_survived(outcome)
+        outcome = scenario.end_of(conversion)
+        print(assert_as_described(scenario, outcome))
+        scenario.assert_survived(outcome)

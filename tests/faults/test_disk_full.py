@@ -11,11 +11,11 @@ from pathlib import Path
 from typing import Any
 
 import pytest
+from assertions import assert_aborted
 from ballast import Ballast, pages
-from desk import PATIENCE
-from endings import assert_aborted
+from fault_scenario import FaultScenario
+from host_harness import PATIENCE
 from host_view import log_lines
-from ordeal import Ordeal
 from own_archiver import with_archiver, zipped_size
 from standin.record import wait_until
 from terminal_host import Conversion
@@ -39,43 +39,43 @@ def _noise(size: int) -> bytes:
 
 
 @pytest.fixture
-def small(ordeal: Ordeal) -> Ordeal:
-    """An ordeal whose disk has room for 16 MiB, with an earlier result at the destination."""
-    ordeal.file_system.resize("16m")
-    ordeal.desk.result.write_bytes(EARLIER)
-    return ordeal
+def small(scenario: FaultScenario) -> FaultScenario:
+    """A scenario whose disk has room for 16 MiB, with an earlier result at the destination."""
+    scenario.file_system.resize("16m")
+    scenario.harness.result.write_bytes(EARLIER)
+    return scenario
 
 
 @pytest.fixture
-def ballast(small: Ordeal) -> Iterator[Ballast]:
+def ballast(small: FaultScenario) -> Iterator[Ballast]:
     with Ballast(small.tmpfs) as weight:
         yield weight
 
 
-def _begin_held(ordeal: Ordeal, script: dict[str, Any], **options: Any) -> Conversion:
+def _begin_held(scenario: FaultScenario, script: dict[str, Any], **options: Any) -> Conversion:
     """A conversion that stands where the script holds it; `_go_on` lets it go."""
-    ordeal.desk.server.file("converted").write_bytes(_noise(SIZE))
-    conversion = ordeal.begin(script, **options)
-    wait_until(ordeal.desk.server.file("held").exists, PATIENCE, "the held server")
+    scenario.harness.server.file("converted").write_bytes(_noise(SIZE))
+    conversion = scenario.begin(script, **options)
+    wait_until(scenario.harness.server.file("held").exists, PATIENCE, "the held server")
     return conversion
 
 
-def _go_on(ordeal: Ordeal) -> None:
-    ordeal.desk.server.file("go").touch()
+def _go_on(scenario: FaultScenario) -> None:
+    scenario.harness.server.file("go").touch()
 
 
-def _working_directory(ordeal: Ordeal) -> Path:
-    [directory] = ordeal.tmpfs.iterdir()
+def _working_directory(scenario: FaultScenario) -> Path:
+    [directory] = scenario.tmpfs.iterdir()
     return directory
 
 
-def test_no_room_for_the_identity(small: Ordeal, ballast: Ballast) -> None:
+def test_no_room_for_the_identity(small: FaultScenario, ballast: Ballast) -> None:
     ballast.leave(0)
     outcome = small.convert()
     first, second = log_lines(outcome)
     assert (outcome.status, first) == (1, NO_IDENTITY), outcome.report()
     assert second.startswith("Error: write: No space left on device (") and "/identity)" in second
-    assert small.desk.server.connections == [] and small.desk.result.read_bytes() == EARLIER
+    assert small.harness.server.connections == [] and small.harness.result.read_bytes() == EARLIER
     small.assert_survived(outcome)
 
 
@@ -86,31 +86,31 @@ def test_no_room_for_the_identity(small: Ordeal, ballast: Ballast) -> None:
         pytest.param(2, f"/identity: {FULL}", id="only for the directory"),
     ],
 )
-def test_no_room_for_another_name(small: Ordeal, inodes: int, error: str) -> None:
+def test_no_room_for_another_name(small: FaultScenario, inodes: int, error: str) -> None:
     options = f"remount,nr_inodes={inodes}"
     subprocess.run(["mount", "-o", options, str(small.tmpfs)], check=True)
     outcome = small.convert()
     first, second = log_lines(outcome)[-2:]
     assert (outcome.status, first) == (1, NO_IDENTITY), outcome.report()
     assert second.startswith("Error: ") and second.endswith(error)
-    assert small.desk.server.connections == []
+    assert small.harness.server.connections == []
     small.assert_survived(outcome)
 
 
-def test_no_room_for_the_copy_of_the_source(small: Ordeal, ballast: Ballast) -> None:
-    small.desk.source.write_bytes(_noise(SIZE))
+def test_no_room_for_the_copy_of_the_source(small: FaultScenario, ballast: Ballast) -> None:
+    small.harness.source.write_bytes(_noise(SIZE))
     conversion = _begin_held(small, BEFORE_UPLOAD)
-    copy = _working_directory(small) / "InputArchive" / small.desk.source.name
+    copy = _working_directory(small) / "InputArchive" / small.harness.source.name
     ballast.leave(SIZE // 2)
     _go_on(small)
     outcome = small.end_of(conversion)
-    assert_aborted(small.desk, outcome, NO_COPY, error=f"write: {FULL} ({copy})")
+    assert_aborted(small.harness, outcome, NO_COPY, error=f"write: {FULL} ({copy})")
     small.assert_survived(outcome)
-    assert small.desk.result.read_bytes() == EARLIER
+    assert small.harness.result.read_bytes() == EARLIER
 
 
-def test_no_room_for_the_archive(small: Ordeal, ballast: Ballast) -> None:
-    small.desk.source.write_bytes(_noise(SIZE))
+def test_no_room_for_the_archive(small: FaultScenario, ballast: Ballast) -> None:
+    small.harness.source.write_bytes(_noise(SIZE))
     conversion = _begin_held(small, BEFORE_UPLOAD)
     zip_file = _working_directory(small) / "InputArchive.zip"
     ballast.leave(SIZE + SIZE // 2)
@@ -118,21 +118,21 @@ def test_no_room_for_the_archive(small: Ordeal, ballast: Ballast) -> None:
     outcome = small.end_of(conversion)
     cause = f"ZanburyArchiver: cannot write '{zip_file}': {FULL}"
     reason = "Could not create InputArchive.zip"
-    assert_aborted(small.desk, outcome, reason, before=(cause,))
+    assert_aborted(small.harness, outcome, reason, before=(cause,))
     small.assert_survived(outcome)
-    assert small.desk.result.read_bytes() == EARLIER
+    assert small.harness.result.read_bytes() == EARLIER
 
 
-def test_no_room_for_the_encrypted_archive(small: Ordeal, ballast: Ballast) -> None:
+def test_no_room_for_the_encrypted_archive(small: FaultScenario, ballast: Ballast) -> None:
     # The archive stays until all of it is encrypted: there is room for half of that.
-    zipped = zipped_size(small.desk, _noise(SIZE))
+    zipped = zipped_size(small.harness, _noise(SIZE))
     conversion = _begin_held(small, BEFORE_UPLOAD)
     ballast.leave(pages(SIZE) + pages(zipped) + zipped // 2)
     _go_on(small)
     outcome = small.end_of(conversion)
-    assert_aborted(small.desk, outcome, "Could not encrypt InputArchive.zip")
+    assert_aborted(small.harness, outcome, "Could not encrypt InputArchive.zip")
     small.assert_survived(outcome)
-    assert small.desk.result.read_bytes() == EARLIER
+    assert small.harness.result.read_bytes() == EARLIER
 
 
 SHORTAGES = {
@@ -150,7 +150,7 @@ SHORTAGES = {
 
 @pytest.mark.parametrize(("room", "lines"), SHORTAGES.values(), ids=SHORTAGES.keys())
 def test_no_room_to_take_the_result_in(
-    small: Ordeal, ballast: Ballast, room: float, lines: list[str]
+    small: FaultScenario, ballast: Ballast, room: float, lines: list[str]
 ) -> None:
     # It is there three times in the end: as it came, as an archive, and unpacked.
     conversion = _begin_held(small, BEFORE_DOWNLOAD)
@@ -159,12 +159,14 @@ def test_no_room_to_take_the_result_in(
     outcome = small.end_of(conversion)
     assert (outcome.status, log_lines(outcome)) == (1, lines), outcome.report()
     small.assert_survived(outcome)
-    assert small.desk.result.read_bytes() == EARLIER and not small.desk.logs.exists()
+    assert small.harness.result.read_bytes() == EARLIER and not small.harness.logs.exists()
 
 
-def test_the_room_of_the_upload_is_there_for_the_result(small: Ordeal, ballast: Ballast) -> None:
+def test_the_room_of_the_upload_is_there_for_the_result(
+    small: FaultScenario, ballast: Ballast
+) -> None:
     # What was uploaded lies there twice, as a copy and encrypted; what comes back, three times.
-    small.desk.source.write_bytes(_noise(SIZE))
+    small.harness.source.write_bytes(_noise(SIZE))
     answer = {"before": HELD, "destFileName": "result.csv", **RESULT}
     conversion = _begin_held(small, {"Conversion": {"instead": []}, "OutputArchive": answer})
     ballast.leave(SIZE + SIZE // 5)
@@ -175,18 +177,18 @@ def test_the_room_of_the_upload_is_there_for_the_result(small: Ordeal, ballast: 
 
 
 def test_a_disk_that_becomes_full_behind_the_unpacking_does_not_matter(
-    small: Ordeal, tmp_path: Path
+    small: FaultScenario, tmp_path: Path
 ) -> None:
     # Delivery takes nothing more of the disk that the program works on.
     fill = '"$real" "$@"; [ "$1" = -c ] || dd if=/dev/zero "of=$4/full" bs=1M 2>/dev/null; df "$4"'
-    program = with_archiver(small.desk.program, tmp_path / "own", f"{fill} > '{tmp_path}/df'")
+    program = with_archiver(small.harness.program, tmp_path / "own", f"{fill} > '{tmp_path}/df'")
     conversion = _begin_held(small, BEFORE_DOWNLOAD, program=program)
     _go_on(small)
     outcome = small.end_of(conversion)
     assert " 100% " in (tmp_path / "df").read_text()
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert small.desk.result.read_bytes() == _noise(SIZE)
-    assert (small.desk.logs / "tool.log").read_text() == "done\n"
+    assert small.harness.result.read_bytes() == _noise(SIZE)
+    assert (small.harness.logs / "tool.log").read_text() == "done\n"
     small.assert_survived(outcome, whole=_noise(SIZE))
 
 
@@ -201,24 +203,24 @@ def target(tmp_path: Path) -> Iterator[Tmpfs]:
         yield disk
 
 
-def test_no_room_for_the_converted_file(small: Ordeal, target: Tmpfs) -> None:
+def test_no_room_for_the_converted_file(small: FaultScenario, target: Tmpfs) -> None:
     # The earlier result had to go first, for the new one may need its room: of both nothing is
     # left, and the status and the last lines say that there is no result.
-    small.desk.result = target.path / "result.csv"
-    small.desk.result.write_bytes(EARLIER)
+    small.harness.result = target.path / "result.csv"
+    small.harness.result.write_bytes(EARLIER)
     outcome = small.convert({"OutputArchive": {"converted": {"fill": 2_000_000}}})
     reason, error = log_lines(outcome)
     assert (outcome.status, reason) == (1, NO_DELIVERY), outcome.report()
-    assert error == f"Error: write: {FULL} ({small.desk.result})"
+    assert error == f"Error: write: {FULL} ({small.harness.result})"
     assert list(target.path.iterdir()) == []
     small.assert_survived(outcome)
 
 
 def test_the_room_of_the_earlier_result_is_there_for_the_new_one(
-    small: Ordeal, target: Tmpfs
+    small: FaultScenario, target: Tmpfs
 ) -> None:
-    small.desk.result = target.path / "result.csv"
-    small.desk.result.write_bytes(bytes(1 << 20))
+    small.harness.result = target.path / "result.csv"
+    small.harness.result.write_bytes(bytes(1 << 20))
     assert os.statvfs(target.path).f_bavail == 0
     outcome = small.convert({"OutputArchive": {"converted": {"fill": 1 << 20, "byte": 55}}})
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
@@ -232,7 +234,7 @@ LOGS_MISSING = {
 
 
 @pytest.mark.parametrize("place", LOGS_MISSING)
-def test_no_room_for_the_logs(small: Ordeal, target: Tmpfs, place: str) -> None:
+def test_no_room_for_the_logs(small: FaultScenario, target: Tmpfs, place: str) -> None:
     # The converted file is delivered before them and stays, whole; the status says failure.
     logs = target.path / "logs"
     if place == "there already":
@@ -244,7 +246,7 @@ def test_no_room_for_the_logs(small: Ordeal, target: Tmpfs, place: str) -> None:
     reason, error = log_lines(outcome)
     assert (outcome.status, reason) == (1, LOGS_MISSING[place]), outcome.report()
     assert error == f"Error: write: {FULL} ({logs}/tool.log)"
-    assert small.desk.result.read_text() == "whole\n"
+    assert small.harness.result.read_text() == "whole\n"
     left = [path.name for path in target.path.rglob("*")]
     assert sorted(left) == (["logs", "older.log"] if place == "there already" else [])
     small.assert_survived(outcome)

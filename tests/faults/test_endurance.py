@@ -3,13 +3,13 @@
 from __future__ import annotations
 
 import pytest
-from dead_ends import beyond
-from desk import PATIENCE
-from holdings import in_a_pause
+from fault_scenario import FaultScenario
+from host_harness import PATIENCE
 from host_view import CONNECTING, log_lines
-from ordeal import Ordeal
-from stations import WAITING_FOR_HANDSHAKE, in_state
+from resource_snapshot import in_a_pause
+from session_states import WAITING_FOR_HANDSHAKE, in_state
 from terminal_host import Conversion, Outcome
+from unreachable_servers import beyond
 
 NOISE = 65_536  # bytes; what a page more or less here and there comes to
 NOWHERE = beyond(7)
@@ -21,7 +21,9 @@ def attempts(conversion: Conversion) -> int:
     return conversion.events.count(CONNECTING)
 
 
-def assert_steady(ordeal: Ordeal, conversion: Conversion, first: int, last: int) -> Outcome:
+def assert_steady(
+    scenario: FaultScenario, conversion: Conversion, first: int, last: int
+) -> Outcome:
     """After so many attempts it holds what it held after the first so many, and no more memory."""
     conversion.wait_until(lambda now: attempts(now) >= first, PATIENCE + first)
     before, memory_before = in_a_pause(conversion, PATIENCE)
@@ -32,34 +34,34 @@ def assert_steady(ordeal: Ordeal, conversion: Conversion, first: int, last: int)
     print(f"memory: {memory_before} bytes after {first}, {memory_after} after {last} attempts")
     assert memory_after - memory_before <= NOISE, f"{memory_before} became {memory_after}"
     conversion.cancel()
-    outcome = ordeal.end_of(conversion)
+    outcome = scenario.end_of(conversion)
     assert log_lines(outcome)[-1] == "User canceled"
-    ordeal.assert_survived(outcome, bound=float("inf"))
+    scenario.assert_survived(outcome, bound=float("inf"))
     return outcome
 
 
-def test_150_attempts_that_fail_at_once(ordeal: Ordeal) -> None:
-    conversion = ordeal.begin(server_destinations=[beyond(1)] * 25, retry_delay=0)
-    assert_steady(ordeal, conversion, 50, 150)
+def test_150_attempts_that_fail_at_once(scenario: FaultScenario) -> None:
+    conversion = scenario.begin(server_destinations=[beyond(1)] * 25, retry_delay=0)
+    assert_steady(scenario, conversion, 50, 150)
 
 
-def test_15_handshakes_that_lead_nowhere(ordeal: Ordeal) -> None:
+def test_15_handshakes_that_lead_nowhere(scenario: FaultScenario) -> None:
     # Each takes new keys, and then one more attempt at where it was sent.
-    here = [ordeal.desk.sshd.destination()] * 5
-    conversion = ordeal.begin(SENDS_NOWHERE, server_destinations=here, retry_delay=0)
-    assert_steady(ordeal, conversion, 10, 30)
+    here = [scenario.harness.sshd.destination()] * 5
+    conversion = scenario.begin(SENDS_NOWHERE, server_destinations=here, retry_delay=0)
+    assert_steady(scenario, conversion, 10, 30)
 
 
 @pytest.mark.long
 @pytest.mark.timeout(3600)
-def test_a_thousand_retries(ordeal: Ordeal) -> None:
-    conversion = ordeal.begin(server_destinations=beyond(1), retry_delay=0)
-    assert_steady(ordeal, conversion, 100, 1000)
+def test_a_thousand_retries(scenario: FaultScenario) -> None:
+    conversion = scenario.begin(server_destinations=beyond(1), retry_delay=0)
+    assert_steady(scenario, conversion, 100, 1000)
 
 
 @pytest.mark.long
 @pytest.mark.timeout(3600)
-def test_a_thousand_handshakes_that_lead_nowhere(ordeal: Ordeal) -> None:
-    here = [ordeal.desk.sshd.destination()] * 10
-    conversion = ordeal.begin(SENDS_NOWHERE, server_destinations=here, retry_delay=0)
-    assert_steady(ordeal, conversion, 200, 2000)
+def test_a_thousand_handshakes_that_lead_nowhere(scenario: FaultScenario) -> None:
+    here = [scenario.harness.sshd.destination()] * 10
+    conversion = scenario.begin(SENDS_NOWHERE, server_destinations=here, retry_delay=0)
+    assert_steady(scenario, conversion, 200, 2000)

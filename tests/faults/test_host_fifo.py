@@ -14,14 +14,14 @@ from pathlib import Path
 from typing import Any
 
 import pytest
-from desk import PATIENCE
+from fault_scenario import FaultScenario
+from held_states import HELD, begin_held, go
+from host_harness import PATIENCE
 from host_messages import CANCELING, CONNECTING, PATIENT
 from host_view import log_lines
-from ordeal import Ordeal
-from prompt_end import assert_idle, ends_at_once, wait_for_wake_ups
-from stages import HELD, begin_held, go
 from standin.record import wait_until
 from terminal_host import Conversion
+from timely_exit import assert_idle, ends_at_once, wait_for_wake_ups
 from unread_fifo import UNTAKEN, UnreadFifo, unread_fifo
 
 CONVERTER = "ZanburyConverter"
@@ -42,26 +42,26 @@ def _end(host: subprocess.Popen) -> None:
 
 
 @pytest.fixture
-def output(ordeal: Ordeal) -> Iterator[UnreadFifo]:
-    with unread_fifo(ordeal.desk.directory / "out") as fifo:
+def output(scenario: FaultScenario) -> Iterator[UnreadFifo]:
+    with unread_fifo(scenario.harness.directory / "out") as fifo:
         yield fifo
 
 
 @pytest.fixture
-def given(ordeal: Ordeal) -> Iterator[UnreadFifo]:
-    with unread_fifo(ordeal.desk.directory / "in") as fifo:
+def given(scenario: FaultScenario) -> Iterator[UnreadFifo]:
+    with unread_fifo(scenario.harness.directory / "in") as fifo:
         yield fifo
 
 
-Begin = Callable[[Ordeal, UnreadFifo, dict[str, Any]], Conversion]
+Begin = Callable[[FaultScenario, UnreadFifo, dict[str, Any]], Conversion]
 
 
 def _stuck_at_the_first_message(
-    ordeal: Ordeal, output: UnreadFifo, options: dict[str, Any]
+    scenario: FaultScenario, output: UnreadFifo, options: dict[str, Any]
 ) -> Conversion:
     output.fill()
-    conversion = ordeal.begin({}, **options)
-    wait_until(lambda: bool(os.listdir(ordeal.tmpfs)), PATIENCE, "the working directory")
+    conversion = scenario.begin({}, **options)
+    wait_until(lambda: bool(os.listdir(scenario.tmpfs)), PATIENCE, "the working directory")
     return conversion
 
 
@@ -69,11 +69,11 @@ def _stuck_in(stage: str, sign: bytes, *actions: Any) -> Begin:
     """Begins a conversion whose host reads up to `sign`, which `actions` before that stage may
     cause, and nothing of what the stage leads to."""
 
-    def begin(ordeal: Ordeal, output: UnreadFifo, options: dict[str, Any]) -> Conversion:
-        conversion = begin_held(ordeal, {stage: {"before": [*actions, *HELD]}}, **options)
+    def begin(scenario: FaultScenario, output: UnreadFifo, options: dict[str, Any]) -> Conversion:
+        conversion = begin_held(scenario, {stage: {"before": [*actions, *HELD]}}, **options)
         output.read_until(sign)
         output.fill()
-        go(ordeal.desk)
+        go(scenario.harness)
         return conversion
 
     return begin
@@ -107,7 +107,7 @@ CASES = [
 
 @pytest.mark.parametrize(("stage", "tool", "reason"), CASES)
 def test_who_is_stuck_is_idle_and_ends_at_once(
-    ordeal: Ordeal,
+    scenario: FaultScenario,
     output: UnreadFifo,
     given: UnreadFifo,
     host: subprocess.Popen,
@@ -116,7 +116,7 @@ def test_who_is_stuck_is_idle_and_ends_at_once(
     reason: str,
 ) -> None:
     fifos = {"input_fifo_path": given.path, "output_fifo_path": output.path}
-    conversion = STUCK[stage](ordeal, output, {**fifos, "tool": tool, "host_pid": host.pid})
+    conversion = STUCK[stage](scenario, output, {**fifos, "tool": tool, "host_pid": host.pid})
     wait_for_wake_ups(conversion.pid, 5)
     assert_idle(conversion.pid)
     outcome = ends_at_once(conversion, lambda: CAUSES[reason](given, conversion, host))
@@ -126,7 +126,7 @@ def test_who_is_stuck_is_idle_and_ends_at_once(
     assert untaken == [] or (reason, untaken) == ("User canceled", UNTAKEN), outcome.report()
     assert CANCELING not in output.read(), "there was no room for it"
     _end(host)
-    ordeal.assert_survived(outcome)
+    scenario.assert_survived(outcome)
 
 
 def _become_files(path: Path) -> None:
@@ -148,7 +148,7 @@ REPLACED: dict[str, Callable[[Path], object]] = {
 
 @pytest.mark.parametrize("become", REPLACED.values(), ids=REPLACED.keys())
 def test_what_becomes_of_the_paths_later_does_not_matter(
-    ordeal: Ordeal,
+    scenario: FaultScenario,
     output: UnreadFifo,
     given: UnreadFifo,
     become: Callable[[Path], object],
@@ -157,22 +157,24 @@ def test_what_becomes_of_the_paths_later_does_not_matter(
     steps = [{"forward": "ready"}, *HELD, {"forwarded": 5}, {"echo": 5}]
     script = {"Conversion": {"before": steps}}
     fifos = {"input_fifo_path": given.path, "output_fifo_path": output.path}
-    conversion = begin_held(ordeal, script, **fifos)
+    conversion = begin_held(scenario, script, **fifos)
     output.read_until(b"ready")
     become(given.path)
     become(output.path)
-    go(ordeal.desk)
+    go(scenario.harness)
     given.write(b"heard")
-    outcome = ordeal.end_of(conversion)
+    outcome = scenario.end_of(conversion)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
     assert output.read().partition(PATIENT)[2].startswith(b"readyheard")
-    assert ordeal.desk.result.read_bytes() == ordeal.whole_result()
-    ordeal.assert_survived(outcome)
+    assert scenario.harness.result.read_bytes() == scenario.whole_result()
+    scenario.assert_survived(outcome)
 
 
 @pytest.mark.parametrize("tool", TOOLS)
-def test_one_path_for_both_is_a_cancel(ordeal: Ordeal, output: UnreadFifo, tool: str) -> None:
+def test_one_path_for_both_is_a_cancel(
+    scenario: FaultScenario, output: UnreadFifo, tool: str
+) -> None:
     both = {"input_fifo_path": output.path, "output_fifo_path": output.path}
-    outcome = ordeal.convert(tool=tool, **both)
+    outcome = scenario.convert(tool=tool, **both)
     assert (outcome.status, log_lines(outcome)) == (1, ["User canceled"]), outcome.report()
-    ordeal.assert_survived(outcome)
+    scenario.assert_survived(outcome)

@@ -8,12 +8,12 @@ from collections.abc import Callable, Iterator
 from pathlib import Path
 
 import pytest
+from fault_scenario import FaultScenario
 from injection.campaign import sample
 from injection.case import BROKEN, FAILED_CLEANLY, NOT_REACHED, Case, starvations
+from injection.case_runner import CaseRunner
 from injection.kinds import Kind
 from injection.trace import Trace
-from injection.workshop import Workshop
-from ordeal import Ordeal
 from wrapped_program import after
 
 # How many of each target's cases; all of them take a quarter of an hour.
@@ -22,46 +22,46 @@ SAMPLE = [(name, index) for name, size in SAMPLE_SIZES.items() for index in rang
 
 
 @pytest.fixture(scope="module")
-def workshop(program: Path) -> Iterator[Workshop]:
-    with Workshop(program) as made:
+def runner(program: Path) -> Iterator[CaseRunner]:
+    with CaseRunner(program) as made:
         yield made
 
 
 @pytest.fixture(scope="module")
-def cases(workshop: Workshop) -> Callable[[str], list[Case]]:
+def cases(runner: CaseRunner) -> Callable[[str], list[Case]]:
     """All cases of a target, found once."""
-    return functools.cache(workshop.cases)
+    return functools.cache(runner.cases)
 
 
 @pytest.fixture(scope="module")
-def trace(workshop: Workshop) -> Trace:
+def trace(runner: CaseRunner) -> Trace:
     """All calls of the program in a conversion without a fault."""
-    return workshop.trace()
+    return runner.trace()
 
 
 @pytest.mark.parametrize(("target", "index"), SAMPLE)
 def test_a_failing_call_is_survived(
-    workshop: Workshop, cases: Callable[[str], list[Case]], target: str, index: int
+    runner: CaseRunner, cases: Callable[[str], list[Case]], target: str, index: int
 ) -> None:
     case = sample(cases(target), SAMPLE_SIZES[target])[index]
-    verdict = workshop.run(case)
+    verdict = runner.run(case)
     assert verdict.word != BROKEN, f"{case}: {verdict.remark}"
 
 
-def test_running_out_of_memory_for_good_is_survived(workshop: Workshop, trace: Trace) -> None:
+def test_running_out_of_memory_for_good_is_survived(runner: CaseRunner, trace: Trace) -> None:
     cases = starvations(trace)
     assert len(cases) >= 5
-    verdicts = [workshop.run(case) for case in cases]
+    verdicts = [runner.run(case) for case in cases]
     assert [verdict.remark for verdict in verdicts if verdict.word == BROKEN] == []
     assert any(verdict.word == FAILED_CLEANLY for verdict in verdicts), "it did run out"
 
 
 # From the signals' pipes to the archiver's; without room for the FIFOs ten seconds go by in tries.
 @pytest.mark.parametrize("limit", [4, 7, 10, 12, 13, 14, 16, 17, 19, 21])
-def test_having_no_more_descriptors_is_survived(ordeal: Ordeal, limit: int) -> None:
-    program = after(ordeal.desk.program, ordeal.desk.directory, f"ulimit -n {limit}")
-    outcome = ordeal.convert(program=program)
-    ordeal.assert_survived(outcome)
+def test_having_no_more_descriptors_is_survived(scenario: FaultScenario, limit: int) -> None:
+    program = after(scenario.harness.program, scenario.harness.directory, f"ulimit -n {limit}")
+    outcome = scenario.convert(program=program)
+    scenario.assert_survived(outcome)
     assert outcome.status == 1, outcome.report()
 
 
@@ -94,8 +94,8 @@ FIRST, LAST = 0, -1
     ],
 )
 def test_a_failure_is_survived(
-    workshop: Workshop, trace: Trace, call: str, error: str, which: int
+    runner: CaseRunner, trace: Trace, call: str, error: str, which: int
 ) -> None:
     kind = Kind("program", call.partition("\\")[0], error)
-    verdict = workshop.run(Case(kind, trace.numbers_of(kind.call, call)[which]))
+    verdict = runner.run(Case(kind, trace.numbers_of(kind.call, call)[which]))
     assert verdict.word not in (BROKEN, NOT_REACHED), verdict.remark

@@ -11,10 +11,10 @@ from collections.abc import Callable
 from pathlib import Path
 
 import pytest
-from dead_ends import SilentListener
-from desk import PATIENCE, Desk
+from host_harness import PATIENCE, HostHarness
 from host_messages import CANCELING
 from preloaded import ShiftedClock
+from unreachable_servers import SilentListener
 from unread_fifo import UnreadFifo, unread_fifo
 
 PAUSE = 500  # milliseconds: longer than the server's last message is waited for, and shorter than
@@ -78,11 +78,11 @@ def test_a_log_that_nobody_reads_is_given_up(
 
 
 def _canceled_with_a_full_fifo(
-    desk: Desk, clock: ShiftedClock, then: Callable[[UnreadFifo], object]
+    harness: HostHarness, clock: ShiftedClock, then: Callable[[UnreadFifo], object]
 ) -> bytes:
     """What the host finds in its FIFO behind the stuffing, when all is over."""
-    with SilentListener() as silent, unread_fifo(desk.directory / "out") as output:
-        conversion = desk.begin(
+    with SilentListener() as silent, unread_fifo(harness.directory / "out") as output:
+        conversion = harness.begin(
             server_destinations=silent.destination,
             output_fifo_path=output.path,
             overrides=clock.environment,
@@ -100,24 +100,24 @@ def _canceled_with_a_full_fifo(
         return output.read()
 
 
-def test_a_host_that_pauses_hears_of_its_cancel(desk: Desk, clock: ShiftedClock) -> None:
-    heard = _canceled_with_a_full_fifo(desk, clock, lambda fifo: fifo.read())
+def test_a_host_that_pauses_hears_of_its_cancel(harness: HostHarness, clock: ShiftedClock) -> None:
+    heard = _canceled_with_a_full_fifo(harness, clock, lambda fifo: fifo.read())
     assert heard.endswith(CANCELING)
 
 
 def test_a_host_that_reads_nothing_does_not_keep_the_program(
-    desk: Desk, clock: ShiftedClock
+    harness: HostHarness, clock: ShiftedClock
 ) -> None:
-    heard = _canceled_with_a_full_fifo(desk, clock, lambda _: clock.move_on(BEYOND))
+    heard = _canceled_with_a_full_fifo(harness, clock, lambda _: clock.move_on(BEYOND))
     assert CANCELING not in heard
 
 
 def test_a_host_that_pauses_while_it_is_told_something_else_hears_of_its_cancel(
-    desk: Desk, clock: ShiftedClock
+    harness: HostHarness, clock: ShiftedClock
 ) -> None:
-    with unread_fifo(desk.directory / "out") as output:
+    with unread_fifo(harness.directory / "out") as output:
         output.fill()
-        conversion = desk.begin(output_fifo_path=output.path, overrides=clock.environment)
+        conversion = harness.begin(output_fifo_path=output.path, overrides=clock.environment)
         clock.wait_for_looks()  # in the write of its first message, none of which is out
         clock.hold()
         conversion.cancel()

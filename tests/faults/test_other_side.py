@@ -10,16 +10,14 @@ import signal
 from typing import Any
 
 import pytest
-from desk import PATIENCE
-from endings import assert_aborted
+from assertions import assert_aborted
+from fault_scenario import FaultScenario
+from held_states import HELD, begin_held
+from host_harness import PATIENCE
 from host_messages import PATIENT
 from host_view import log_lines
 from memory import peak_resident_bytes
-from ordeal import Ordeal
-from prompt_end import assert_idle, ends_at_once, wait_for_wake_ups
-from stages import HELD, begin_held
-from standin.record import wait_until
-from stations import (
+from session_states import (
     FORWARDING,
     SENDING,
     STATES,
@@ -29,24 +27,26 @@ from stations import (
     WAITING_FOR_START,
     in_state,
 )
+from standin.record import wait_until
 from terminal_host import Outcome
+from timely_exit import assert_idle, ends_at_once, wait_for_wake_ups
 from unread_fifo import UnreadFifo, unread_fifo
 
 CONVERTER = "ZanburyConverter"
 
 
-def _assert_converted(ordeal: Ordeal, outcome: Outcome) -> None:
+def _assert_converted(scenario: FaultScenario, outcome: Outcome) -> None:
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()
-    assert ordeal.desk.result.read_bytes() == ordeal.whole_result()
-    ordeal.assert_survived(outcome)
+    assert scenario.harness.result.read_bytes() == scenario.whole_result()
+    scenario.assert_survived(outcome)
 
 
-def test_one_byte_a_second_is_fast_enough(ordeal: Ordeal) -> None:
+def test_one_byte_a_second_is_fast_enough(scenario: FaultScenario) -> None:
     slow = {"rate": 1}
     script = {"ServerHello": slow, "InputArchiveAcknowledgement": slow}
-    outcome = ordeal.convert(script)
+    outcome = scenario.convert(script)
     assert outcome.duration > 3
-    _assert_converted(ordeal, outcome)
+    _assert_converted(scenario, outcome)
 
 
 UNFINISHED: dict[str, dict[str, Any]] = {
@@ -62,22 +62,22 @@ UNFINISHED: dict[str, dict[str, Any]] = {
 @pytest.mark.parametrize("tool", [CONVERTER, pytest.param("StatementTool", marks=pytest.mark.long)])
 @pytest.mark.parametrize("state", STATES)
 def test_a_message_that_never_ends_is_waited_for_quietly_and_not_for_ever(
-    ordeal: Ordeal, state: str, tool: str
+    scenario: FaultScenario, state: str, tool: str
 ) -> None:
     script = in_state(state, UNFINISHED[state], *HELD)
-    conversion = begin_held(ordeal, script, tool=tool)
+    conversion = begin_held(scenario, script, tool=tool)
     if state == WAITING_FOR_RESULT:  # until then a byte from the host is forwarded
         conversion.wait_until(lambda now: b"Downloading" in now.fifo_bytes, PATIENCE)
     if tool == CONVERTER:
         assert_idle(conversion.pid)
     if state == FORWARDING:  # a byte from the host is no cancel there
         outcome = ends_at_once(conversion, lambda: conversion.signal(signal.SIGTERM))
-        assert_aborted(ordeal.desk, outcome, "Terminated by signal SIGTERM")
+        assert_aborted(scenario.harness, outcome, "Terminated by signal SIGTERM")
     else:
         outcome = ends_at_once(conversion, conversion.cancel)
-        assert_aborted(ordeal.desk, outcome, "User canceled")
-    assert not ordeal.desk.result.exists()
-    ordeal.assert_survived(outcome)
+        assert_aborted(scenario.harness, outcome, "User canceled")
+    assert not scenario.harness.result.exists()
+    scenario.assert_survived(outcome)
 
 
 MESSAGE = 9_999_984  # bytes that make the largest Forward message
@@ -86,23 +86,23 @@ ROOM = 5 * MESSAGE // 2  # for a message and what it takes to decrypt it; not fo
 
 
 def test_a_flood_that_the_host_does_not_read_is_held_back_and_not_stored(
-    ordeal: Ordeal,
+    scenario: FaultScenario,
 ) -> None:
     flood = {"actions": [{"forward": {"fill": MESSAGE, "byte": 7}}], "repeat": MESSAGES}
     steps = [{"forward": "ready"}, {"await": "go"}, flood, {"await": "looked"}]
     script = {"Conversion": {"before": steps, "silent": True}}
-    with unread_fifo(ordeal.desk.directory / "unread") as fifo:
-        conversion = ordeal.begin(script, output_fifo_path=fifo.path)
+    with unread_fifo(scenario.harness.directory / "unread") as fifo:
+        conversion = scenario.begin(script, output_fifo_path=fifo.path)
         fifo.read_until(b"ready")
         before = peak_resident_bytes(conversion.pid)
-        ordeal.desk.server.file("go").touch()
+        scenario.harness.server.file("go").touch()
         fifo.wait_until_full()
         wait_for_wake_ups(conversion.pid, 5)
         assert peak_resident_bytes(conversion.pid) - before < ROOM
         _read_all(fifo)
         assert peak_resident_bytes(conversion.pid) - before < ROOM
-        ordeal.desk.server.file("looked").touch()
-        _assert_converted(ordeal, ordeal.end_of(conversion))
+        scenario.harness.server.file("looked").touch()
+        _assert_converted(scenario, scenario.end_of(conversion))
 
 
 def _read_all(fifo: UnreadFifo) -> None:
@@ -120,15 +120,15 @@ def _read_all(fifo: UnreadFifo) -> None:
     assert came == MESSAGES * MESSAGE
 
 
-def test_a_signal_ends_a_flood_that_the_host_does_not_read(ordeal: Ordeal) -> None:
+def test_a_signal_ends_a_flood_that_the_host_does_not_read(scenario: FaultScenario) -> None:
     flood = {"actions": [{"forward": {"fill": 60_000}}], "repeat": 1000}
-    with unread_fifo(ordeal.desk.directory / "unread") as fifo:
-        conversion = ordeal.begin(in_state(FORWARDING, flood), output_fifo_path=fifo.path)
+    with unread_fifo(scenario.harness.directory / "unread") as fifo:
+        conversion = scenario.begin(in_state(FORWARDING, flood), output_fifo_path=fifo.path)
         fifo.wait_until_full()
         outcome = ends_at_once(conversion, lambda: conversion.signal(signal.SIGTERM))
     assert outcome.status == 1, outcome.report()
     assert log_lines(outcome)[0] == "Terminated by signal SIGTERM"
-    ordeal.assert_survived(outcome)
+    scenario.assert_survived(outcome)
 
 
 TWICE = {"repeat": 2}
@@ -143,28 +143,28 @@ ALL_OF_THEM = [
 
 
 @pytest.mark.parametrize("name", ALL_OF_THEM[:-1])
-def test_a_message_that_comes_twice_is_out_of_place(ordeal: Ordeal, name: str) -> None:
-    outcome = ordeal.convert({name: TWICE})
+def test_a_message_that_comes_twice_is_out_of_place(scenario: FaultScenario, name: str) -> None:
+    outcome = scenario.convert({name: TWICE})
     lines = [f"ERROR: Did not handle message of type: {name}"]
     assert (outcome.status, log_lines(outcome)) == (1, lines), outcome.report()
-    assert not ordeal.desk.result.exists()
-    ordeal.assert_survived(outcome)
+    assert not scenario.harness.result.exists()
+    scenario.assert_survived(outcome)
 
 
 def test_a_server_that_says_everything_twice_comes_no_further_than_its_hello(
-    ordeal: Ordeal,
+    scenario: FaultScenario,
 ) -> None:
-    outcome = ordeal.convert({name: TWICE for name in ALL_OF_THEM})
-    assert_aborted(ordeal.desk, outcome, "ERROR: Did not handle message of type: ServerHello")
-    ordeal.assert_survived(outcome)
+    outcome = scenario.convert({name: TWICE for name in ALL_OF_THEM})
+    assert_aborted(scenario.harness, outcome, "ERROR: Did not handle message of type: ServerHello")
+    scenario.assert_survived(outcome)
 
 
-def test_a_second_result_is_not_looked_at(ordeal: Ordeal) -> None:
-    _assert_converted(ordeal, ordeal.convert({"OutputArchive": TWICE}))
+def test_a_second_result_is_not_looked_at(scenario: FaultScenario) -> None:
+    _assert_converted(scenario, scenario.convert({"OutputArchive": TWICE}))
 
 
-def test_what_the_tool_says_twice_the_host_hears_twice(ordeal: Ordeal) -> None:
+def test_what_the_tool_says_twice_the_host_hears_twice(scenario: FaultScenario) -> None:
     twice = {"actions": [{"forward": "said "}], "repeat": 2}
-    outcome = ordeal.convert({"Conversion": {"before": twice, "silent": True}})
-    _assert_converted(ordeal, outcome)
+    outcome = scenario.convert({"Conversion": {"before": twice, "silent": True}})
+    _assert_converted(scenario, outcome)
     assert outcome.fifo_bytes.partition(PATIENT)[2].startswith(b"said said ")

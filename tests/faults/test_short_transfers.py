@@ -10,8 +10,8 @@ import zipfile
 from pathlib import Path
 
 import pytest
-from desk import Desk
-from ordeal import Ordeal
+from fault_scenario import FaultScenario
+from host_harness import HostHarness
 from preloaded import Turbulence
 from terminal_host import Outcome
 from wrapped_program import in_shell
@@ -22,27 +22,27 @@ TRANSFERS = ("read", "readv", "pread", "preadv", "write", "writev", "pwrite", "p
 REDUCTION = "enable_random name=posix/io/rw/{}/reduce,probability=0.5"
 
 
-def large_files(desk: Desk) -> tuple[bytes, dict]:
+def large_files(harness: HostHarness) -> tuple[bytes, dict]:
     """Makes the source large; gives what the server will send back, as large, and the script."""
-    desk.source.write_bytes(random.Random(1).randbytes(LARGE))
+    harness.source.write_bytes(random.Random(1).randbytes(LARGE))
     whole = random.Random(2).randbytes(LARGE)
-    (desk.directory / "converted").write_bytes(whole)
+    (harness.directory / "converted").write_bytes(whole)
     result = {
         "exitCode": 0,
         "destFileName": "converted.csv",
-        "converted": {"file": str(desk.directory / "converted")},
+        "converted": {"file": str(harness.directory / "converted")},
         "logs": {},
     }
     return whole, {"Conversion": {"instead": []}, "OutputArchive": result}
 
 
-def assert_identical(ordeal: Ordeal, outcome: Outcome, whole: bytes | None = None) -> None:
+def assert_identical(scenario: FaultScenario, outcome: Outcome, whole: bytes | None = None) -> None:
     """The source has arrived as it is, the result has come back as it was, and nothing is left."""
     assert outcome.status == 0, outcome.report()
-    archive = zipfile.ZipFile(io.BytesIO(ordeal.desk.connection().input_archive))
-    assert archive.read("InputArchive/statement.ofx") == ordeal.desk.source.read_bytes()
-    assert ordeal.desk.result.read_bytes() == (whole or ordeal.whole_result())
-    ordeal.assert_survived(outcome, whole=whole)
+    archive = zipfile.ZipFile(io.BytesIO(scenario.harness.connection().input_archive))
+    assert archive.read("InputArchive/statement.ofx") == scenario.harness.source.read_bytes()
+    assert scenario.harness.result.read_bytes() == (whole or scenario.whole_result())
+    scenario.assert_survived(outcome, whole=whole)
 
 
 @pytest.fixture
@@ -54,13 +54,15 @@ def fiu_program(program: Path, tmp_path: Path) -> Path:
     return in_shell(program, tmp_path, before=f"fiu-run -x -f '' {commands}")
 
 
-def test_transfers_shortened_by_libfiu(ordeal: Ordeal, fiu_program: Path) -> None:
-    assert_identical(ordeal, ordeal.convert(program=fiu_program))
+def test_transfers_shortened_by_libfiu(scenario: FaultScenario, fiu_program: Path) -> None:
+    assert_identical(scenario, scenario.convert(program=fiu_program))
 
 
-def test_transfers_of_large_files_shortened_by_libfiu(ordeal: Ordeal, fiu_program: Path) -> None:
-    whole, script = large_files(ordeal.desk)
-    assert_identical(ordeal, ordeal.convert(script, program=fiu_program), whole)
+def test_transfers_of_large_files_shortened_by_libfiu(
+    scenario: FaultScenario, fiu_program: Path
+) -> None:
+    whole, script = large_files(scenario.harness)
+    assert_identical(scenario, scenario.convert(script, program=fiu_program), whole)
 
 
 @pytest.fixture
@@ -68,38 +70,40 @@ def turbulence(program: Path, tmp_path: Path) -> Turbulence:
     return Turbulence(program, tmp_path / "page")
 
 
-def test_short_transfers(ordeal: Ordeal, turbulence: Turbulence) -> None:
+def test_short_transfers(scenario: FaultScenario, turbulence: Turbulence) -> None:
     turbulence.set("shorten", 1)
-    assert_identical(ordeal, ordeal.convert(overrides=turbulence.environment))
+    assert_identical(scenario, scenario.convert(overrides=turbulence.environment))
     assert turbulence.get("shortened") > 100
 
 
-def test_short_transfers_of_large_files(ordeal: Ordeal, turbulence: Turbulence) -> None:
+def test_short_transfers_of_large_files(scenario: FaultScenario, turbulence: Turbulence) -> None:
     turbulence.set("shorten", 1)
-    whole, script = large_files(ordeal.desk)
-    outcome = ordeal.convert(script, overrides=turbulence.environment)
-    assert_identical(ordeal, outcome, whole)
+    whole, script = large_files(scenario.harness)
+    outcome = scenario.convert(script, overrides=turbulence.environment)
+    assert_identical(scenario, outcome, whole)
     assert turbulence.get("shortened") > 1000
 
 
-def test_every_second_call_is_interrupted(ordeal: Ordeal, turbulence: Turbulence) -> None:
+def test_every_second_call_is_interrupted(scenario: FaultScenario, turbulence: Turbulence) -> None:
     turbulence.set("refuse", 2)
-    assert_identical(ordeal, ordeal.convert(overrides=turbulence.environment))
+    assert_identical(scenario, scenario.convert(overrides=turbulence.environment))
     assert turbulence.get("refused") > 100
 
 
-def test_signals_break_off_what_waits(ordeal: Ordeal, turbulence: Turbulence) -> None:
+def test_signals_break_off_what_waits(scenario: FaultScenario, turbulence: Turbulence) -> None:
     turbulence.set("signal_period", 200)
-    assert_identical(ordeal, ordeal.convert(overrides=turbulence.environment))
+    assert_identical(scenario, scenario.convert(overrides=turbulence.environment))
     assert turbulence.get("interrupted") > 100
 
 
-def test_all_of_it_at_once_with_large_files(ordeal: Ordeal, turbulence: Turbulence) -> None:
+def test_all_of_it_at_once_with_large_files(
+    scenario: FaultScenario, turbulence: Turbulence
+) -> None:
     turbulence.set("shorten", 1)
     turbulence.set("refuse", 100)  # a write of the upload that is interrupted waits 0.1 s
     turbulence.set("signal_period", 500)
-    whole, script = large_files(ordeal.desk)
-    outcome = ordeal.convert(script, overrides=turbulence.environment)
-    assert_identical(ordeal, outcome, whole)
+    whole, script = large_files(scenario.harness)
+    outcome = scenario.convert(script, overrides=turbulence.environment)
+    assert_identical(scenario, outcome, whole)
     done = {name: turbulence.get(name) for name in ("shortened", "refused", "interrupted")}
     assert all(count > 50 for count in done.values()), done

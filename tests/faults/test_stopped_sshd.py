@@ -7,15 +7,15 @@ from collections.abc import Iterator
 from contextlib import contextmanager
 from dataclasses import dataclass
 
-from desk import PATIENCE
-from endings import lost_in
+from assertions import lost_in
+from fault_scenario import FaultScenario
+from held_states import await_held_in, hold_in
+from host_harness import PATIENCE
 from host_view import log_lines
-from ordeal import Ordeal
-from stages import await_held_in, hold_in
+from session_states import STATES, WAITING_FOR_HELLO
 from standin import StandinServer
 from standin.processes import Process
 from standin.record import wait_until
-from stations import STATES, WAITING_FOR_HELLO
 from terminal_host import Conversion
 
 KEEP_ALIVE = 15.0  # seconds: three messages without an answer, five seconds apart
@@ -39,15 +39,15 @@ def _sshd_of(server: StandinServer) -> Process:
     return process
 
 
-def _silence(ordeal: Ordeal, state: str) -> Silenced:
+def _silence(scenario: FaultScenario, state: str) -> Silenced:
     """A conversion in that state, whose sshd has just been stopped."""
-    desk = ordeal.desk
-    server = desk.new_server([hold_in(state), {}])
-    folder = desk.directory / state
+    harness = scenario.harness
+    server = harness.new_server([hold_in(state), {}])
+    folder = harness.directory / state
     folder.mkdir()
-    conversion = ordeal.begin(
+    conversion = scenario.begin(
         server_command_path=server.command_path,
-        server_destinations=[desk.sshd.destination()] * 2,
+        server_destinations=[harness.sshd.destination()] * 2,
         dest_path=folder / "result.csv",
         logs_dir_path=folder / "logs",
     )
@@ -59,21 +59,21 @@ def _silence(ordeal: Ordeal, state: str) -> Silenced:
 
 
 @contextmanager
-def _all_silenced(ordeal: Ordeal) -> Iterator[dict[str, Silenced]]:
+def _all_silenced(scenario: FaultScenario) -> Iterator[dict[str, Silenced]]:
     """One of each state, so that the keep-alive is waited for once."""
     silenced = {}
     try:
         for state in STATES:
-            silenced[state] = _silence(ordeal, state)
+            silenced[state] = _silence(scenario, state)
         yield silenced
     finally:
         for one in silenced.values():
             one.sshd.signal(signal.SIGCONT)
 
 
-def test_the_keep_alive_ends_a_connection_whose_sshd_stands_still(ordeal: Ordeal) -> None:
-    with _all_silenced(ordeal) as silenced:
-        outcomes = {state: ordeal.end_of(one.conversion) for state, one in silenced.items()}
+def test_the_keep_alive_ends_a_connection_whose_sshd_stands_still(scenario: FaultScenario) -> None:
+    with _all_silenced(scenario) as silenced:
+        outcomes = {state: scenario.end_of(one.conversion) for state, one in silenced.items()}
     for state, outcome in outcomes.items():
         said = [line.rstrip("\r") for line in log_lines(outcome)]
         # A session that has heard no hello yet goes on to the next destination.
@@ -81,6 +81,6 @@ def test_the_keep_alive_ends_a_connection_whose_sshd_stands_still(ordeal: Ordeal
         assert (outcome.status, said[:1]) == (0, [SILENCE]), outcome.report()
         assert [lost_in(line) for line in said[1:]] == expected, outcome.report()
         assert outcome.duration >= KEEP_ALIVE
-        result = ordeal.desk.directory / state / "result.csv"
+        result = scenario.harness.directory / state / "result.csv"
         assert result.exists() == (state == WAITING_FOR_HELLO)
-        ordeal.assert_survived(outcome)
+        scenario.assert_survived(outcome)

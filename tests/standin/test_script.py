@@ -10,7 +10,7 @@ from typing import Any
 import pytest
 from standin import ServerKeys, StandinServer
 from standin.script import ACTIONS, STAGES, check_script
-from standin.vocabulary import ScriptError
+from standin.script_validation import ScriptError
 
 README = Path(__file__).resolve().parents[2] / "tools" / "standin" / "README.md"
 

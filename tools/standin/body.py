@@ -10,7 +10,7 @@ from pathlib import Path
 from typing import Any, Callable, Iterator
 
 from standin import crypto, progress
-from standin.vocabulary import ScriptError, check_keys, check_value
+from standin.script_validation import ScriptError, check_keys, check_value
 
 # The word that marks each form, and the words that may stand beside it.
 BODY_FORMS: dict[str, set[str]] = {

@@ -7,7 +7,13 @@ from typing import Any
 
 from standin.body import check_body
 from standin.framing import RAW_TYPES
-from standin.vocabulary import ScriptError, check_choice, check_keys, check_value, check_words
+from standin.script_validation import (
+    ScriptError,
+    check_choice,
+    check_keys,
+    check_value,
+    check_words,
+)
 
 STAGES = (
     "ServerHello",

@@ -18,8 +18,8 @@ from standin.ending import ConversationOver, Refused
 from standin.keys import ServerKeys
 from standin.recorder import Recorder
 from standin.script import check_script
+from standin.script_validation import ScriptError
 from standin.session import Session
-from standin.vocabulary import ScriptError
 
 USAGE = "usage: conversion-server --config FILE server"
 EXIT_USAGE = 64

@@ -8,8 +8,8 @@ from __future__ import annotations
 
 import base64
 import json
-import threading
 import sys
+import threading
 from pathlib import Path
 from typing import Any
 

@@ -9,8 +9,8 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 from injection.case import ACCEPTED, BROKEN, CONVERTED, FAILED_CLEANLY, NOT_REACHED, Case, Verdict
+from injection.case_runner import CaseRunner
 from injection.kinds import Kind
-from injection.workshop import Workshop
 from process_tree import die_with_parent
 
 
@@ -85,9 +85,9 @@ def _row(name: str, counts: Counter[str]) -> str:
 
 def _work(program: Path, queue: multiprocessing.Queue, results: multiprocessing.Queue) -> None:
     die_with_parent()
-    with Workshop(program) as workshop:
+    with CaseRunner(program) as runner:
         while (case := queue.get()) is not None:
             try:
-                results.put(workshop.run(case))
+                results.put(runner.run(case))
             except Exception as error:  # a defect of the driver must not look like silence
                 results.put(Verdict(case, BROKEN, f"the driver failed: {error!r}", 0.0))

@@ -5,12 +5,12 @@ from __future__ import annotations
 from dataclasses import dataclass
 from pathlib import Path
 
-from desk import PATIENCE
+from fault_scenario import FaultScenario
+from host_harness import PATIENCE
 from injection.accepted import accepted_reason
 from injection.kinds import Kind
 from injection.targets import Target
 from injection.trace import Trace
-from ordeal import Ordeal
 from terminal_host import Exit, Outcome, StderrLine
 
 _LOADER_GAVE_UP = 127
@@ -96,23 +96,23 @@ class Verdict:
 
 
 def run(
-    case: Case, target: Target, ordeal: Ordeal, trace_file: Path, full_trace: bool = False
+    case: Case, target: Target, scenario: FaultScenario, trace_file: Path, full_trace: bool = False
 ) -> Verdict:
-    """Runs the conversion with that fault in the target. The ordeal is used up by it."""
+    """Runs the conversion with that fault in the target. The scenario is used up by it."""
     options = ["-e", "trace=" + ("all" if full_trace else case.calls)]
     for fault in case.faults:
         options += ["-e", "inject=" + fault]
     try:
-        outcome = ordeal.end_of(target.begin(ordeal, trace_file, options))
+        outcome = scenario.end_of(target.begin(scenario, trace_file, options))
     except AssertionError as error:
         injected = Trace(trace_file).injected or "nothing injected"
         return Verdict(case, BROKEN, f"{injected}\n{error}", PATIENCE)
-    return _judge(case, ordeal, outcome, Trace(trace_file))
+    return _judge(case, scenario, outcome, Trace(trace_file))
 
 
-def _judge(case: Case, ordeal: Ordeal, outcome: Outcome, trace: Trace) -> Verdict:
+def _judge(case: Case, scenario: FaultScenario, outcome: Outcome, trace: Trace) -> Verdict:
     injected = trace.injected
-    findings = [*trace.crashes, *_findings(ordeal, outcome)]
+    findings = [*trace.crashes, *_findings(scenario, outcome)]
     if findings:
         reason = accepted_reason(str(case), injected or "", findings)
         word, remark = (ACCEPTED, reason) if reason else (BROKEN, "\n".join(findings))
@@ -120,38 +120,40 @@ def _judge(case: Case, ordeal: Ordeal, outcome: Outcome, trace: Trace) -> Verdic
         return Verdict(case, word, remark, outcome.duration)
     if injected is None:
         return Verdict(case, NOT_REACHED, "", outcome.duration)
-    word = CONVERTED if _has_converted(ordeal, outcome) else FAILED_CLEANLY
+    word = CONVERTED if _has_converted(scenario, outcome) else FAILED_CLEANLY
     return Verdict(case, word, injected, outcome.duration)
 
 
-def _findings(ordeal: Ordeal, outcome: Outcome) -> list[str]:
+def _findings(scenario: FaultScenario, outcome: Outcome) -> list[str]:
     """What is wrong, one line each: of the eight checks, of the exit status, of the delivery."""
     findings = []
     try:
-        ordeal.assert_survived(outcome)
+        scenario.assert_survived(outcome)
     except AssertionError as error:
         findings = [line for line in str(error).splitlines() if line.startswith("check ")]
-    if not _is_allowed(ordeal, outcome):
+    if not _is_allowed(scenario, outcome):
         findings.append(f"status {outcome.status} is none that may come")
-    if _has_converted(ordeal, outcome) and not _explains_missing_logs(ordeal, outcome):
+    if _has_converted(scenario, outcome) and not _explains_missing_logs(scenario, outcome):
         findings.append("the logs are missing and no line says so")
     return findings
 
 
-def _is_allowed(ordeal: Ordeal, outcome: Outcome) -> bool:
+def _is_allowed(scenario: FaultScenario, outcome: Outcome) -> bool:
     if outcome.status == _LOADER_GAVE_UP:
         return outcome.events == (StderrLine(outcome.stderr_text.rstrip("\n")), Exit(127))
     if outcome.status == 0:
         told = any(line in outcome.stderr_text for line in _NO_RESULT)
-        return _has_converted(ordeal, outcome) or told
+        return _has_converted(scenario, outcome) or told
     return outcome.status == 1
 
 
-def _has_converted(ordeal: Ordeal, outcome: Outcome) -> bool:
-    result = ordeal.desk.result
-    return outcome.status == 0 and result.exists() and result.read_bytes() == ordeal.whole_result()
+def _has_converted(scenario: FaultScenario, outcome: Outcome) -> bool:
+    result = scenario.harness.result
+    return (
+        outcome.status == 0 and result.exists() and result.read_bytes() == scenario.whole_result()
+    )
 
 
-def _explains_missing_logs(ordeal: Ordeal, outcome: Outcome) -> bool:
-    log = ordeal.desk.logs / "conversion.log"
+def _explains_missing_logs(scenario: FaultScenario, outcome: Outcome) -> bool:
+    log = scenario.harness.logs / "conversion.log"
     return (log.is_file() and log.stat().st_size > 0) or bool(outcome.stderr_text.strip())

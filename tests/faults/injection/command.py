@@ -11,9 +11,9 @@ from pathlib import Path
 
 from injection.campaign import Campaign, sample
 from injection.case import ACCEPTED, BROKEN, Case, Verdict
+from injection.case_runner import CaseRunner
 from injection.kinds import Kind
 from injection.targets import NAMES
-from injection.workshop import Workshop
 from terminal_host import find_program
 
 
@@ -23,8 +23,8 @@ def main(arguments: list[str]) -> int:
     program = find_program(options.program or os.environ.get("ZTP_PROGRAM"))
     if options.case:
         return _run_one(program, options.case, options.trace)
-    with Workshop(program) as workshop:
-        cases = [case for name in options.targets.split(",") for case in workshop.cases(name)]
+    with CaseRunner(program) as runner:
+        cases = [case for name in options.targets.split(",") for case in runner.cases(name)]
     wanted = options.only.split(",") if options.only else None
     cases = [case for case in cases if not wanted or case.kind.call in wanted]
     if options.sample:
@@ -50,8 +50,8 @@ def _parser() -> argparse.ArgumentParser:
 
 def _run_one(program: Path, name: str, trace: Path | None) -> int:
     target, call, error, number = re.split("[:-]", name)
-    with Workshop(program) as workshop:
-        verdict = workshop.run(Case(Kind(target, call, error), int(number)), trace)
+    with CaseRunner(program) as runner:
+        verdict = runner.run(Case(Kind(target, call, error), int(number)), trace)
     print(f"{verdict.case}: {verdict.word} after {verdict.seconds:.1f} s\n{verdict.remark}")
     return verdict.word == BROKEN
 

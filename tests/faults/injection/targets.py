@@ -9,9 +9,9 @@ from abc import ABC, abstractmethod
 from collections.abc import Iterable
 from pathlib import Path
 
+from fault_scenario import FaultScenario
 from injection.kinds import Kind, kinds_of
 from injection.trace import Trace
-from ordeal import Ordeal
 from terminal_host import Conversion
 
 _STRACE = Path("/usr/bin/strace")
@@ -25,7 +25,7 @@ class Target(ABC):
         self.name = name
 
     @abstractmethod
-    def begin(self, ordeal: Ordeal, trace: Path, options: Iterable[str]) -> Conversion:
+    def begin(self, scenario: FaultScenario, trace: Path, options: Iterable[str]) -> Conversion:
         """Starts a conversion in which strace watches that process and writes into `trace`."""
 
     def kinds(self, trace: Trace) -> list[Kind]:
@@ -40,9 +40,9 @@ class Target(ABC):
 class TheProgram(Target):
     """The tracer is a grandchild (-D), so that the program stays the host's own child."""
 
-    def begin(self, ordeal: Ordeal, trace: Path, options: Iterable[str]) -> Conversion:
-        arguments = ["-D", "-o", str(trace), *options, str(ordeal.desk.program)]
-        return ordeal.begin(program=_STRACE, arguments=arguments)
+    def begin(self, scenario: FaultScenario, trace: Path, options: Iterable[str]) -> Conversion:
+        arguments = ["-D", "-o", str(trace), *options, str(scenario.harness.program)]
+        return scenario.begin(program=_STRACE, arguments=arguments)
 
 
 class TheArchiver(Target):
@@ -54,18 +54,18 @@ class TheArchiver(Target):
         self._mode = mode
         self._directory = directory
 
-    def begin(self, ordeal: Ordeal, trace: Path, options: Iterable[str]) -> Conversion:
-        program = self._directory / ordeal.desk.program.name
+    def begin(self, scenario: FaultScenario, trace: Path, options: Iterable[str]) -> Conversion:
+        program = self._directory / scenario.harness.program.name
         if not program.exists():
-            shutil.copy(ordeal.desk.program, program)
-        real = shlex.quote(str(ordeal.desk.program.with_name(_ARCHIVER)))
+            shutil.copy(scenario.harness.program, program)
+        real = shlex.quote(str(scenario.harness.program.with_name(_ARCHIVER)))
         watched = shlex.join([str(_STRACE), "-D", "-o", str(trace), *options])
         script = self._directory / _ARCHIVER
         script.write_text(
             f'#!/bin/sh\n[ "$1" = {self._mode} ] && exec {watched} {real} "$@"\nexec {real} "$@"\n'
         )
         script.chmod(0o755)
-        return ordeal.begin(program=program)
+        return scenario.begin(program=program)
 
 
 class TheChild(Target):
@@ -77,12 +77,12 @@ class TheChild(Target):
         self._path = path
         self._errors = errors
 
-    def begin(self, ordeal: Ordeal, trace: Path, options: Iterable[str]) -> Conversion:
-        program = ordeal.desk.program
+    def begin(self, scenario: FaultScenario, trace: Path, options: Iterable[str]) -> Conversion:
+        program = scenario.harness.program
         # The execve of the program itself is the host's affair.
         only = ["-P", str(program.parent / self._path)] if "execve" in " ".join(options) else []
         arguments = ["-f", "--seccomp-bpf", "-D", "-o", str(trace), *options, *only, str(program)]
-        return ordeal.begin(program=_STRACE, arguments=arguments)
+        return scenario.begin(program=_STRACE, arguments=arguments)
 
     def kinds(self, trace: Trace) -> list[Kind]:
         return [

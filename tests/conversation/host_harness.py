@@ -1,5 +1,5 @@
-"""The host's desk: a source file, places for result and logs, a scripted server under a real sshd,
-and the means to start the program on them."""
+"""What a host has when it starts the program: a source file, places for result and logs, a scripted
+server under a real sshd."""
 
 from __future__ import annotations
 
@@ -15,7 +15,7 @@ from terminal_host import Conversion, Outcome, Request
 PROJECT = Path(__file__).resolve().parents[2]
 
 
-class Desk:
+class HostHarness:
     """One test's surroundings. `script` decides how the server deviates; {} is the normal one."""
 
     def __init__(self, program: Path, keys: ServerKeys, sshd: LoopbackSshd, directory: Path):
@@ -31,7 +31,7 @@ class Desk:
         self._open = contextlib.ExitStack()
         self.server = self.new_server({})
 
-    def __enter__(self) -> Desk:
+    def __enter__(self) -> HostHarness:
         return self
 
     def __exit__(self, *_: object) -> None:

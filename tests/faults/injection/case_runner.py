@@ -8,17 +8,17 @@ import tempfile
 from collections.abc import Iterator
 from pathlib import Path
 
-from desk import Desk
+from fault_scenario import FaultScenario
+from host_harness import HostHarness
 from injection.case import Case, Verdict, run
 from injection.targets import target
 from injection.trace import Trace
-from ordeal import Ordeal
 from process_tree import become_subreaper
 from standin import LoopbackSshd, ServerKeys
 from tmpfs import Tmpfs
 
 
-class Workshop:
+class CaseRunner:
     """Use it in a with-block, from the main thread of a process of its own."""
 
     def __init__(self, program: Path) -> None:
@@ -26,7 +26,7 @@ class Workshop:
         self._cases = 0
         self._open = contextlib.ExitStack()
 
-    def __enter__(self) -> Workshop:
+    def __enter__(self) -> CaseRunner:
         become_subreaper()
         self._directory = Path(tempfile.mkdtemp(prefix="inject-faults."))
         self._open.callback(shutil.rmtree, self._directory, ignore_errors=True)
@@ -43,17 +43,17 @@ class Workshop:
 
     def run(self, case: Case, full_trace: Path | None = None) -> Verdict:
         """Runs one case; `full_trace` is a file that then holds all calls of the program."""
-        with self._ordeal() as ordeal:
+        with self._scenario() as scenario:
             trace = full_trace or self._directory / "trace"
             process = target(case.kind.target, self._directory / "bundle")
-            return run(case, process, ordeal, trace, full_trace is not None)
+            return run(case, process, scenario, trace, full_trace is not None)
 
     def trace(self, name: str = "program") -> Trace:
         """All calls of that target in a conversion without a fault."""
-        with self._ordeal() as ordeal:
+        with self._scenario() as scenario:
             file = self._directory / "trace"
             process = target(name, self._directory / "bundle")
-            ordeal.assert_survived(ordeal.end_of(process.begin(ordeal, file, [])))
+            scenario.assert_survived(scenario.end_of(process.begin(scenario, file, [])))
             return Trace(file)
 
     def cases(self, name: str) -> list[Case]:
@@ -67,14 +67,14 @@ class Workshop:
         ]
 
     @contextlib.contextmanager
-    def _ordeal(self) -> Iterator[Ordeal]:
+    def _scenario(self) -> Iterator[FaultScenario]:
         self._cases += 1
-        place = self._directory / f"desk{self._cases}"
+        place = self._directory / f"harness{self._cases}"
         place.mkdir()
         (self._directory / "trace").unlink(missing_ok=True)
         try:
-            with Desk(self._program, self._keys, self._sshd, place) as desk:
-                yield Ordeal(desk, self._tmpfs)
+            with HostHarness(self._program, self._keys, self._sshd, place) as harness:
+                yield FaultScenario(harness, self._tmpfs)
         finally:
             shutil.rmtree(place, ignore_errors=True)
             for left in self._tmpfs.path.iterdir():

@@ -1,4 +1,4 @@
-"""The stations of a conversation: what the server does until the session is in a certain state."""
+"""The states of a session, and what the server does until it is in one of them."""
 
 from __future__ import annotations
 
@@ -28,8 +28,8 @@ STATES = list(_ON_THE_WAY)
 def in_state(state: str, *actions: Any) -> Script:
     """A script that goes the usual way to that state, does these actions and awaits the end."""
     steps: list[Any] = []
-    for station in STATES[: STATES.index(state) + 1]:
-        steps += _ON_THE_WAY[station]
+    for passed in STATES[: STATES.index(state) + 1]:
+        steps += _ON_THE_WAY[passed]
     return {"steps": [*steps, *actions, "End"]}
 
 

@@ -1,5 +1,5 @@
-"""Conversations that stand still at a certain stage, the ones inside which the program itself is at
-work among them."""
+"""Conversations that are held in a certain state, also in those in which the program itself is at
+work."""
 
 from __future__ import annotations
 
@@ -9,12 +9,12 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
-from desk import PATIENCE, Desk
+from fault_scenario import FaultScenario
+from host_harness import PATIENCE, HostHarness
 from observed_process import working_directory
-from ordeal import Ordeal
 from own_archiver import with_archiver
+from session_states import FORWARDING, STATES, WAITING_FOR_RESULT, WAITING_FOR_START, in_state
 from standin.record import wait_until
-from stations import FORWARDING, STATES, WAITING_FOR_RESULT, WAITING_FOR_START, in_state
 from stopped_at import stopped_at_opening
 from terminal_host import Conversion, Section
 
@@ -29,23 +29,23 @@ BEFORE_DOWNLOAD = {"OutputArchive": {"before": HELD}}
 
 @dataclass(frozen=True)
 class Work:
-    """A stage in which the program is busy with a file: the script that holds the server before it,
-    the file or the directory that it is in, given the working directory and the desk, and which
+    """The program is busy with a file: the script that holds the server before it,
+    the file or the directory that it is in, given the working directory and the harness, and which
     opening of that, or of something in it, begins the file."""
 
     script: dict[str, Any]
-    place: Callable[[Path, Desk], Path]
+    place: Callable[[Path, HostHarness], Path]
     opening: int = 1
 
 
 WORK = {
-    "copying": Work(BEFORE_UPLOAD, lambda own, desk: own / "InputArchive" / desk.source.name),
+    "copying": Work(BEFORE_UPLOAD, lambda own, harness: own / "InputArchive" / harness.source.name),
     "encrypting": Work(BEFORE_UPLOAD, lambda own, _: own / "InputArchive.zip-encrypted"),
     "decrypting": Work(BEFORE_DOWNLOAD, lambda own, _: own / "OutputArchive.zip"),
     # Under names that nobody can foresee: behind the opening of their directory.
-    "delivering the file": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.result.parent, 2),
-    "delivering the logs": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.logs.parent, 4),
-    "replacing a log": Work(BEFORE_DOWNLOAD, lambda _, desk: desk.logs, 2),
+    "delivering the file": Work(BEFORE_DOWNLOAD, lambda _, harness: harness.result.parent, 2),
+    "delivering the logs": Work(BEFORE_DOWNLOAD, lambda _, harness: harness.logs.parent, 4),
+    "replacing a log": Work(BEFORE_DOWNLOAD, lambda _, harness: harness.logs, 2),
 }
 ARCHIVING = {"packing": "-c", "unpacking": "-x"}
 
@@ -64,9 +64,9 @@ def hold_in(state: str) -> dict[str, Any]:
     }[state]
 
 
-def begin_in(ordeal: Ordeal, state: str, **options: Any) -> Conversion:
+def begin_in(scenario: FaultScenario, state: str, **options: Any) -> Conversion:
     """A conversion whose session has come to that state."""
-    conversion = begin_held(ordeal, hold_in(state), **options)
+    conversion = begin_held(scenario, hold_in(state), **options)
     await_held_in(conversion, state)
     return conversion
 
@@ -79,35 +79,35 @@ def await_held_in(conversion: Conversion, state: str) -> None:
         conversion.wait_for(_MARK, PATIENCE)
 
 
-def begin_held(ordeal: Ordeal, script: dict[str, Any], **options: Any) -> Conversion:
+def begin_held(scenario: FaultScenario, script: dict[str, Any], **options: Any) -> Conversion:
     """A conversion whose server has come to the script's HELD."""
-    conversion = ordeal.begin(script, **options)
-    wait_until(ordeal.desk.server.file("held").exists, PATIENCE, "the held server")
+    conversion = scenario.begin(script, **options)
+    wait_until(scenario.harness.server.file("held").exists, PATIENCE, "the held server")
     return conversion
 
 
 @contextlib.contextmanager
-def stopped_at_work(ordeal: Ordeal, stage: str, **options: Any) -> Iterator[Conversion]:
-    """A conversion whose program has opened the file of that WORK for writing, or its tree, and stands still,
-    until SIGCONT or the end of the with-block."""
-    work = WORK[stage]
-    conversion = begin_held(ordeal, work.script, **options)
-    place = work.place(working_directory(conversion), ordeal.desk)
-    with stopped_at_opening(conversion, place, lambda: go(ordeal.desk), work.opening):
+def stopped_at_work(scenario: FaultScenario, activity: str, **options: Any) -> Iterator[Conversion]:
+    """A conversion whose program has opened the file of that WORK for writing, or its tree, and is
+    stopped there until SIGCONT or the end of the with-block."""
+    work = WORK[activity]
+    conversion = begin_held(scenario, work.script, **options)
+    place = work.place(working_directory(conversion), scenario.harness)
+    with stopped_at_opening(conversion, place, lambda: go(scenario.harness), work.opening):
         yield conversion
 
 
-def begin_archiving(ordeal: Ordeal, stage: str, then: str) -> Conversion:
-    """A conversion whose archiver does `then`, in a shell, at that stage of ARCHIVING."""
-    begun = ordeal.desk.directory / "begun"
-    at_stage = f"[ \"$1\" != {ARCHIVING[stage]} ] || {{ touch '{begun}'; {then}; }}"
-    script = f'{at_stage}\nexec "$real" "$@"'
-    program = with_archiver(ordeal.desk.program, ordeal.desk.directory / "own", script)
-    conversion = ordeal.begin({}, program=program)
+def begin_archiving(scenario: FaultScenario, activity: str, then: str) -> Conversion:
+    """A conversion whose archiver does `then`, in a shell, at that activity of ARCHIVING."""
+    begun = scenario.harness.directory / "begun"
+    in_it = f"[ \"$1\" != {ARCHIVING[activity]} ] || {{ touch '{begun}'; {then}; }}"
+    script = f'{in_it}\nexec "$real" "$@"'
+    program = with_archiver(scenario.harness.program, scenario.harness.directory / "own", script)
+    conversion = scenario.begin({}, program=program)
     wait_until(begun.exists, PATIENCE, "the archiver")
     return conversion
 
 
-def go(desk: Desk) -> None:
+def go(harness: HostHarness) -> None:
     """Lets the held server go on."""
-    desk.server.file("go").touch()
+    harness.server.file("go").touch()

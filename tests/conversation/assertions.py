@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import re
 
-from desk import Desk
+from host_harness import HostHarness
 from host_view import log_lines
 from terminal_host import Outcome
 
@@ -16,7 +16,7 @@ def assert_clean(outcome: Outcome) -> None:
 
 
 def assert_aborted(
-    desk: Desk,
+    harness: HostHarness,
     outcome: Outcome,
     reason: str | None = None,
     *,
@@ -32,7 +32,7 @@ def assert_aborted(
     lines = [labels[name] + text for name, text in told.items()] or [""]
     assert outcome.status == 1, outcome.report()
     assert log_lines(outcome) == [*before, *lines], outcome.report()
-    record = desk.connection(connection)
+    record = harness.connection(connection)
     assert record.error == told, outcome.report()
     assert record.end["how"] == "client error"
     assert_clean(outcome)

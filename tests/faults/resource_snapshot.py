@@ -1,4 +1,4 @@
-"""What a running program has at one moment: descriptors, children, files and memory."""
+"""The resources of a running program at one moment: descriptors, children, files and memory."""
 
 from __future__ import annotations
 
@@ -13,7 +13,7 @@ from terminal_host import Conversion
 
 
 @dataclass(frozen=True)
-class Holdings:
+class ResourceSnapshot:
     """All of it but the memory, so that two moments can be compared."""
 
     descriptors: tuple[str, ...]  # the kinds of what they lead to
@@ -21,7 +21,7 @@ class Holdings:
     files: tuple[str, ...]  # below its TMPDIR
 
     @classmethod
-    def of(cls, conversion: Conversion) -> Holdings:
+    def of(cls, conversion: Conversion) -> ResourceSnapshot:
         """Looks into /proc and TMPDIR."""
         entries = (Path("/proc") / str(conversion.pid) / "fd").iterdir()
         targets = [os.readlink(entry).partition("/ZanburyToolProxy.")[0] for entry in entries]
@@ -32,17 +32,17 @@ class Holdings:
         )
 
 
-def in_a_pause(conversion: Conversion, patience: float) -> tuple[Holdings, int]:
+def in_a_pause(conversion: Conversion, patience: float) -> tuple[ResourceSnapshot, int]:
     """What it holds, and how many bytes are resident, when it waits and has no child: between two
     rounds of attempts. It is stopped for the look, so that all that is seen belongs together."""
-    found: list[tuple[Holdings, int]] = []
+    found: list[tuple[ResourceSnapshot, int]] = []
 
     def look() -> bool:
         if not _waits(conversion) or children_of(conversion.pid):
             return False
         conversion.signal(signal.SIGSTOP)
         try:
-            seen = Holdings.of(conversion)
+            seen = ResourceSnapshot.of(conversion)
             found.append((seen, _resident(conversion)))
             return seen.children == 0
         finally:

@@ -1,4 +1,4 @@
-"""A place to run the command zanbury-convert in, as a user's desk would be."""
+"""A directory of its own to run the command zanbury-convert in, as a user would."""
 
 from __future__ import annotations
 
@@ -32,7 +32,7 @@ def checked_event(line: str) -> dict:
     return event
 
 
-class Desk:
+class CommandSandbox:
     """A directory with a source, keys, a configuration, and the command to run in it."""
 
     def __init__(self, directory: Path) -> None:

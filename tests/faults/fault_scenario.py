@@ -12,7 +12,7 @@ from typing import Any
 
 from canaries import canaries_of, found_in, hide_in_source
 from descriptors import DescriptorCount
-from desk import PATIENCE, Desk
+from host_harness import PATIENCE, HostHarness
 from host_view import log_lines
 from process_tree import children, survivors_of
 from standin.conversion import Conversion as ToolRun
@@ -21,24 +21,24 @@ from terminal_host import Conversion, Outcome
 from tmpfs import Tmpfs
 
 
-class Ordeal:
-    """A desk whose secrets are canaries, a tmpfs that must be empty in the end (`tmpfs` is its
+class FaultScenario:
+    """A harness whose secrets are canaries, a tmpfs that must be empty in the end (`tmpfs` is its
     path, `file_system` the mount), and the checks."""
 
-    def __init__(self, desk: Desk, file_system: Tmpfs) -> None:
-        self.desk = desk
+    def __init__(self, harness: HostHarness, file_system: Tmpfs) -> None:
+        self.harness = harness
         self.file_system = file_system
         self.tmpfs = file_system.path
         self.grace = PATIENCE  # seconds that a descendant has to notice that the program is gone
         self._known = children()
         self._counts: dict[int, DescriptorCount] = {}
         self._began = time.time()
-        hide_in_source(desk)
+        hide_in_source(harness)
 
     def begin(self, script: Any = None, **options: Any) -> Conversion:
-        """As Desk.begin, with the tmpfs as TMPDIR unless another is given."""
+        """As HostHarness.begin, with the tmpfs as TMPDIR unless another is given."""
         options.setdefault("temporary_directory", self.tmpfs)
-        conversion = self.desk.begin(script, **options)
+        conversion = self.harness.begin(script, **options)
         self._known.add(conversion.pid)
         self._counts[conversion.pid] = DescriptorCount(conversion.pid)
         return conversion
@@ -48,7 +48,7 @@ class Ordeal:
         return self._counts[conversion.pid]
 
     def convert(self, script: Any = None, **options: Any) -> Outcome:
-        """As Desk.convert; a program that does not end is check 1's failure."""
+        """As HostHarness.convert; a program that does not end is check 1's failure."""
         return self.end_of(self.begin(script, **options))
 
     def end_of(self, conversion: Conversion, bound: float = PATIENCE) -> Outcome:
@@ -110,18 +110,18 @@ class Ordeal:
     ) -> list[str]:
         if outcome.status != 0 or self._converted(outcome, whole):
             return []
-        if not self.desk.result.exists() or self.desk.result.read_bytes() == earlier:
+        if not self.harness.result.exists() or self.harness.result.read_bytes() == earlier:
             return []
         return ["check 5, no partial result without a failure status"]
 
     def _converted(self, outcome: Outcome, whole: bytes | None) -> bool:
-        if outcome.status != 0 or not self.desk.result.is_file():
+        if outcome.status != 0 or not self.harness.result.is_file():
             return False
-        return self.desk.result.read_bytes() == (self.whole_result() if whole is None else whole)
+        return self.harness.result.read_bytes() == (self.whole_result() if whole is None else whole)
 
     def whole_result(self) -> bytes:
-        """What the stand-in's tool makes of the desk's source."""
-        file = SourceFile(self.desk.source.name, self.desk.source.read_bytes())
+        """What the stand-in's tool makes of the source."""
+        file = SourceFile(self.harness.source.name, self.harness.source.read_bytes())
         converted = ToolRun(lambda _: None, lambda: None).run("StatementTool", file).converted
         assert converted is not None, "the source cannot be converted: pass `whole`"
         return converted
@@ -131,7 +131,7 @@ class Ordeal:
         places += [(str(file), file.read_bytes()) for file in self._leftover_files()]
         return [
             f"check 6, no secret is seen: {finding}"
-            for finding in found_in(canaries_of(self.desk), places)
+            for finding in found_in(canaries_of(self.harness), places)
         ]
 
     def _leftover_files(self) -> list[Path]:
@@ -139,8 +139,8 @@ class Ordeal:
         cores = [core for core in Path.cwd().glob("core*") if core.stat().st_mtime >= self._began]
         beside = [
             path
-            for path in self.desk.result.parent.iterdir()
-            if path not in (self.desk.source, self.desk.result)
+            for path in self.harness.result.parent.iterdir()
+            if path not in (self.harness.source, self.harness.result)
         ]
         return [path for path in [*self.tmpfs.rglob("*"), *cores, *beside] if path.is_file()]
 

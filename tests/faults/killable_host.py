@@ -12,7 +12,7 @@ import time
 from pathlib import Path
 from typing import Any
 
-from ordeal import Ordeal
+from fault_scenario import FaultScenario
 from standin.record import wait_until
 from terminal_host import Outcome
 
@@ -53,17 +53,19 @@ class _Log:
         os.close(self.descriptor)
 
 
-class MortalHost:
+class KillableHost:
     """A host with a program that it has started. This process inherits the program (it is a
     subreaper) when the host is killed, and so learns its status."""
 
-    def __init__(self, ordeal: Ordeal, script: Any, *, broken_log: bool = False, **fields: Any):
-        ordeal.desk.server.play(script)
-        self._log = _Log(None if broken_log else ordeal.desk.directory / "log")
-        self._tmpfs = ordeal.tmpfs
+    def __init__(
+        self, scenario: FaultScenario, script: Any, *, broken_log: bool = False, **fields: Any
+    ):
+        scenario.harness.server.play(script)
+        self._log = _Log(None if broken_log else scenario.harness.directory / "log")
+        self._tmpfs = scenario.tmpfs
         self._killed = 0.0
         self._has_ended = False
-        program = str(fields.pop("program", ordeal.desk.program))
+        program = str(fields.pop("program", scenario.harness.program))
         self._process = subprocess.Popen(
             [sys.executable, str(_SCRIPT), program],
             stdin=subprocess.PIPE,
@@ -71,7 +73,7 @@ class MortalHost:
             stderr=self._log.descriptor,
         )
         assert self._process.stdin is not None and self._process.stdout is not None
-        self._process.stdin.write(json.dumps(_environment(ordeal, fields)).encode())
+        self._process.stdin.write(json.dumps(_environment(scenario, fields)).encode())
         self._process.stdin.close()
         self.pid = int(self._process.stdout.readline())
 
@@ -111,7 +113,7 @@ class MortalHost:
         self._has_ended = True
         return ended[0]
 
-    def __enter__(self) -> MortalHost:
+    def __enter__(self) -> KillableHost:
         return self
 
     def __exit__(self, *_: object) -> None:
@@ -124,11 +126,11 @@ class MortalHost:
         self._log.close()
 
 
-def _environment(ordeal: Ordeal, fields: dict[str, Any]) -> dict[str, str]:
+def _environment(scenario: FaultScenario, fields: dict[str, Any]) -> dict[str, str]:
     """What the program is started with, on two new FIFOs."""
-    fifos = [ordeal.desk.directory / "host.in", ordeal.desk.directory / "host.out"]
+    fifos = [scenario.harness.directory / "host.in", scenario.harness.directory / "host.out"]
     for fifo in fifos:
         os.mkfifo(fifo, 0o600)
     paths = {"input_fifo_path": fifos[0], "output_fifo_path": fifos[1]}
-    request = ordeal.desk.request(**fields, **paths)
-    return {**request.environment(), "TMPDIR": str(ordeal.tmpfs)}
+    request = scenario.harness.request(**fields, **paths)
+    return {**request.environment(), "TMPDIR": str(scenario.tmpfs)}
