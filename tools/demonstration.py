@@ -26,9 +26,9 @@ from zanbury_convert.batch import Batch
 from zanbury_convert.command import choose_display
 from zanbury_convert.interruption import Interruption
 from zanbury_convert.jobs import Job
+from zanbury_convert.printable import printable
 from zanbury_convert.servers import servers_of
 from zanbury_convert.settings import Limits, Settings
-from zanbury_convert.shown import shown
 
 _SAMPLES = Path(__file__).resolve().parent / "standin" / "samples"
 _TOOL = "ZanburyConverter"
@@ -75,7 +75,7 @@ def _demonstrate(job: Job, settings: Settings, server: StandinServer) -> int:
     """Converts one statement and tells about it; gives the exit status."""
     assert job.source is not None and job.output is not None and job.logs is not None
     size = job.source.stat().st_size
-    print(f"\nConverting {shown(str(job.source))} ({size:,} bytes)", flush=True)
+    print(f"\nConverting {printable(str(job.source))} ({size:,} bytes)", flush=True)
     display = choose_display(1)
     try:
         with Interruption() as interruption:
@@ -148,10 +148,10 @@ def _script(statement: Path) -> dict:
 
 def _print_head(path: Path) -> None:
     """The first lines of a file."""
-    print(f"\n{shown(path.name)}")
+    print(f"\n{printable(path.name)}")
     lines = path.read_text(encoding="utf-8", errors="replace").splitlines()
     for line in lines[:_LINES]:
-        print(f"  {shown(line, 96)}")
+        print(f"  {printable(line, 96)}")
     if len(lines) > _LINES:
         print(f"  ... and {len(lines) - _LINES:,} more lines")
 
@@ -162,7 +162,7 @@ def _story(connections: Sequence[ConnectionRecord], statement: Path, status: int
     if not connections:
         return ["The program did not reach the server.", end]
     lengths = {(frame.direction, frame.type): frame.length for frame in connections[-1].frames}
-    name = shown(statement.name)
+    name = printable(statement.name)
     sentences = [
         words.format(name=name, length=lengths[frame])
         for frame, words in _CHAPTERS.items()

@@ -10,16 +10,16 @@ from pathlib import Path
 
 import pytest
 
-import craft
+import zip_builder
 from conftest import Archiver
-from craft import Entry
+from zip_builder import Entry
 
 PEERS = {
     "unzip": ["unzip", "-q", "{zip}", "-d", "{to}"],
     "7z": ["7z", "x", "-bd", "-y", "-o{to}", "{zip}"],
     "bsdtar": ["bsdtar", "-xf", "{zip}", "-C", "{to}"],
 }
-EMPTY_ARCHIVE = craft.end_record(0, 0, 0)
+EMPTY_ARCHIVE = zip_builder.end_record(0, 0, 0)
 
 
 @dataclass(frozen=True)
@@ -34,30 +34,32 @@ class Case:
 
 def zip64_archive(name: str, content: bytes) -> bytes:
     """An archive with a Zip64 end, as programs write it that do not know how much will come."""
-    local, directory = craft.body([Entry(name, content)])
-    end64 = craft.zip64_end(1, len(directory), len(local), len(local) + len(directory))
-    return local + directory + end64 + craft.end_record(1, 0xFFFFFFFF, 0xFFFFFFFF)
+    local, directory = zip_builder.body([Entry(name, content)])
+    end64 = zip_builder.zip64_end(1, len(directory), len(local), len(local) + len(directory))
+    return local + directory + end64 + zip_builder.end_record(1, 0xFFFFFFFF, 0xFFFFFFFF)
 
 
 def holding(name: str, content: bytes, peers: tuple[str, ...] = Case.peers) -> Case:
     """An archive whose last file holds `content`, stored."""
-    data = craft.archive(Entry("first", b"1"), Entry("inner.zip", content))
+    data = zip_builder.archive(Entry("first", b"1"), Entry("inner.zip", content))
     return Case(name, data, {b"first": b"1", b"inner.zip": content}, peers)
 
 
 def unannounced(count: int) -> bytes:
     """More entries than 16 bits count, announced modulo 65,536, as Apple's archiver does it."""
-    local, directory = craft.body(Entry(f"{i:05}") for i in range(count))
-    return local + directory + craft.end_record(count % 65_536, len(directory), len(local))
+    local, directory = zip_builder.body(Entry(f"{i:05}") for i in range(count))
+    return local + directory + zip_builder.end_record(count % 65_536, len(directory), len(local))
 
 
-ONE = craft.archive(Entry("file", b"content"))
+ONE = zip_builder.archive(Entry("file", b"content"))
 
 CASES = [
     holding("an archive", ONE),
     holding("an empty archive", EMPTY_ARCHIVE),
     holding("a zip64 archive", zip64_archive("file", b"content")),
-    holding("an archive that has a comment", craft.archive(Entry("a", b"x"), comment=b"by hand")),
+    holding(
+        "an archive that has a comment", zip_builder.archive(Entry("a", b"x"), comment=b"by hand")
+    ),
     holding("an archive with its bytes in front of it", b"#!/bin/sh\n" + ONE),
     holding("many archives", ONE * 500),
     holding("only what an end begins with", b"PK\5\6" * 1000),
@@ -71,25 +73,25 @@ CASES = [
     Case("zeros behind a zip64 end", zip64_archive("file", b"x") + bytes(512), {b"file": b"x"}),
     Case(
         "a backslash",
-        craft.archive(Entry("a\\b", b"1"), Entry("C:\\c", b"2")),
+        zip_builder.archive(Entry("a\\b", b"1"), Entry("C:\\c", b"2")),
         {b"a\\b": b"1", b"C:\\c": b"2"},
         ("unzip",),
     ),
     Case(
         "a name that an end begins with",
-        craft.archive(Entry("PK\5\6", b"1"), Entry("PK\5\6" * 8, b"2")),
+        zip_builder.archive(Entry("PK\5\6", b"1"), Entry("PK\5\6" * 8, b"2")),
         {b"PK\5\6": b"1", b"PK\5\6" * 8: b"2"},
         (),
     ),
     Case(
         "control characters",
-        craft.archive(Entry("a\x1b[2J\n\x7f", b"1")),
+        zip_builder.archive(Entry("a\x1b[2J\n\x7f", b"1")),
         {b"a\x1b[2J\n\x7f": b"1"},
         ("bsdtar",),
     ),
     Case(
         "bytes that are not utf-8",
-        craft.archive(Entry(b"Gr\x94\xe1e", b"1", flags=0), Entry(b"\xff", b"2", flags=0)),
+        zip_builder.archive(Entry(b"Gr\x94\xe1e", b"1", flags=0), Entry(b"\xff", b"2", flags=0)),
         {b"Gr\x94\xe1e": b"1", b"\xff": b"2"},
         (),
     ),

@@ -13,9 +13,8 @@ from pathlib import Path
 
 import pytest
 
-import craft
+import zip_builder
 from conftest import Archiver, Outcome
-from craft import Entry
 from hostile_archives import (
     an_end_in_an_entry_that_reaches_the_end,
     an_end_in_the_directory,
@@ -32,6 +31,7 @@ from hostile_archives import (
     zip64_end_far_from_its_locator,
     zip64_that_disagrees,
 )
+from zip_builder import Entry
 
 # The most that any of these may take; an honest small archive takes 7 MiB.
 PEAK_KIB = 48 * 1024
@@ -49,7 +49,7 @@ class Case:
 
 def entry(name: str, says: str, *entries: Entry) -> Case:
     """An archive of `entries`, the first of which is refused."""
-    return Case(name, craft.archive(*entries), f"cannot unpack '.*': {says}")
+    return Case(name, zip_builder.archive(*entries), f"cannot unpack '.*': {says}")
 
 
 def whole(name: str, says: str, data: bytes) -> Case:
@@ -65,13 +65,13 @@ def bad_name(name: str, entry_name: str | bytes, says: str) -> Case:
 def link(name: str, at: str, target: str, says: str = "it is a link that leads out") -> Case:
     """A link that is refused, after an innocent file that must not be made either."""
     innocent = Entry("innocent", b"x")
-    return entry(name, says, innocent, Entry(at, target.encode(), mode=craft.LINK))
+    return entry(name, says, innocent, Entry(at, target.encode(), mode=zip_builder.LINK))
 
 
 MORE_ENDS = "the archive has more than one end"
 MANY_DIRECTORIES = "the archive has too many directories"
 DATA = b"20240229;CARD PURCHASE;-12.50\n" * 1000
-PACKED = craft.deflate(DATA)
+PACKED = zip_builder.deflate(DATA)
 
 CASES = [
     bad_name("absolute", "/tmp/evil", "its name is absolute"),
@@ -99,25 +99,31 @@ CASES = [
     link("link to nothing", "l", "", "it is a link to no valid name"),
     link("link to a nul", "l", "a\0b", "it is a link to no valid name"),
     link("link to a long name", "l", "n" * 4096, "it is a link to no valid name"),
-    entry("directory link with a slash", "it is neither .*", Entry("l/", b"..", mode=craft.LINK)),
-    entry("fifo", "it is neither .*", Entry("f", mode=craft.FIFO)),
-    entry("character device", "it is neither .*", Entry("f", mode=craft.CHARACTER_DEVICE)),
-    entry("block device", "it is neither .*", Entry("f", mode=craft.BLOCK_DEVICE)),
-    entry("socket", "it is neither .*", Entry("f", mode=craft.SOCKET)),
+    entry(
+        "directory link with a slash", "it is neither .*", Entry("l/", b"..", mode=zip_builder.LINK)
+    ),
+    entry("fifo", "it is neither .*", Entry("f", mode=zip_builder.FIFO)),
+    entry("character device", "it is neither .*", Entry("f", mode=zip_builder.CHARACTER_DEVICE)),
+    entry("block device", "it is neither .*", Entry("f", mode=zip_builder.BLOCK_DEVICE)),
+    entry("socket", "it is neither .*", Entry("f", mode=zip_builder.SOCKET)),
     entry("same name twice", "it is there twice", Entry("a", b"1"), Entry("a", b"2")),
     entry(
         "same name in other words", "it is there twice", Entry("a/b", b"1"), Entry("a/./b", b"2")
     ),
     entry("file and directory", "it is there twice", Entry("a", b"1"), Entry("a/")),
-    entry("encrypted", "it is encrypted", Entry("a", DATA, flags=craft.ENCRYPTED)),
-    entry("strongly encrypted", "it is encrypted", Entry("a", DATA, flags=craft.ENCRYPTED | 0x40)),
+    entry("encrypted", "it is encrypted", Entry("a", DATA, flags=zip_builder.ENCRYPTED)),
+    entry(
+        "strongly encrypted",
+        "it is encrypted",
+        Entry("a", DATA, flags=zip_builder.ENCRYPTED | 0x40),
+    ),
     entry("bzip2", "its compression method is not supported", Entry("a", DATA, method=12)),
     entry("unknown method", "its compression method is not supported", Entry("a", DATA, method=77)),
     entry("directory with content", "it is a directory with content", Entry("d/", b"x")),
     entry(
         "four gigabytes in a kilobyte",
         "it claims a size that it cannot have",
-        Entry("a", raw=bytes(1000), size=0xFFFFFFFE, method=craft.DEFLATED),
+        Entry("a", raw=bytes(1000), size=0xFFFFFFFE, method=zip_builder.DEFLATED),
     ),
     entry(
         "stored and larger than its bytes",
@@ -127,22 +133,24 @@ CASES = [
     entry(
         "more compressed bytes than the archive has",
         "the entries overlap, or the archive is cut short",
-        Entry("a", raw=PACKED, compressed_size=1 << 31, size=1 << 31, method=craft.DEFLATED),
+        Entry("a", raw=PACKED, compressed_size=1 << 31, size=1 << 31, method=zip_builder.DEFLATED),
     ),
     entry(
         "more bytes than claimed",
         "it holds more than it claims",
-        Entry("a", raw=PACKED, size=len(DATA) - 1, method=craft.DEFLATED),
+        Entry("a", raw=PACKED, size=len(DATA) - 1, method=zip_builder.DEFLATED),
     ),
     entry(
         "fewer bytes than claimed",
         "it holds less than it claims",
-        Entry("a", raw=PACKED, size=len(DATA) + 1, method=craft.DEFLATED),
+        Entry("a", raw=PACKED, size=len(DATA) + 1, method=zip_builder.DEFLATED),
     ),
     entry(
         "a bomb that claims to be small",
         "it holds more than it claims",
-        Entry("a", raw=craft.deflate(bytes(50_000_000)), size=1000, method=craft.DEFLATED),
+        Entry(
+            "a", raw=zip_builder.deflate(bytes(50_000_000)), size=1000, method=zip_builder.DEFLATED
+        ),
     ),
     entry("wrong checksum", "its checksum is wrong", Entry("a", DATA, crc=1)),
     entry(
@@ -153,18 +161,20 @@ CASES = [
     entry(
         "cut data",
         "its data ends too early",
-        Entry("a", DATA, raw=PACKED[:-3], method=craft.DEFLATED),
+        Entry("a", DATA, raw=PACKED[:-3], method=zip_builder.DEFLATED),
     ),
-    entry("no data", "its data ends too early", Entry("a", b"", raw=b"", method=craft.DEFLATED)),
+    entry(
+        "no data", "its data ends too early", Entry("a", b"", raw=b"", method=zip_builder.DEFLATED)
+    ),
     entry(
         "broken data",
         "its data is broken",
-        Entry("a", DATA, raw=b"\x07" + PACKED, method=craft.DEFLATED),
+        Entry("a", DATA, raw=b"\x07" + PACKED, method=zip_builder.DEFLATED),
     ),
     entry(
         "endless empty blocks",
         "its data ends too early",
-        Entry("a", b"", raw=b"\0\0\0\xff\xff" * 100_000, method=craft.DEFLATED),
+        Entry("a", b"", raw=b"\0\0\0\xff\xff" * 100_000, method=zip_builder.DEFLATED),
     ),
     Case("overlapping entries", overlapping(), "cannot unpack '.*': the entries overlap, .*"),
     whole(
@@ -221,7 +231,7 @@ CASES = [
     whole(
         "zip64 end elsewhere",
         "the archive's Zip64 end is missing",
-        with_end(craft.zip64_end(1, 54, 35, 1 << 60) + honest_end()),
+        with_end(zip_builder.zip64_end(1, 54, 35, 1 << 60) + honest_end()),
     ),
     whole("two ends", MORE_ENDS, two_ends()),
     whole("an end in the directory", MORE_ENDS, an_end_in_the_directory()),
@@ -238,22 +248,22 @@ CASES = [
     whole("thousands of ends", MORE_ENDS, thousands_of_ends()),
     Case(
         "entry beyond the archive",
-        craft.archive(Entry("a", b"x", offset=1 << 30)),
+        zip_builder.archive(Entry("a", b"x", offset=1 << 30)),
         "cannot unpack 'a': .*",
     ),
     Case(
         "file through a link",
-        craft.archive(Entry("l", b"top", mode=craft.LINK), Entry("l/evil", b"x")),
+        zip_builder.archive(Entry("l", b"top", mode=zip_builder.LINK), Entry("l/evil", b"x")),
         "cannot unpack 'l': another entry has its name",
     ),
     Case(
         "file below a file",
-        craft.archive(Entry("a", b"x"), Entry("a/b", b"x")),
+        zip_builder.archive(Entry("a", b"x"), Entry("a/b", b"x")),
         "cannot unpack 'a/b': cannot use the directory 'a': Not a directory",
     ),
     Case(
         "a good file before a bad one",
-        craft.archive(Entry("good", b"x"), Entry("bad", DATA, crc=1)),
+        zip_builder.archive(Entry("good", b"x"), Entry("bad", DATA, crc=1)),
         "cannot unpack 'bad': its checksum is wrong",
     ),
 ]
@@ -306,7 +316,7 @@ def test_directories_that_are_only_implied_need_room(
     options: str, status: int, archiver: Archiver, tmp_path: Path
 ) -> None:
     """A file in fifteen directories: a block and an inode each, and one inode for the root."""
-    (tmp_path / "a.zip").write_bytes(craft.archive(Entry("d/" * 15 + "empty")))
+    (tmp_path / "a.zip").write_bytes(zip_builder.archive(Entry("d/" * 15 + "empty")))
     with small_file_system(tmp_path / "small", options) as target:
         outcome = archiver.run("-x", "-k", tmp_path / "a.zip", target)
         assert len(list(target.rglob("*"))) == (0 if status else 16)
@@ -323,21 +333,21 @@ def test_extra_fields_that_entries_share_take_no_memory(archiver: Archiver, tmp_
 
 
 def test_a_ratio_that_deflate_can_reach_passes(archiver: Archiver, tmp_path: Path) -> None:
-    data = craft.archive(Entry("zeros", bytes(50_000_000), method=craft.DEFLATED))
+    data = zip_builder.archive(Entry("zeros", bytes(50_000_000), method=zip_builder.DEFLATED))
     assert len(data) < 50_000_000 / 1000
     assert unpack(data, archiver, tmp_path).status == 0
     assert (tmp_path / "in" / "target" / "zeros").stat().st_size == 50_000_000
 
 
 def test_an_archive_inside_may_end_where_this_one_ends(archiver: Archiver, tmp_path: Path) -> None:
-    inner = craft.archive(Entry("inner", DATA))
-    outcome = unpack(craft.archive(Entry("inner.zip", inner)), archiver, tmp_path)
+    inner = zip_builder.archive(Entry("inner", DATA))
+    outcome = unpack(zip_builder.archive(Entry("inner.zip", inner)), archiver, tmp_path)
     assert (outcome.status, outcome.error) == (0, "")
 
 
 def test_the_local_header_is_not_believed(archiver: Archiver, tmp_path: Path) -> None:
     outcome = unpack(
-        craft.archive(Entry("harmless", b"x", local_name=b"../evil!")), archiver, tmp_path
+        zip_builder.archive(Entry("harmless", b"x", local_name=b"../evil!")), archiver, tmp_path
     )
     assert outcome.status == 0
     assert made(tmp_path) == ("harmless",)
@@ -354,10 +364,10 @@ def test_nothing_is_written_through_links_that_are_there(
     (target / "file").symlink_to(outside / "file")
     (target / "directory").symlink_to(outside)
     archive = tmp_path / "a.zip"
-    archive.write_bytes(craft.archive(Entry("file", b"new")))
+    archive.write_bytes(zip_builder.archive(Entry("file", b"new")))
     archiver.unpack(archive, target)
     assert not (target / "file").is_symlink()
-    archive.write_bytes(craft.archive(Entry("directory/evil", b"new")))
+    archive.write_bytes(zip_builder.archive(Entry("directory/evil", b"new")))
     outcome = archiver.run("-x", "-k", archive, target)
     assert outcome.status == 1
     assert "cannot use the directory 'directory': Not a directory" in outcome.error
@@ -373,7 +383,9 @@ def test_a_failure_takes_back_what_it_made_and_leaves_what_was_there(
     (target / "old" / "kept").write_text("kept")
     archive = tmp_path / "a.zip"
     archive.write_bytes(
-        craft.archive(Entry("new/good", b"x"), Entry("old/good", b"x"), Entry("bad", DATA, crc=1))
+        zip_builder.archive(
+            Entry("new/good", b"x"), Entry("old/good", b"x"), Entry("bad", DATA, crc=1)
+        )
     )
     assert archiver.run("-x", "-k", archive, target).status == 1
     assert os.listdir(target) == ["old"]
@@ -383,7 +395,9 @@ def test_a_failure_takes_back_what_it_made_and_leaves_what_was_there(
 def test_every_changed_byte_ends_in_a_result_or_in_one_line(
     archiver: Archiver, tmp_path: Path
 ) -> None:
-    honest = craft.archive(Entry("top/a", DATA, method=craft.DEFLATED), Entry("top/b", b"x"))
+    honest = zip_builder.archive(
+        Entry("top/a", DATA, method=zip_builder.DEFLATED), Entry("top/b", b"x")
+    )
     crc = zlib.crc32(DATA)
     for place in range(0, len(honest), 3):
         data = bytearray(honest)

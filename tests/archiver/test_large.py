@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 
-import craft
+import zip_builder
 from conftest import Archiver
 
 PEAK_KIB = 24 * 1024
@@ -90,15 +90,15 @@ def test_an_archive_with_an_entry_behind_four_gigabytes_is_read(
     archiver: Archiver, tmp_path: Path
 ) -> None:
     """A sparse archive: the entry's offset stands in its Zip64 field."""
-    entry = craft.Entry("file", b"far away")
+    entry = zip_builder.Entry("file", b"far away")
     entry.offset = 0xFFFFFFFF
     entry.extra = struct.pack("<HHQ", 1, 8, SIZE)
     local, directory = entry.local(), entry.central(0)
     start = SIZE + len(local)
-    end64 = craft.zip64_end(1, len(directory), start, start + len(directory))
+    end64 = zip_builder.zip64_end(1, len(directory), start, start + len(directory))
     archive = tmp_path / "a.zip"
     with archive.open("wb") as file:
         file.seek(SIZE)
-        file.write(local + directory + end64 + craft.end_record(1, 0xFFFFFFFF, 0xFFFFFFFF))
+        file.write(local + directory + end64 + zip_builder.end_record(1, 0xFFFFFFFF, 0xFFFFFFFF))
     archiver.unpack(archive, tmp_path / "target")
     assert (tmp_path / "target" / "file").read_bytes() == b"far away"

@@ -14,7 +14,7 @@ from pathlib import Path
 
 import pytest
 
-import craft
+import zip_builder
 from conftest import Archiver
 
 UMLAUT = "Größe.csv"
@@ -131,15 +131,17 @@ def test_existing_files_are_replaced_and_others_stay(archiver: Archiver, tmp_pat
     (target / "top").mkdir(parents=True)
     (target / "top" / "file").write_text("old and much longer")
     (target / "top" / "other").write_text("other")
-    (tmp_path / "a.zip").write_bytes(craft.archive(craft.Entry("top/file", b"new")))
+    (tmp_path / "a.zip").write_bytes(zip_builder.archive(zip_builder.Entry("top/file", b"new")))
     archiver.unpack(tmp_path / "a.zip", target)
     assert (target / "top" / "file").read_text() == "new"
     assert (target / "top" / "other").read_text() == "other"
 
 
-def unpacked_names(archiver: Archiver, tmp_path: Path, *entries: craft.Entry, comment=b"") -> list:
+def unpacked_names(
+    archiver: Archiver, tmp_path: Path, *entries: zip_builder.Entry, comment=b""
+) -> list:
     """Unpacks an archive of `entries` and gives the names that were made."""
-    (tmp_path / "a.zip").write_bytes(craft.archive(*entries, comment=comment))
+    (tmp_path / "a.zip").write_bytes(zip_builder.archive(*entries, comment=comment))
     archiver.unpack(tmp_path / "a.zip", tmp_path / "target")
     return sorted(str(p.relative_to(tmp_path / "target")) for p in (tmp_path / "target").rglob("*"))
 
@@ -149,22 +151,26 @@ def test_an_empty_archive_unpacks_to_nothing(archiver: Archiver, tmp_path: Path)
 
 
 def test_an_archive_may_have_a_comment(archiver: Archiver, tmp_path: Path) -> None:
-    entry = craft.Entry("file", b"x")
+    entry = zip_builder.Entry("file", b"x")
     assert unpacked_names(archiver, tmp_path, entry, comment=b"made by hand") == ["file"]
 
 
 def test_utf8_names_need_no_mark(archiver: Archiver, tmp_path: Path) -> None:
-    entry = craft.Entry("Größe", b"x", flags=0)
+    entry = zip_builder.Entry("Größe", b"x", flags=0)
     assert unpacked_names(archiver, tmp_path, entry) == ["Größe"]
 
 
 def test_directories_need_no_entry_of_their_own(archiver: Archiver, tmp_path: Path) -> None:
-    assert unpacked_names(archiver, tmp_path, craft.Entry("a/b/c", b"x")) == ["a", "a/b", "a/b/c"]
+    assert unpacked_names(archiver, tmp_path, zip_builder.Entry("a/b/c", b"x")) == [
+        "a",
+        "a/b",
+        "a/b/c",
+    ]
 
 
 def test_an_archive_in_an_archive_is_a_file(archiver: Archiver, tmp_path: Path) -> None:
-    inner = craft.archive(craft.Entry("../../evil", b"x"))
-    (tmp_path / "a.zip").write_bytes(craft.archive(craft.Entry("inner.zip", inner)))
+    inner = zip_builder.archive(zip_builder.Entry("../../evil", b"x"))
+    (tmp_path / "a.zip").write_bytes(zip_builder.archive(zip_builder.Entry("inner.zip", inner)))
     archiver.unpack(tmp_path / "a.zip", tmp_path / "target")
     assert (tmp_path / "target" / "inner.zip").read_bytes() == inner
 
@@ -173,7 +179,7 @@ def test_names_that_differ_in_case_or_normalisation_are_two(
     archiver: Archiver, tmp_path: Path
 ) -> None:
     names = ["OFX", "ofx", "\u00fc", "u\u0308"]
-    entries = [craft.Entry(name, name.encode()) for name in names]
+    entries = [zip_builder.Entry(name, name.encode()) for name in names]
     assert unpacked_names(archiver, tmp_path, *entries) == sorted(names)
     assert all((tmp_path / "target" / name).read_bytes() == name.encode() for name in names)
 
@@ -182,10 +188,10 @@ def test_the_set_id_bits_are_dropped_and_the_owner_can_read(
     archiver: Archiver, tmp_path: Path
 ) -> None:
     (tmp_path / "a.zip").write_bytes(
-        craft.archive(
-            craft.Entry("set-id", b"x", mode=0o106755),
-            craft.Entry("no rights", b"x", mode=0o100000 | 0o010),
-            craft.Entry("closed/", mode=0o041000),
+        zip_builder.archive(
+            zip_builder.Entry("set-id", b"x", mode=0o106755),
+            zip_builder.Entry("no rights", b"x", mode=0o100000 | 0o010),
+            zip_builder.Entry("closed/", mode=0o041000),
         )
     )
     archiver.unpack(tmp_path / "a.zip", tmp_path / "target")
@@ -198,7 +204,7 @@ def test_an_archive_without_unix_modes_gets_the_usual_ones(
 ) -> None:
     dos = {"made_by": 20, "mode": 0}
     (tmp_path / "a.zip").write_bytes(
-        craft.archive(craft.Entry("d/", **dos), craft.Entry("d/f", b"x", **dos))
+        zip_builder.archive(zip_builder.Entry("d/", **dos), zip_builder.Entry("d/f", b"x", **dos))
     )
     archiver.unpack(tmp_path / "a.zip", tmp_path / "target")
     assert stat.S_IMODE((tmp_path / "target" / "d").stat().st_mode) == 0o755
@@ -210,7 +216,9 @@ def test_times_come_from_the_timestamp_field_or_else_from_the_dos_fields(
 ) -> None:
     field = struct.pack("<HHBi", 0x5455, 5, 1, 1_700_000_001)
     (tmp_path / "a.zip").write_bytes(
-        craft.archive(craft.Entry("unix", b"x", extra=field), craft.Entry("dos", b"x"))
+        zip_builder.archive(
+            zip_builder.Entry("unix", b"x", extra=field), zip_builder.Entry("dos", b"x")
+        )
     )
     archiver.unpack(tmp_path / "a.zip", tmp_path / "target")
     assert (tmp_path / "target" / "unix").stat().st_mtime == 1_700_000_001
@@ -220,9 +228,9 @@ def test_times_come_from_the_timestamp_field_or_else_from_the_dos_fields(
 
 def test_links_that_stay_inside_are_made(archiver: Archiver, tmp_path: Path) -> None:
     (tmp_path / "a.zip").write_bytes(
-        craft.archive(
-            craft.Entry("top/a/link", b"../b/file", mode=craft.LINK),
-            craft.Entry("top/b/file", b"content"),
+        zip_builder.archive(
+            zip_builder.Entry("top/a/link", b"../b/file", mode=zip_builder.LINK),
+            zip_builder.Entry("top/b/file", b"content"),
         )
     )
     archiver.unpack(tmp_path / "a.zip", tmp_path / "target")

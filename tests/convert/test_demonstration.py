@@ -19,7 +19,7 @@ from command_sandbox import FAKE_PROGRAM, PATIENCE, PROJECT
 DEMO = PROJECT / "demo"
 
 
-class Stage:
+class Demonstration:
     """A directory with a statement, a program that plays a plan, and an empty TMPDIR."""
 
     def __init__(self, directory: Path) -> None:
@@ -60,40 +60,40 @@ class Stage:
 
 
 @pytest.fixture
-def stage(tmp_path: Path) -> Stage:
-    return Stage(tmp_path)
+def demonstration(tmp_path: Path) -> Demonstration:
+    return Demonstration(tmp_path)
 
 
-def test_the_first_lines_of_result_and_log_are_shown(stage: Stage) -> None:
-    status, written = stage.show(["section", "Connecting", 0], ["copy"], ["exit", 0])
-    assert status == 0 and stage.is_empty(written)
+def test_the_first_lines_of_result_and_log_are_shown(demonstration: Demonstration) -> None:
+    status, written = demonstration.show(["section", "Connecting", 0], ["copy"], ["exit", 0])
+    assert status == 0 and demonstration.is_empty(written)
     assert "  line 8\n  ... and 12 more lines\n" in written and "  line 9\n" not in written
     assert "tool.log\n  copied\n" in written
-    assert (stage.results / "march.csv").read_text() == stage.statement.read_text()
+    assert (demonstration.results / "march.csv").read_text() == demonstration.statement.read_text()
 
 
-def test_an_earlier_result_is_not_shown_again(stage: Stage) -> None:
-    stage.results.mkdir()
-    (stage.results / "march.csv").write_text("old\n")
-    status, written = stage.show(["exit", 3])
-    assert status == 3 and stage.is_empty(written)
-    assert "old" not in written and not (stage.results / "march.csv").exists()
+def test_an_earlier_result_is_not_shown_again(demonstration: Demonstration) -> None:
+    demonstration.results.mkdir()
+    (demonstration.results / "march.csv").write_text("old\n")
+    status, written = demonstration.show(["exit", 3])
+    assert status == 3 and demonstration.is_empty(written)
+    assert "old" not in written and not (demonstration.results / "march.csv").exists()
 
 
-def test_a_conversation_that_never_began_is_said_to_be_none(stage: Stage) -> None:
-    _, written = stage.show(["exit", 1])
+def test_a_conversation_that_never_began_is_said_to_be_none(demonstration: Demonstration) -> None:
+    _, written = demonstration.show(["exit", 1])
     assert "The program did not reach the server." in written
 
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
-def test_a_signal_cancels_and_leaves_nothing(stage: Stage, number: int) -> None:
-    with stage.start(["section", "ready", 0], ["read", 1], ["exit", 1]) as process:
+def test_a_signal_cancels_and_leaves_nothing(demonstration: Demonstration, number: int) -> None:
+    with demonstration.start(["section", "ready", 0], ["read", 1], ["exit", 1]) as process:
         lines = itertools.takewhile(lambda line: "ready" not in line, process.stdout)
         written = "".join(lines)
         process.send_signal(number)
         written += process.stdout.read()
         assert process.wait(timeout=PATIENCE) == 128 + number
-    assert "Canceled. Nothing was converted." in written and stage.is_empty(written)
+    assert "Canceled. Nothing was converted." in written and demonstration.is_empty(written)
 
 
 @pytest.mark.parametrize(

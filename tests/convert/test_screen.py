@@ -18,7 +18,13 @@ from command_sandbox import PATIENCE, PROJECT, CommandSandbox
 
 sys.path.insert(0, str(PROJECT / "tools"))
 
-from zanbury_convert.screen import Paper, Row, clock, lines_of_one, lines_of_several  # noqa: E402
+from zanbury_convert.screen import (  # noqa: E402
+    Row,
+    TerminalStyle,
+    clock,
+    lines_of_one,
+    lines_of_several,
+)
 
 COUNTDOWN = "Could not connect. Will try again in 17 seconds..."
 SERVER = "convert@cloud-1.example.com:22"
@@ -77,7 +83,7 @@ SEVERAL = {
 
 @pytest.mark.parametrize(("width", "row"), ONE)
 def test_the_lines_of_one_file(width: int, row: str) -> None:
-    lines = lines_of_one(ROWS[row], Paper(width), 65.0)
+    lines = lines_of_one(ROWS[row], TerminalStyle(width), 65.0)
     assert lines == ONE[width, row]
     assert max(map(len, lines)) <= width
 
@@ -85,7 +91,7 @@ def test_the_lines_of_one_file(width: int, row: str) -> None:
 @pytest.mark.parametrize("width", SEVERAL)
 def test_the_lines_of_several_files(width: int) -> None:
     counted = "12 of 20 files, 1 not converted"
-    lines = lines_of_several([*ROWS.values()], counted, 0.0, Paper(width), 65.0)
+    lines = lines_of_several([*ROWS.values()], counted, 0.0, TerminalStyle(width), 65.0)
     assert lines == SEVERAL[width]
     assert max(map(len, lines)) <= width
 
@@ -93,11 +99,11 @@ def test_the_lines_of_several_files(width: int) -> None:
 @pytest.mark.parametrize("width", range(12))
 def test_no_terminal_is_too_narrow(width: int) -> None:
     for row in ROWS.values():
-        assert len(lines_of_one(row, Paper(width), 0.0)) == 2
+        assert len(lines_of_one(row, TerminalStyle(width), 0.0)) == 2
 
 
 def test_a_simple_terminal_gets_simple_characters() -> None:
-    lines = lines_of_one(ROWS["uploading"], Paper(80, is_rich=False), 65.0)
+    lines = lines_of_one(ROWS["uploading"], TerminalStyle(80, is_rich=False), 65.0)
     assert lines[0] == "- Uploading encrypted file... =============.................  45 %"
     assert "".join(lines).isascii()
 

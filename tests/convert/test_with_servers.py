@@ -41,7 +41,7 @@ def sshd() -> Iterator[LoopbackSshd]:
         yield running
 
 
-class Office:
+class ServedSandbox:
     """A sandbox whose configuration leads to a server with a script."""
 
     def __init__(self, sandbox: CommandSandbox, sshd: LoopbackSshd, program: Path) -> None:
@@ -69,13 +69,13 @@ class Office:
 
 
 @pytest.fixture
-def office(sandbox: CommandSandbox, sshd: LoopbackSshd, program: Path) -> Office:
-    return Office(sandbox, sshd, program)
+def served(sandbox: CommandSandbox, sshd: LoopbackSshd, program: Path) -> ServedSandbox:
+    return ServedSandbox(sandbox, sshd, program)
 
 
-def test_a_statement_is_converted_and_bears_the_present_time(office: Office) -> None:
+def test_a_statement_is_converted_and_bears_the_present_time(served: ServedSandbox) -> None:
     begun = time.time()
-    ending = office.ending()
+    ending = served.ending()
     assert (ending["code"], ending["status"]) == ("converted", 0)
     result = Path(ending["result"])
     assert result.read_text().startswith("date,") or result.stat().st_size == ending["bytes"]
@@ -134,30 +134,30 @@ SCRIPTS = {
 
 @pytest.mark.parametrize(("script", "code", "status", "words"), SCRIPTS.values(), ids=[*SCRIPTS])
 def test_an_old_result_is_never_taken_for_a_new_one(
-    office: Office, script: dict, code: str, status: int, words: str
+    served: ServedSandbox, script: dict, code: str, status: int, words: str
 ) -> None:
-    old = office.sandbox.directory / "in.ofx.converted"
+    old = served.sandbox.directory / "in.ofx.converted"
     old.write_text(OLD)
-    ending = office.ending(script, "--force")
+    ending = served.ending(script, "--force")
     told = ending["reason"]
     assert (ending["code"], ending["status"]) == (code, status), told
     assert words.lower() in told.lower()
     assert (ending["result"], old.read_text()) == (None, OLD)
 
 
-def test_the_tool_s_own_last_words_are_the_reason(office: Office) -> None:
-    (office.sandbox.directory / "in.ofx").write_text("not a statement\n")
-    ending = office.ending()
+def test_the_tool_s_own_last_words_are_the_reason(served: ServedSandbox) -> None:
+    (served.sandbox.directory / "in.ofx").write_text("not a statement\n")
+    ending = served.ending()
     assert (ending["code"], ending["status"]) == ("tool-failed", 65)
     assert ending["reason"].startswith("The tool failed with status 65: ")
     assert len(ending["reason"].splitlines()[0]) > len("The tool failed with status 65: ")
 
 
-def test_a_login_that_is_refused_names_the_key_of_the_user(office: Office) -> None:
-    key = office.sandbox.write_key("key", SshKeyPair.generate().private_text)
-    ending = office.ending()
+def test_a_login_that_is_refused_names_the_key_of_the_user(served: ServedSandbox) -> None:
+    key = served.sandbox.write_key("key", SshKeyPair.generate().private_text)
+    ending = served.ending()
     assert (ending["code"], ending["status"]) == ("login-refused", 4)
-    name = f"{office.sshd.user}@127.0.0.1:{office.sshd.port}"
+    name = f"{served.sshd.user}@127.0.0.1:{served.sshd.port}"
     assert ending["reason"] == f"{name} refuses the login with the key {key}."
 
 
@@ -170,57 +170,59 @@ def test_a_login_that_is_refused_names_the_key_of_the_user(office: Office) -> No
         ({"server_command": "/etc/passwd"}, "no-command", "/etc/passwd: permission denied"),
     ],
 )
-def test_servers_that_cannot_be_used(office: Office, changes: dict, code: str, words: str) -> None:
-    office.configure(**changes)
-    ending = office.ending({}, "--retries", "2")
+def test_servers_that_cannot_be_used(
+    served: ServedSandbox, changes: dict, code: str, words: str
+) -> None:
+    served.configure(**changes)
+    ending = served.ending({}, "--retries", "2")
     assert (ending["code"], ending["status"]) == (code, 4), ending["reason"]
     assert words in ending["reason"]
     assert ("Gave up after 2 rounds." in ending["reason"]) == (code == "unreachable")
 
 
-def test_a_server_without_a_word_gives_way_to_the_next(office: Office) -> None:
+def test_a_server_without_a_word_gives_way_to_the_next(served: ServedSandbox) -> None:
     # Whichever comes first: the silent one costs a second, and the other one converts.
     with SilentListener() as silent:
-        office.configure(server=[silent.destination, office.sshd.destination()])
-        ending = office.ending({}, "--connect-timeout", "20")
+        served.configure(server=[silent.destination, served.sshd.destination()])
+        ending = served.ending({}, "--connect-timeout", "20")
         assert ending["code"] == "converted", ending["reason"]
-        office.configure(server=silent.destination)
-        ending = office.ending({}, "--connect-timeout", "0.5", "--retries", "2", "--force")
+        served.configure(server=silent.destination)
+        ending = served.ending({}, "--connect-timeout", "0.5", "--retries", "2", "--force")
     assert (ending["code"], ending["status"]) == ("unreachable", 4)
     name = f"nobody@127.0.0.1:{silent.port}"
     assert f"{name} said no hello within 0.5 seconds." in ending["reason"]
 
 
-def test_a_slow_archiver_is_not_a_silent_server(office: Office) -> None:
+def test_a_slow_archiver_is_not_a_silent_server(served: ServedSandbox) -> None:
     """The server's hello ends the waiting for it, whatever the program does afterwards."""
-    office.server.play({"ServerHandshake": {"before": {"await": "go on"}}})
-    with office.sandbox.running("--json", "--connect-timeout", "10", "in.ofx") as convert:
-        office.server.begun(1).wait_for_frame("ClientHandshake")
-        directory = next(office.sandbox.temporary.rglob("ZanburyToolProxy.*"))
+    served.server.play({"ServerHandshake": {"before": {"await": "go on"}}})
+    with served.sandbox.running("--json", "--connect-timeout", "10", "in.ofx") as convert:
+        served.server.begun(1).wait_for_frame("ClientHandshake")
+        directory = next(served.sandbox.temporary.rglob("ZanburyToolProxy.*"))
         assert not (directory / "identity").exists()
-        office.server.file("go on").touch()
+        served.server.file("go on").touch()
         assert until(convert, "end")["code"] == "converted"
 
 
-def test_the_server_in_use_is_told(office: Office) -> None:
-    office.configure(server=[office.sshd.destination(), office.sshd.destination("localhost")])
-    office.server.play({"ServerHello": {"before": {"await": "go on"}}})
-    with office.sandbox.running("--json", "in.ofx") as convert:
+def test_the_server_in_use_is_told(served: ServedSandbox) -> None:
+    served.configure(server=[served.sshd.destination(), served.sshd.destination("localhost")])
+    served.server.play({"ServerHello": {"before": {"await": "go on"}}})
+    with served.sandbox.running("--json", "in.ofx") as convert:
         events = events_of(convert)
         told = next(e for e in events if e["event"] == "connect" and e["server"] is not None)
-        office.server.file("go on").touch()
-    port = office.sshd.port
-    names = {f"{office.sshd.user}@{host}:{port}" for host in ("127.0.0.1", "localhost")}
+        served.server.file("go on").touch()
+    port = served.sshd.port
+    names = {f"{served.sshd.user}@{host}:{port}" for host in ("127.0.0.1", "localhost")}
     assert told["server"] in names
 
 
-def test_time_out(office: Office) -> None:
-    ending = office.ending({"Conversion": {"before": {"await": "never"}}}, "--timeout", "3")
+def test_time_out(served: ServedSandbox) -> None:
+    ending = served.ending({"Conversion": {"before": {"await": "never"}}}, "--timeout", "3")
     assert (ending["code"], ending["status"]) == ("timeout", 124)
 
 
-def test_one_bad_statement_of_twenty(office: Office) -> None:
-    sandbox = office.sandbox
+def test_one_bad_statement_of_twenty(served: ServedSandbox) -> None:
+    sandbox = served.sandbox
     names = [f"{number:02d}.ofx" for number in range(19)] + ["bad.ofx"]
     for name in names[:-1]:
         shutil.copy(STATEMENT, sandbox.directory / name)
@@ -233,11 +235,11 @@ def test_one_bad_statement_of_twenty(office: Office) -> None:
     assert results == {f"{name}.converted" for name in names[:-1]}
 
 
-def test_a_missing_archiver_is_named(office: Office, program: Path, tmp_path: Path) -> None:
+def test_a_missing_archiver_is_named(served: ServedSandbox, program: Path, tmp_path: Path) -> None:
     alone = tmp_path / "alone"
     alone.mkdir()
     shutil.copy(program, alone)
-    ending = office.ending({}, "--program", str(alone / program.name))
+    ending = served.ending({}, "--program", str(alone / program.name))
     assert ending["code"] == "no-archiver"
     assert f"neither beside {alone / program.name} nor in " in ending["reason"]
 
@@ -255,19 +257,19 @@ COUNTDOWN = "Retry"
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM], ids=["Ctrl-C", "TERM"])
 @pytest.mark.parametrize("state", [*STATES, COUNTDOWN])
 def test_a_cancel_in_each_state(
-    office: Office, state: str, number: int, record_property: Callable[[str, object], None]
+    served: ServedSandbox, state: str, number: int, record_property: Callable[[str, object], None]
 ) -> None:
     """From the key to the prompt; how long that takes is told, not judged."""
     if state == COUNTDOWN:
-        office.configure(server=NOBODY_LISTENS, retry_delay=60)
+        served.configure(server=NOBODY_LISTENS, retry_delay=60)
     else:
-        office.server.play(_silent_in(state))
-    with office.sandbox.running("--json", "in.ofx") as convert:
+        served.server.play(_silent_in(state))
+    with served.sandbox.running("--json", "in.ofx") as convert:
         if state == COUNTDOWN:
             events = events_of(convert)
             next(e for e in events if e["event"] == "section" and "again" in e["title"])
         else:
-            wait_until(office.server.file("reached").exists, PATIENCE, state)
+            wait_until(served.server.file("reached").exists, PATIENCE, state)
         pressed = time.monotonic()
         os.kill(convert.pid, number)
         events = [*events_of(convert)]

@@ -89,10 +89,10 @@ class FaultScenario:
 
     def _no_descendant(self, outcome: Outcome) -> list[str]:
         left = survivors_of(outcome.pid, self._known, self.grace)
-        for relative in left:
+        for process in left:
             with contextlib.suppress(ProcessLookupError):
-                os.kill(relative.pid, signal.SIGKILL)
-        return [f"check 2, no descendant is left: {relative}" for relative in left]
+                os.kill(process.pid, signal.SIGKILL)
+        return [f"check 2, no descendant is left: {process}" for process in left]
 
     def _nothing_in_tmpfs(self, leaves: Collection[str]) -> list[str]:
         names = sorted(set(os.listdir(self.tmpfs)) - set(leaves))

@@ -46,10 +46,10 @@ class Preloaded:
         return self.cells.index(name) * _CELL.size
 
 
-class Turbulence(Preloaded):
-    """Short transfers and interrupted calls: preload/turbulence.cpp says which are which."""
+class FlakyIo(Preloaded):
+    """Short transfers and interrupted calls: preload/flaky_io.cpp says which are which."""
 
-    library = "turbulence"
+    library = "flaky_io"
     cells = ("shorten", "refuse", "signal_period", "shortened", "refused", "interrupted")
 
 

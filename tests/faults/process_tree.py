@@ -27,7 +27,7 @@ def die_with_parent() -> None:
 
 
 @dataclass(frozen=True)
-class Relative:
+class ProcessEntry:
     """A process as /proc shows it: what it is called, its state's letter and where it belongs."""
 
     pid: int
@@ -50,20 +50,20 @@ class Relative:
         return f"{self.pid} {self.name} ({self.state}, child of {self.parent})"
 
 
-def everyone() -> list[Relative]:
+def all_processes() -> list[ProcessEntry]:
     """All processes at the moment."""
     numbers = [entry for entry in os.listdir("/proc") if entry.isdecimal()]
-    return [found for number in numbers if (found := _relative(int(number)))]
+    return [found for number in numbers if (found := _entry(int(number)))]
 
 
-def survivors_of(session: int, known: set[int], grace: float) -> list[Relative]:
+def survivors_of(session: int, known: set[int], grace: float) -> list[ProcessEntry]:
     """The living processes of a session whose leader, the program, has ended, and children that
     this process has come to otherwise (neither `known` nor of an sshd), after `grace` seconds at
     most. What is dead and was handed to this process is reaped."""
     deadline = time.monotonic() + grace
     while True:
         _reap_orphans(session)
-        living = [relative for relative in _strays(session, known) if relative.state not in "ZX"]
+        living = [process for process in _strays(session, known) if process.state not in "ZX"]
         if not living or time.monotonic() > deadline:
             return living
         time.sleep(_POLL_SECONDS)
@@ -71,31 +71,31 @@ def survivors_of(session: int, known: set[int], grace: float) -> list[Relative]:
 
 def children() -> set[int]:
     """The children that this process has at the moment."""
-    return {relative.pid for relative in everyone() if relative.parent == os.getpid()}
+    return {process.pid for process in all_processes() if process.parent == os.getpid()}
 
 
-def _strays(session: int, known: set[int]) -> list[Relative]:
+def _strays(session: int, known: set[int]) -> list[ProcessEntry]:
     own = os.getpid()
     return [
-        relative
-        for relative in everyone()
-        if relative.pid not in known
-        and (relative.session == session or (relative.parent == own and not relative.is_of_sshd))
+        process
+        for process in all_processes()
+        if process.pid not in known
+        and (process.session == session or (process.parent == own and not process.is_of_sshd))
     ]
 
 
 def _reap_orphans(session: int) -> None:
-    for relative in everyone():
-        is_orphan = relative.parent == os.getpid() and relative.session == session
-        if is_orphan and relative.pid != session and relative.state == "Z":
-            os.waitpid(relative.pid, os.WNOHANG)
+    for process in all_processes():
+        is_orphan = process.parent == os.getpid() and process.session == session
+        if is_orphan and process.pid != session and process.state == "Z":
+            os.waitpid(process.pid, os.WNOHANG)
 
 
-def _relative(pid: int) -> Relative | None:
+def _entry(pid: int) -> ProcessEntry | None:
     try:
         text = Path(f"/proc/{pid}/stat").read_text("utf-8", errors="replace")
     except (FileNotFoundError, ProcessLookupError):
         return None
     name, _, rest = text.partition("(")[2].rpartition(")")
     fields = rest.split()
-    return Relative(pid, name, fields[0], int(fields[1]), int(fields[3]))
+    return ProcessEntry(pid, name, fields[0], int(fields[1]), int(fields[3]))

@@ -12,7 +12,7 @@ from typing import Any
 
 import pytest
 from assertions import assert_aborted
-from ballast import Ballast, pages
+from disk_filler import DiskFiller, pages
 from fault_scenario import FaultScenario
 from host_harness import PATIENCE
 from host_view import log_lines
@@ -47,9 +47,9 @@ def small(scenario: FaultScenario) -> FaultScenario:
 
 
 @pytest.fixture
-def ballast(small: FaultScenario) -> Iterator[Ballast]:
-    with Ballast(small.tmpfs) as weight:
-        yield weight
+def filler(small: FaultScenario) -> Iterator[DiskFiller]:
+    with DiskFiller(small.tmpfs) as filling:
+        yield filling
 
 
 def _begin_held(scenario: FaultScenario, script: dict[str, Any], **options: Any) -> Conversion:
@@ -69,8 +69,8 @@ def _working_directory(scenario: FaultScenario) -> Path:
     return directory
 
 
-def test_no_room_for_the_identity(small: FaultScenario, ballast: Ballast) -> None:
-    ballast.leave(0)
+def test_no_room_for_the_identity(small: FaultScenario, filler: DiskFiller) -> None:
+    filler.leave(0)
     outcome = small.convert()
     first, second = log_lines(outcome)
     assert (outcome.status, first) == (1, NO_IDENTITY), outcome.report()
@@ -97,11 +97,11 @@ def test_no_room_for_another_name(small: FaultScenario, inodes: int, error: str)
     small.assert_survived(outcome)
 
 
-def test_no_room_for_the_copy_of_the_source(small: FaultScenario, ballast: Ballast) -> None:
+def test_no_room_for_the_copy_of_the_source(small: FaultScenario, filler: DiskFiller) -> None:
     small.harness.source.write_bytes(_noise(SIZE))
     conversion = _begin_held(small, BEFORE_UPLOAD)
     copy = _working_directory(small) / "InputArchive" / small.harness.source.name
-    ballast.leave(SIZE // 2)
+    filler.leave(SIZE // 2)
     _go_on(small)
     outcome = small.end_of(conversion)
     assert_aborted(small.harness, outcome, NO_COPY, error=f"write: {FULL} ({copy})")
@@ -109,11 +109,11 @@ def test_no_room_for_the_copy_of_the_source(small: FaultScenario, ballast: Balla
     assert small.harness.result.read_bytes() == EARLIER
 
 
-def test_no_room_for_the_archive(small: FaultScenario, ballast: Ballast) -> None:
+def test_no_room_for_the_archive(small: FaultScenario, filler: DiskFiller) -> None:
     small.harness.source.write_bytes(_noise(SIZE))
     conversion = _begin_held(small, BEFORE_UPLOAD)
     zip_file = _working_directory(small) / "InputArchive.zip"
-    ballast.leave(SIZE + SIZE // 2)
+    filler.leave(SIZE + SIZE // 2)
     _go_on(small)
     outcome = small.end_of(conversion)
     cause = f"ZanburyArchiver: cannot write '{zip_file}': {FULL}"
@@ -123,11 +123,11 @@ def test_no_room_for_the_archive(small: FaultScenario, ballast: Ballast) -> None
     assert small.harness.result.read_bytes() == EARLIER
 
 
-def test_no_room_for_the_encrypted_archive(small: FaultScenario, ballast: Ballast) -> None:
+def test_no_room_for_the_encrypted_archive(small: FaultScenario, filler: DiskFiller) -> None:
     # The archive stays until all of it is encrypted: there is room for half of that.
     zipped = zipped_size(small.harness, _noise(SIZE))
     conversion = _begin_held(small, BEFORE_UPLOAD)
-    ballast.leave(pages(SIZE) + pages(zipped) + zipped // 2)
+    filler.leave(pages(SIZE) + pages(zipped) + zipped // 2)
     _go_on(small)
     outcome = small.end_of(conversion)
     assert_aborted(small.harness, outcome, "Could not encrypt InputArchive.zip")
@@ -150,11 +150,11 @@ SHORTAGES = {
 
 @pytest.mark.parametrize(("room", "lines"), SHORTAGES.values(), ids=SHORTAGES.keys())
 def test_no_room_to_take_the_result_in(
-    small: FaultScenario, ballast: Ballast, room: float, lines: list[str]
+    small: FaultScenario, filler: DiskFiller, room: float, lines: list[str]
 ) -> None:
     # It is there three times in the end: as it came, as an archive, and unpacked.
     conversion = _begin_held(small, BEFORE_DOWNLOAD)
-    ballast.leave(int(room * SIZE))
+    filler.leave(int(room * SIZE))
     _go_on(small)
     outcome = small.end_of(conversion)
     assert (outcome.status, log_lines(outcome)) == (1, lines), outcome.report()
@@ -163,13 +163,13 @@ def test_no_room_to_take_the_result_in(
 
 
 def test_the_room_of_the_upload_is_there_for_the_result(
-    small: FaultScenario, ballast: Ballast
+    small: FaultScenario, filler: DiskFiller
 ) -> None:
     # What was uploaded lies there twice, as a copy and encrypted; what comes back, three times.
     small.harness.source.write_bytes(_noise(SIZE))
     answer = {"before": HELD, "destFileName": "result.csv", **RESULT}
     conversion = _begin_held(small, {"Conversion": {"instead": []}, "OutputArchive": answer})
-    ballast.leave(SIZE + SIZE // 5)
+    filler.leave(SIZE + SIZE // 5)
     _go_on(small)
     outcome = small.end_of(conversion)
     assert (outcome.status, log_lines(outcome)) == (0, []), outcome.report()

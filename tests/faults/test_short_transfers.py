@@ -12,7 +12,7 @@ from pathlib import Path
 import pytest
 from fault_scenario import FaultScenario
 from host_harness import HostHarness
-from preloaded import Turbulence
+from preloaded import FlakyIo
 from terminal_host import Outcome
 from wrapped_program import in_shell
 
@@ -66,44 +66,42 @@ def test_transfers_of_large_files_shortened_by_libfiu(
 
 
 @pytest.fixture
-def turbulence(program: Path, tmp_path: Path) -> Turbulence:
-    return Turbulence(program, tmp_path / "page")
+def flaky_io(program: Path, tmp_path: Path) -> FlakyIo:
+    return FlakyIo(program, tmp_path / "page")
 
 
-def test_short_transfers(scenario: FaultScenario, turbulence: Turbulence) -> None:
-    turbulence.set("shorten", 1)
-    assert_identical(scenario, scenario.convert(overrides=turbulence.environment))
-    assert turbulence.get("shortened") > 100
+def test_short_transfers(scenario: FaultScenario, flaky_io: FlakyIo) -> None:
+    flaky_io.set("shorten", 1)
+    assert_identical(scenario, scenario.convert(overrides=flaky_io.environment))
+    assert flaky_io.get("shortened") > 100
 
 
-def test_short_transfers_of_large_files(scenario: FaultScenario, turbulence: Turbulence) -> None:
-    turbulence.set("shorten", 1)
+def test_short_transfers_of_large_files(scenario: FaultScenario, flaky_io: FlakyIo) -> None:
+    flaky_io.set("shorten", 1)
     whole, script = large_files(scenario.harness)
-    outcome = scenario.convert(script, overrides=turbulence.environment)
+    outcome = scenario.convert(script, overrides=flaky_io.environment)
     assert_identical(scenario, outcome, whole)
-    assert turbulence.get("shortened") > 1000
+    assert flaky_io.get("shortened") > 1000
 
 
-def test_every_second_call_is_interrupted(scenario: FaultScenario, turbulence: Turbulence) -> None:
-    turbulence.set("refuse", 2)
-    assert_identical(scenario, scenario.convert(overrides=turbulence.environment))
-    assert turbulence.get("refused") > 100
+def test_every_second_call_is_interrupted(scenario: FaultScenario, flaky_io: FlakyIo) -> None:
+    flaky_io.set("refuse", 2)
+    assert_identical(scenario, scenario.convert(overrides=flaky_io.environment))
+    assert flaky_io.get("refused") > 100
 
 
-def test_signals_break_off_what_waits(scenario: FaultScenario, turbulence: Turbulence) -> None:
-    turbulence.set("signal_period", 200)
-    assert_identical(scenario, scenario.convert(overrides=turbulence.environment))
-    assert turbulence.get("interrupted") > 100
+def test_signals_break_off_what_waits(scenario: FaultScenario, flaky_io: FlakyIo) -> None:
+    flaky_io.set("signal_period", 200)
+    assert_identical(scenario, scenario.convert(overrides=flaky_io.environment))
+    assert flaky_io.get("interrupted") > 100
 
 
-def test_all_of_it_at_once_with_large_files(
-    scenario: FaultScenario, turbulence: Turbulence
-) -> None:
-    turbulence.set("shorten", 1)
-    turbulence.set("refuse", 100)  # a write of the upload that is interrupted waits 0.1 s
-    turbulence.set("signal_period", 500)
+def test_all_of_it_at_once_with_large_files(scenario: FaultScenario, flaky_io: FlakyIo) -> None:
+    flaky_io.set("shorten", 1)
+    flaky_io.set("refuse", 100)  # a write of the upload that is interrupted waits 0.1 s
+    flaky_io.set("signal_period", 500)
     whole, script = large_files(scenario.harness)
-    outcome = scenario.convert(script, overrides=turbulence.environment)
+    outcome = scenario.convert(script, overrides=flaky_io.environment)
     assert_identical(scenario, outcome, whole)
-    done = {name: turbulence.get(name) for name in ("shortened", "refused", "interrupted")}
+    done = {name: flaky_io.get(name) for name in ("shortened", "refused", "interrupted")}
     assert all(count > 50 for count in done.values()), done

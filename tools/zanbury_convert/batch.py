@@ -10,7 +10,7 @@ from collections.abc import Sequence
 from .codes import Code
 from .display import Display, Tally
 from .ending import Ending
-from .interruption import Interruption, Wish
+from .interruption import Interruption, StopLevel
 from .jobs import Job
 from .run import Run
 from .settings import Settings
@@ -89,7 +89,7 @@ class Batch:
         """The ending of a file that need not be tried."""
         if job.ending is not None:
             return job.ending
-        if self._about_servers is None or self._interruption.wish is not Wish.NONE:
+        if self._about_servers is None or self._interruption.level is not StopLevel.NONE:
             return None
         code = Code.NOT_TRIED
         words = f"Not tried: {self._about_servers.reason}"
@@ -100,6 +100,6 @@ class Batch:
         converted = sum(ending.is_success for _, ending in self._endings)
         failed = len(self._endings) - skipped - converted
         status = 1 if failed else _SOME_SKIPPED if skipped else 0
-        if self._interruption.wish is not Wish.NONE and failed:
+        if self._interruption.level is not StopLevel.NONE and failed:
             status = self._interruption.status
         return Tally(converted, failed, skipped, seconds, status)

@@ -16,8 +16,8 @@ from .interruption import Interruption
 from .jobs import Job, jobs_of
 from .json_display import JsonDisplay
 from .plain_display import PlainDisplay
+from .printable import printable
 from .settings import Settings, settings_of
-from .shown import shown
 from .standard_streams import check_open, open_missing_streams
 
 
@@ -90,10 +90,8 @@ def _check(jobs: list[Job], settings: Settings, display: Display) -> int:
     names = ", ".join(server.name for server in settings.servers)
     failed = 0
     for job in jobs:
-        output = shown(str(job.output)) if job.output else "standard output"
-        words = (
-            f"Would convert {job.name} to {output}\nwith {shown(str(settings.program))}\nat {names}"
-        )
+        output = printable(str(job.output)) if job.output else "standard output"
+        words = f"Would convert {job.name} to {output}\nwith {printable(str(settings.program))}\nat {names}"
         ending = job.ending or Ending(Code.CHECKED, Code.CHECKED.status, words)
         display.begin(job)
         display.end(job, ending)
@@ -113,8 +111,8 @@ def _refuse(problem: Problem, is_json: bool) -> int:
     if is_json:
         JsonDisplay().refuse(ending)
     head, *more = ending.reason.split("\n")
-    lines = [f"{NAME}: {shown(head, 1000)}", *(shown(line, 1000) for line in more)]
+    lines = [f"{NAME}: {printable(head, 1000)}", *(printable(line, 1000) for line in more)]
     if ending.advice:
-        lines.append(shown(ending.advice, 1000))
+        lines.append(printable(ending.advice, 1000))
     print(*lines, sep="\n", file=sys.stderr)
     return ending.status

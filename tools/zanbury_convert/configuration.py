@@ -10,7 +10,7 @@ from typing import Any
 from .codes import Code
 from .ending import Problem
 from .options import DEFAULT_CONFIGURATION, OPTIONS, PATH
-from .shown import shown
+from .printable import printable
 
 
 def read_configuration(path: Path | None) -> dict[str, Any]:
@@ -24,10 +24,10 @@ def read_configuration(path: Path | None) -> dict[str, Any]:
     try:
         content = tomllib.loads(file.read_text(encoding="utf-8"))
     except OSError as error:
-        words = f"The configuration {shown(str(file))} cannot be read: {error.strerror}."
+        words = f"The configuration {printable(str(file))} cannot be read: {error.strerror}."
         raise _problem(words, "Name another one with --config.") from error
     except ValueError as error:
-        words = f"The configuration {shown(str(file))} is not TOML: {shown(str(error))}."
+        words = f"The configuration {printable(str(file))} is not TOML: {printable(str(error))}."
         raise _problem(words, "convert.toml.example in the documentation shows one.") from error
     return {key: _value(key, value, file) for key, value in content.items()}
 
@@ -42,12 +42,14 @@ def _value(key: str, value: Any, file: Path) -> Any:
     if option is None:
         near = difflib.get_close_matches(key, OPTIONS, 1)
         advice = f"Did you mean {near[0]}?" if near else f"Known are {', '.join(OPTIONS)}."
-        words = f"The configuration {shown(str(file))} has an unknown value: {shown(key, 60)}."
+        words = (
+            f"The configuration {printable(str(file))} has an unknown value: {printable(key, 60)}."
+        )
         raise _problem(words, advice)
     try:
         read = option.kind.read(value)
     except ValueError as error:
-        words = f"In the configuration {shown(str(file))}, {key} must be {option.kind.words}."
+        words = f"In the configuration {printable(str(file))}, {key} must be {option.kind.words}."
         raise _problem(words, "convert.toml.example in the documentation shows one.") from error
     return file.parent / read.expanduser() if option.kind is PATH else read
 

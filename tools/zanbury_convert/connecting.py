@@ -13,9 +13,9 @@ from dataclasses import dataclass
 
 from .codes import Code
 from .ending import Problem
+from .printable import printable
 from .servers import Server
-from .shown import shown
-from .ssh_words import Cause, cause_of
+from .ssh_messages import Cause, cause_of
 
 CONNECTING = "Connecting to Zanbury Cloud..."
 _COUNTDOWN = re.compile(r"Could not connect\. Will try again in \d+ seconds?\.\.\.")
@@ -124,7 +124,7 @@ class Connecting:
         if code is Code.UNREACHABLE and self.round > 1:
             told.append(f"Gave up after {self.round} rounds.")
         advice = " ".join(dict.fromkeys(cause.advice for cause in causes.values()))
-        return Problem(code, "\n".join(shown(line) for line in told), advice)
+        return Problem(code, "\n".join(printable(line) for line in told), advice)
 
     @property
     def _only_server(self) -> Server | None:

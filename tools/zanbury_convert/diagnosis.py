@@ -7,8 +7,8 @@ from pathlib import Path
 
 from .codes import Code
 from .ending import Ending
-from .heard import Heard
-from .shown import shown
+from .printable import printable
+from .program_output import ProgramOutput
 
 _ARCHIVER = "ZanburyArchiver"
 _MOST_WORDS = 6  # lines of the program that the ending repeats
@@ -40,7 +40,7 @@ _ARCHIVER_REASONS = ("Could not create InputArchive.zip", "Could not unzip Outpu
 
 
 @dataclass(frozen=True)
-class Remains:
+class ExitState:
     """What there is when the program has ended."""
 
     program: Path
@@ -49,73 +49,75 @@ class Remains:
     source_size: int  # bytes
 
 
-def ending_of(remains: Remains, heard: Heard) -> Ending:
+def ending_of(exit_state: ExitState, output: ProgramOutput) -> Ending:
     """The ending of a conversion that nobody stopped."""
-    if remains.status < 0:
-        words = f"The program was ended by signal {-remains.status}. Nothing was converted."
+    if exit_state.status < 0:
+        words = f"The program was ended by signal {-exit_state.status}. Nothing was converted."
         return _ending(Code.PROGRAM_KILLED, words, "Try again; if it recurs, tell its maker.")
-    if heard.tool_status is not None or remains.status > 1:
-        return _tool_failed(remains, heard)
-    return _aborted(remains, heard) if remains.status else _ended(remains, heard)
+    if output.tool_status is not None or exit_state.status > 1:
+        return _tool_failed(exit_state, output)
+    return _aborted(exit_state, output) if exit_state.status else _ended(exit_state, output)
 
 
 def _ending(code: Code, reason: str, advice: str = "") -> Ending:
     return Ending(code, code.status, reason, advice)
 
 
-def _tool_failed(remains: Remains, heard: Heard) -> Ending:
+def _tool_failed(exit_state: ExitState, output: ProgramOutput) -> Ending:
     """The status is the tool's as it is, unless that would pass for success."""
-    status = remains.status or Code.TOOL_FAILED.status
-    told = heard.tool_status if heard.tool_status is not None else remains.status
+    status = exit_state.status or Code.TOOL_FAILED.status
+    told = output.tool_status if output.tool_status is not None else exit_state.status
     words = f"The tool failed with status {told}"
-    words += f": {heard.tool_words}" if heard.tool_words else "."
-    if remains.has_result:
+    words += f": {output.tool_words}" if output.tool_words else "."
+    if exit_state.has_result:
         words += "\nWhat it made of the file is kept."
     return Ending(Code.TOOL_FAILED, status, words, "Its logs may say more.")
 
 
-def _ended(remains: Remains, heard: Heard) -> Ending:
-    if remains.has_result:
+def _ended(exit_state: ExitState, output: ProgramOutput) -> Ending:
+    if exit_state.has_result:
         return _ending(Code.CONVERTED, "Converted.")
-    if heard.lost_in is not None:
-        words = f"The connection to the server was lost (in state {shown(heard.lost_in, 60)}). "
+    if output.lost_in is not None:
+        words = (
+            f"The connection to the server was lost (in state {printable(output.lost_in, 60)}). "
+        )
         return _ending(Code.CONNECTION_LOST, words + "No result came.", "Try again.")
-    if heard.says("ERROR: Could not read Result.plist"):
+    if output.says("ERROR: Could not read Result.plist"):
         words = "The server sent an archive that does not say which file is the result."
         return _ending(Code.UNREADABLE_RESULT, words, "Tell the servers' maker.")
     words = "The program ended without an error, but no result came."
     return _ending(Code.NO_RESULT, words, "Is it the right program, and the right tool?")
 
 
-def _aborted(remains: Remains, heard: Heard) -> Ending:
+def _aborted(exit_state: ExitState, output: ProgramOutput) -> Ending:
     for line, (code, words, advice) in _REASONS.items():
-        if heard.says(line):
-            return _ending(code, words + _detail(heard), advice)
-    if heard.says("Input archive is too big"):
+        if output.says(line):
+            return _ending(code, words + _detail(output), advice)
+    if output.says("Input archive is too big"):
         return _ending(
-            Code.TOO_BIG, _sizes(remains, heard), "Split the file, or ask for more room."
+            Code.TOO_BIG, _sizes(exit_state, output), "Split the file, or ask for more room."
         )
-    if any(heard.says(reason) for reason in _LOGS_REASONS) and remains.has_result:
-        words = "Converted, but the tool's logs could not be written." + _detail(heard)
+    if any(output.says(reason) for reason in _LOGS_REASONS) and exit_state.has_result:
+        words = "Converted, but the tool's logs could not be written." + _detail(output)
         return _ending(Code.LOGS_NOT_WRITTEN, words, "Is there room for them?")
-    if any(heard.says(reason) for reason in _ARCHIVER_REASONS):
-        return _archiver_failed(remains.program)
-    said = [shown(line) for line in heard.lines if line.strip()][-_MOST_WORDS:]
+    if any(output.says(reason) for reason in _ARCHIVER_REASONS):
+        return _archiver_failed(exit_state.program)
+    said = [printable(line) for line in output.lines if line.strip()][-_MOST_WORDS:]
     words = "The conversion failed: " + "\n  ".join(said) if said else "The conversion failed."
     return _ending(Code.FAILED, words, "Nothing was converted; -v shows all that was said.")
 
 
-def _detail(heard: Heard) -> str:
+def _detail(output: ProgramOutput) -> str:
     """What the program said about the system's reason."""
-    details = [line for line in heard.lines if line.startswith("Error: ")]
-    return f" ({shown(details[-1].removeprefix('Error: '), 200)})" if details else ""
+    details = [line for line in output.lines if line.startswith("Error: ")]
+    return f" ({printable(details[-1].removeprefix('Error: '), 200)})" if details else ""
 
 
-def _sizes(remains: Remains, heard: Heard) -> str:
-    if heard.sizes is None:
-        size = f"{remains.source_size:,} bytes before it is packed"
+def _sizes(exit_state: ExitState, output: ProgramOutput) -> str:
+    if output.sizes is None:
+        size = f"{exit_state.source_size:,} bytes before it is packed"
         return f"The file is too big for the server ({size})."
-    packed, limit = heard.sizes
+    packed, limit = output.sizes
     return (
         f"The file is too big for the server: packed it has {packed:,} bytes, "
         f"and the server accepts {limit:,}."

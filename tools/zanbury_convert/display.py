@@ -11,7 +11,7 @@ from terminal_host.events import Event
 
 from .ending import Ending
 from .jobs import Job
-from .shown import shown
+from .printable import printable
 
 
 @dataclass(frozen=True)
@@ -69,12 +69,12 @@ def kind_of(title: str | None) -> str:
 
 def words_of(job: Job, ending: Ending) -> list[str]:
     """The lines that tell a person how a file ended."""
-    lines = [shown(line, 1000) for line in ending.reason.split("\n")]
+    lines = [printable(line, 1000) for line in ending.reason.split("\n")]
     if ending.result is not None and ending.size is not None:
-        lines.append(f"Result: {shown(str(ending.result))} ({ending.size:,} bytes)")
+        lines.append(f"Result: {printable(str(ending.result))} ({ending.size:,} bytes)")
     if ending.logs is not None:
-        lines.append(f"Logs:   {shown(str(ending.logs))}")
-    return lines + ([shown(ending.advice, 1000)] if ending.advice else [])
+        lines.append(f"Logs:   {printable(str(ending.logs))}")
+    return lines + ([printable(ending.advice, 1000)] if ending.advice else [])
 
 
 def server_words(server: str | None, number: int, rounds: float) -> str:

@@ -1,4 +1,4 @@
-"""The wish to stop: what Ctrl-C and its kin ask of all conversions of this call.
+"""Requests to stop: what Ctrl-C and its kin ask of all conversions of this call.
 
 Ctrl-C asks, a second one ends, a third one kills. SIGTERM, SIGHUP and SIGQUIT end at once: whoever
 sends them does not wait.
@@ -11,8 +11,8 @@ from enum import IntEnum
 from types import FrameType
 
 
-class Wish(IntEnum):
-    """How urgent it is."""
+class StopLevel(IntEnum):
+    """How far a stop must go."""
 
     NONE = 0
     CANCEL = 1  # a byte into the input FIFO: the program tells the server and ends by itself
@@ -21,10 +21,10 @@ class Wish(IntEnum):
 
 
 class Interruption:
-    """Notes signals while it is entered, in the main thread. Any thread may read the wish."""
+    """Takes signals while it is entered, in the main thread. Any thread may read the level."""
 
     def __init__(self) -> None:
-        self._wish = Wish.NONE
+        self._level = StopLevel.NONE
         self._first: int | None = None
         self._former: dict[int, object] = {}
 
@@ -40,9 +40,9 @@ class Interruption:
             signal.signal(number, handler)  # type: ignore[arg-type]
 
     @property
-    def wish(self) -> Wish:
-        """What is wanted by now."""
-        return self._wish
+    def level(self) -> StopLevel:
+        """The highest level asked for so far."""
+        return self._level
 
     @property
     def status(self) -> int:
@@ -51,11 +51,11 @@ class Interruption:
 
     def demand_end(self) -> None:
         """The same as SIGTERM, for a reason of our own."""
-        self._wish = max(self._wish, Wish.TERMINATE)
+        self._level = max(self._level, StopLevel.TERMINATE)
 
     def _take(self, number: int, frame: FrameType | None) -> None:
         self._first = self._first or number
         if number == signal.SIGINT:
-            self._wish = Wish(min(self._wish + 1, Wish.KILL))
+            self._level = StopLevel(min(self._level + 1, StopLevel.KILL))
         else:
-            self._wish = max(self._wish, Wish.TERMINATE)
+            self._level = max(self._level, StopLevel.TERMINATE)

@@ -13,7 +13,7 @@ from pathlib import Path
 
 from .codes import Code
 from .ending import Ending, Problem
-from .shown import shown
+from .printable import printable
 from .staging import exists
 
 _STREAM = Path("-")
@@ -33,7 +33,7 @@ class Job:
     @property
     def name(self) -> str:
         """What the file is called on the screen."""
-        return shown(self.source.name, 80) if self.source else "standard input"
+        return printable(self.source.name, 80) if self.source else "standard input"
 
 
 def jobs_of(arguments: argparse.Namespace) -> list[Job]:
@@ -65,7 +65,7 @@ def _make_directory(directory: Path, is_dry: bool) -> None:
         if not is_dry:
             directory.mkdir(exist_ok=True)
     except OSError as error:
-        words = f"The directory {shown(str(directory))} cannot be made: {error.strerror}."
+        words = f"The directory {printable(str(directory))} cannot be made: {error.strerror}."
         raise Problem(Code.OUTPUT, words, "Choose another one with -d.") from error
 
 
@@ -108,7 +108,7 @@ def _logs(output: Path | None, arguments: argparse.Namespace) -> Path | None:
 
 
 def _check_source(source: Path) -> None:
-    name = shown(str(source))
+    name = printable(str(source))
     if source.is_dir():
         raise _bad_source(f"The source {name} is a directory.", "Name the files in it.")
     if not source.exists():
@@ -124,7 +124,7 @@ def _bad_source(words: str, advice: str) -> Problem:
 
 
 def _check_output(output: Path, source: Path | None, arguments: argparse.Namespace) -> None:
-    name = shown(str(output))
+    name = printable(str(output))
     if output.is_dir():
         raise _bad_output(f"The output {name} is a directory.", "-d names a directory.")
     if source is not None and output.exists() and output.samefile(source):
@@ -137,7 +137,7 @@ def _check_output(output: Path, source: Path | None, arguments: argparse.Namespa
 
 
 def _check_logs(logs: Path, output: Path | None) -> None:
-    name = shown(str(logs))
+    name = printable(str(logs))
     if logs.exists() and not logs.is_dir():
         raise _bad_output(f"The logs cannot go to {name}: it is a file.", "--logs names a place.")
     if output is None or logs.parent != output.parent:
@@ -145,7 +145,7 @@ def _check_logs(logs: Path, output: Path | None) -> None:
 
 
 def _check_place(directory: Path) -> None:
-    name = shown(str(directory))
+    name = printable(str(directory))
     if not directory.is_dir():
         raise _bad_output(
             f"The directory {name} does not exist.", "Make it, or choose another place."
@@ -164,6 +164,6 @@ def _check_distinct(jobs: list[Job]) -> None:
     for job in jobs:
         other = seen.setdefault(job.output, job) if job.output else job
         if other is not job:
-            words = f"Two sources would become {shown(str(job.output))}:\n"
-            words += "\n".join(f"  {shown(str(one.source))}" for one in (other, job))
+            words = f"Two sources would become {printable(str(job.output))}:\n"
+            words += "\n".join(f"  {printable(str(one.source))}" for one in (other, job))
             raise Problem(Code.USAGE, words, "Convert them into two directories.")

@@ -18,7 +18,7 @@ from cryptography.hazmat.primitives.serialization import load_der_public_key
 
 from .codes import Code
 from .ending import Problem
-from .shown import shown
+from .printable import printable
 
 _LARGEST = 100_000  # bytes; an environment variable holds little more
 _KEYGEN = "/usr/bin/ssh-keygen"
@@ -61,7 +61,7 @@ def _check_usable(file: Path, text: str) -> None:
     if said:
         raise _useless(
             file,
-            f"cannot be read as one ({shown(said, 100)})",
+            f"cannot be read as one ({printable(said, 100)})",
             "It must be a complete OpenSSH or PEM private key, from its BEGIN to its END line.",
         )
 
@@ -141,4 +141,4 @@ def _text(file: Path, code: Code, what: str) -> str:
 
 
 def _name(file: Path) -> str:
-    return shown(str(file), 200)
+    return printable(str(file), 200)

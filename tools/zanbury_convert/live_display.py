@@ -15,8 +15,8 @@ from terminal_host.events import Event
 from .display import Tally, kind_of, server_words, words_of
 from .ending import Ending
 from .jobs import Job
-from .screen import Paper, Row, lines_of_one, lines_of_several
-from .shown import shown
+from .printable import printable
+from .screen import Row, TerminalStyle, lines_of_one, lines_of_several
 
 
 class LiveDisplay:
@@ -37,14 +37,14 @@ class LiveDisplay:
 
     def __rich_console__(self, console: Console, options: ConsoleOptions) -> RenderResult:
         """The moving lines as they are at this moment."""
-        paper = Paper(options.max_width, self._is_rich)
+        style = TerminalStyle(options.max_width, self._is_rich)
         now = time.monotonic()
         # Without our lock: this thread holds the library's, which the others take after ours.
         rows = list(self._rows.values())
         if self._count > 1:
-            lines = lines_of_several(rows, self._counted(), self._began, paper, now)
+            lines = lines_of_several(rows, self._counted(), self._began, style, now)
         else:
-            lines = [line for row in rows for line in lines_of_one(row, paper, now)]
+            lines = [line for row in rows for line in lines_of_one(row, style, now)]
         yield Text("\n".join(lines), no_wrap=True, overflow="crop")
 
     def begin(self, job: Job) -> None:
@@ -63,14 +63,14 @@ class LiveDisplay:
             elif isinstance(event, Status):
                 self._rows[id(job)].value = event.value
             elif isinstance(event, StderrLine) and self._is_verbose:
-                self._print(job, f"  {shown(event.text)}", "yellow")
+                self._print(job, f"  {printable(event.text)}", "yellow")
             elif isinstance(event, Raw):
-                data = shown(repr(event.data), 60)
+                data = printable(repr(event.data), 60)
                 self._print(job, f"  bytes that are no message: {data}", "dim")
 
     def line(self, job: Job, line: StderrLine) -> None:
         if not self._is_verbose:
-            self._print(job, f"  {shown(line.text)}", "yellow")
+            self._print(job, f"  {printable(line.text)}", "yellow")
 
     def notice(self, job: Job, kind: str, words: str) -> None:
         """In bold: it answers what the user did, or tells what nobody but the user can mend."""
@@ -118,7 +118,7 @@ class LiveDisplay:
                 self._finish_section(job)
             self._kinds[id(job)] = same
             row.value, row.section_began = 0, time.monotonic()
-        row.title = shown(section.title or "Working...", 200)
+        row.title = printable(section.title or "Working...", 200)
         row.maximum = section.maximum
 
     def _finish_section(self, job: Job) -> None:

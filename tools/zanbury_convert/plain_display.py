@@ -11,7 +11,7 @@ from terminal_host.events import Event
 from .display import Tally, kind_of, server_words, words_of
 from .ending import Ending
 from .jobs import Job
-from .shown import shown
+from .printable import printable
 
 _STEP = 25  # per cent between two lines of a section
 
@@ -62,14 +62,14 @@ class PlainDisplay:
             elif isinstance(event, Status):
                 self._advance(job, event)
             elif isinstance(event, StderrLine) and self._is_verbose:
-                self._progress(job, shown(event.text))
+                self._progress(job, printable(event.text))
             elif isinstance(event, Raw):
-                data = shown(repr(event.data), 60)
+                data = printable(repr(event.data), 60)
                 self._progress(job, f"{_time(event)}(bytes that are no message: {data})")
 
     def line(self, job: Job, line: StderrLine) -> None:
         if not self._is_verbose:
-            self._progress(job, shown(line.text))
+            self._progress(job, printable(line.text))
 
     def notice(self, job: Job, kind: str, words: str) -> None:
         self._write(job, words)
@@ -109,7 +109,7 @@ class PlainDisplay:
             if course.held:
                 self._progress(job, course.held)
             course.section, course.step, course.held = same, 0, None
-            course.title = shown(section.title or "Working...")
+            course.title = printable(section.title or "Working...")
             self._progress(job, f"{_time(section)}{course.title}")
 
     def _advance(self, job: Job, status: Status) -> None:

@@ -14,21 +14,21 @@ from terminal_host.events import Event
 
 from .codes import Code
 from .connecting import Connecting
-from .diagnosis import Remains, ending_of
+from .diagnosis import ExitState, ending_of
 from .display import Display
 from .ending import Ending, Problem
-from .farewell import Farewell
-from .heard import Heard
-from .interruption import Interruption, Wish
+from .interruption import Interruption, StopLevel
 from .jobs import Job
+from .printable import printable
+from .program_output import ProgramOutput
 from .settings import Settings
-from .shown import shown
+from .shutdown import Shutdown
 from .ssh_child import ssh_of
-from .ssh_words import is_chatter
+from .ssh_messages import is_chatter
 from .staging import Staging
 from .standard_streams import read_input
 
-_TICK = 0.05  # seconds; how soon a wish or the end of a limit is noticed
+_TICK = 0.05  # seconds; how soon a signal or the end of a limit is noticed
 _HOLD = 0.5  # seconds that a line waits for an ending that tells it in other words
 
 
@@ -43,15 +43,15 @@ class Run:
         self._limits = settings.limits
         self._display = display
         self._interruption = interruption
-        self._heard = Heard()
+        self._program_output = ProgramOutput()
         self._held: list[StderrLine] = []
         self._connecting = Connecting(
             settings.servers,
             str(settings.request.server_command_path),
-            shown(str(settings.identity_file), 200),
+            printable(str(settings.identity_file), 200),
             settings.limits.rounds,
         )
-        self._farewell = Farewell(settings.limits.cancel_grace)
+        self._shutdown = Shutdown(settings.limits.cancel_grace)
         self._has_given_up = False  # on the servers
         self._is_too_slow = False
         self._found_server = False
@@ -81,8 +81,8 @@ class Run:
                     return _canceled()
                 status = self._run_program(self._request(source, staging))
                 size = source.stat().st_size if source.exists() else 0
-            remains = Remains(self._settings.program, status, staging.has_result, size)
-            return self._delivered(self._settle(remains), staging)
+            exit_state = ExitState(self._settings.program, status, staging.has_result, size)
+            return self._delivered(self._settle(exit_state), staging)
 
     @contextmanager
     def _source(self) -> Iterator[Path]:
@@ -94,7 +94,7 @@ class Run:
             yield read_input(Path(directory), self._is_wanted)
 
     def _is_wanted(self) -> bool:
-        return self._interruption.wish is Wish.NONE
+        return self._interruption.level is StopLevel.NONE
 
     def _request(self, source: Path, staging: Staging) -> Request:
         return replace(
@@ -130,7 +130,7 @@ class Run:
         if isinstance(event, (Section, Status)):
             self._release_lines()
         if isinstance(event, Section):
-            self._heard.take_title(event.title)
+            self._program_output.take_title(event.title)
             self._take_title(event)
         self._display.show(self._job, event)
 
@@ -146,14 +146,14 @@ class Run:
     def _take_line(self, line: StderrLine) -> None:
         """Keeps a line for the ending; shows it at once only to whoever wants all of them."""
         self._display.show(self._job, line)
-        self._heard.take_line(line.text)
+        self._program_output.take_line(line.text)
         is_told_otherwise = self._connecting.hear(line.text) or is_chatter(line.text)
-        if not is_told_otherwise and not self._farewell.has_begun:
+        if not is_told_otherwise and not self._shutdown.has_begun:
             self._held.append(line)
 
     def _judge_round(self) -> None:
         """Gives up, or tells of servers that another round will not reach."""
-        self._has_given_up |= self._connecting.is_over and not self._farewell.has_begun
+        self._has_given_up |= self._connecting.is_over and not self._shutdown.has_begun
         for words in [] if self._has_given_up else self._connecting.hopeless:
             if words not in self._told:
                 self._told.add(words)
@@ -170,11 +170,11 @@ class Run:
             self._release_lines()
         self._look_for_server(conversion)
         self._watch_limits(conversion, now)
-        wish = self._interruption.wish
+        level = self._interruption.level
         if self._ends_itself:
-            wish = max(wish, Wish.TERMINATE)
-        if self._farewell.attend(conversion, wish) is not None and not self._ends_itself:
-            self._display.notice(self._job, "cancel", self._farewell.words())
+            level = max(level, StopLevel.TERMINATE)
+        if self._shutdown.advance(conversion, level) is not None and not self._ends_itself:
+            self._display.notice(self._job, "cancel", self._shutdown.words())
 
     def _look_for_server(self, conversion: Conversion) -> None:
         """Finds out which server the program is trying just now."""
@@ -193,7 +193,7 @@ class Run:
         return self._has_given_up or self._is_too_slow
 
     def _watch_limits(self, conversion: Conversion, now: float) -> None:
-        if self._farewell.has_begun:
+        if self._shutdown.has_begun:
             return
         self._is_too_slow = now > self._limits.whole > 0
         attempt = self._connecting.attempt
@@ -207,16 +207,16 @@ class Run:
         else:
             ssh.end()
 
-    def _settle(self, remains: Remains) -> Ending:
+    def _settle(self, exit_state: ExitState) -> Ending:
         """How it ended, now that the program is gone and all that it said was heard."""
         if self._is_too_slow:
             words = f"Canceled: not done within {self._limits.whole:g} seconds."
             return Problem(Code.TIMEOUT, words, "--timeout waits longer.").ending()
         if self._has_given_up:
             return self._connecting.problem().ending()
-        if self._farewell.has_begun:
+        if self._shutdown.has_begun:
             return _canceled()
-        ending = ending_of(remains, self._heard)
+        ending = ending_of(exit_state, self._program_output)
         if ending.code is not Code.FAILED:
             self._release_lines()
         return ending

@@ -34,7 +34,7 @@ class Row:
 
 
 @dataclass(frozen=True)
-class Paper:
+class TerminalStyle:
     """What a terminal can show: columns, and whether it knows more than ASCII."""
 
     width: int
@@ -67,34 +67,36 @@ class Paper:
         return text[:head] + dots + text[len(text) - tail :] if tail > 0 else text[:room]
 
 
-def lines_of_one(row: Row, paper: Paper, now: float) -> list[str]:
+def lines_of_one(row: Row, style: TerminalStyle, now: float) -> list[str]:
     """The two lines of a call with one file."""
     share = row.share
     right = "" if share is None else f" {int(100 * share):3d} %"
-    room = paper.width - 3 - len(right)
-    title = paper.elided(row.title, room)
+    room = style.width - 3 - len(right)
+    title = style.elided(row.title, room)
     width = min(_LONGEST_BAR, room - len(title) - 1)
-    bar = f" {paper.bar(share, width)}" if share is not None and width >= _SHORTEST_BAR else ""
+    bar = f" {style.bar(share, width)}" if share is not None and width >= _SHORTEST_BAR else ""
     elapsed = clock(now - row.began)
-    server = paper.elided(row.server, paper.width - 5 - len(elapsed))
+    server = style.elided(row.server, style.width - 5 - len(elapsed))
     below = f"{server}  {elapsed}" if server else elapsed
-    return [f"{paper.spinner(now)} {title}{bar}{right}", f"  {below}"]
+    return [f"{style.spinner(now)} {title}{bar}{right}", f"  {below}"]
 
 
-def lines_of_several(rows: list[Row], counted: str, began: float, paper: Paper, now: float) -> list:
+def lines_of_several(
+    rows: list[Row], counted: str, began: float, style: TerminalStyle, now: float
+) -> list:
     """A line for each file at work, and the count of all."""
     return [
-        *(_line(row, paper, now) for row in rows),
-        f"  {paper.elided(counted, paper.width - 10)}  {clock(now - began)}",
+        *(_line(row, style, now) for row in rows),
+        f"  {style.elided(counted, style.width - 10)}  {clock(now - began)}",
     ]
 
 
-def _line(row: Row, paper: Paper, now: float) -> str:
+def _line(row: Row, style: TerminalStyle, now: float) -> str:
     share = row.share
     right = "" if share is None else f" {int(100 * share):3d} %"
-    name = paper.elided(row.name, max(10, paper.width // 3))
-    title = paper.elided(row.title, max(8, paper.width - 5 - len(name) - len(right)))
-    return f"{paper.spinner(now)} {name}  {title}{right}"
+    name = style.elided(row.name, max(10, style.width // 3))
+    title = style.elided(row.title, max(8, style.width - 5 - len(name) - len(right)))
+    return f"{style.spinner(now)} {name}  {title}{right}"
 
 
 def clock(seconds: float) -> str:

@@ -8,7 +8,7 @@ from urllib.parse import unquote
 
 from .codes import Code
 from .ending import Problem
-from .shown import shown
+from .printable import printable
 
 _FORM = re.compile(
     r"(?:[A-Za-z][A-Za-z0-9+.-]*:)?//"
@@ -35,7 +35,7 @@ class Server:
     def name(self) -> str:
         """As ssh would write it, with the port behind."""
         host = f"[{self.host}]" if ":" in self.host else self.host
-        return shown(f"{self.user}@{host}:{self.port}", 100)
+        return printable(f"{self.user}@{host}:{self.port}", 100)
 
 
 def servers_of(urls: list[str]) -> list[Server]:
@@ -64,5 +64,5 @@ def _server(url: str) -> Server:
 
 def _useless(url: str, why: str) -> Problem:
     return Problem(
-        Code.SERVER_URL, f"The server {shown(url, 200)!r} cannot be used: {why}.", _ADVICE
+        Code.SERVER_URL, f"The server {printable(url, 200)!r} cannot be used: {why}.", _ADVICE
     )

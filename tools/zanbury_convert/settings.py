@@ -20,8 +20,8 @@ from .configuration import configuration_file, read_configuration
 from .ending import Problem
 from .keys import check_public_key, private_key_text, public_key_file_text
 from .options import OPTIONS, PATH
+from .printable import printable
 from .servers import Server, servers_of
-from .shown import shown
 
 _NEEDED = {
     "tool": "the tool",
@@ -104,7 +104,7 @@ def _check_complete(values: dict[str, Any], file: Path) -> None:
     if missing:
         words = "\n".join(["Settings are missing (option, or key in the configuration):", *missing])
         is_there = "" if file.exists() else ", which does not exist"
-        advice = f"The configuration is {shown(str(file))}{is_there}."
+        advice = f"The configuration is {printable(str(file))}{is_there}."
         raise Problem(Code.MISSING_SETTINGS, words, advice)
 
 

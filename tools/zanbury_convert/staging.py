@@ -15,7 +15,7 @@ from types import TracebackType
 
 from .codes import Code
 from .ending import Problem
-from .shown import shown
+from .printable import printable
 from .standard_streams import write_output
 
 PREFIX = ".zanbury-convert."
@@ -38,7 +38,7 @@ class Staging:
             self._directory = Path(tempfile.mkdtemp(prefix=PREFIX, dir=place))
             self.logs.mkdir()
         except OSError as error:
-            words = f"Nothing can be written into {shown(str(place))}: {error.strerror}."
+            words = f"Nothing can be written into {printable(str(place))}: {error.strerror}."
             raise Problem(Code.OUTPUT, words, "Choose another place with -o or -d.") from error
         return self
 
@@ -86,7 +86,7 @@ class Staging:
         except FileExistsError as error:
             raise exists(self._output or Path("-")) from error
         except (OSError, shutil.Error) as error:
-            place = "standard output" if self._output is None else shown(str(self._output))
+            place = "standard output" if self._output is None else printable(str(self._output))
             words = f"The result came, but cannot be written to {place}: {_reason(error)}."
             raise Problem(Code.NOT_WRITTEN, words, "Choose another place with -o or -d.") from error
         return size
@@ -104,7 +104,7 @@ class Staging:
             for name in names:
                 _move(self.logs / name, self._logs / name)
         except (OSError, shutil.Error) as error:
-            words = f"The tool's logs cannot be written to {shown(str(self._logs))}"
+            words = f"The tool's logs cannot be written to {printable(str(self._logs))}"
             advice = "Choose another place with --logs."
             raise Problem(Code.LOGS_NOT_WRITTEN, f"{words}: {_reason(error)}.", advice) from error
         return self._logs
@@ -123,7 +123,7 @@ class Staging:
 
 def exists(output: Path) -> Problem:
     """What is said of a result that must not be replaced."""
-    words = f"The output {shown(str(output))} exists already."
+    words = f"The output {printable(str(output))} exists already."
     advice = "--force replaces it, --no-clobber skips the file, -o names another place."
     return Problem(Code.EXISTS, words, advice)
 

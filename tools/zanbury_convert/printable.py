@@ -5,7 +5,7 @@ from __future__ import annotations
 LIMIT = 400  # characters of one line
 
 
-def shown(text: str, limit: int = LIMIT) -> str:
+def printable(text: str, limit: int = LIMIT) -> str:
     """The text on one line, control characters escaped, cut at `limit` characters."""
     escaped = "".join(
         c if c.isprintable() else _escape(c) for c in text.rstrip("\r\n")[: limit + 1]

@@ -15,7 +15,7 @@ def pages(size: int) -> int:
     return -(-size // PAGE) * PAGE
 
 
-class Ballast:
+class DiskFiller:
     """A nameless file on a disk. What it takes is free again when it is closed."""
 
     def __init__(self, disk: Path) -> None:
@@ -38,7 +38,7 @@ class Ballast:
         """Gives it all back."""
         os.close(self._file)
 
-    def __enter__(self) -> Ballast:
+    def __enter__(self) -> DiskFiller:
         return self
 
     def __exit__(self, *_: object) -> None:

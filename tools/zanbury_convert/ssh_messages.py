@@ -10,7 +10,7 @@ import re
 from dataclasses import dataclass
 
 from .codes import Code
-from .shown import shown
+from .printable import printable
 
 
 @dataclass(frozen=True)
@@ -105,10 +105,10 @@ def cause_of(line: str, server_command: str) -> Cause | None:
     """What one line on standard error tells about the end of a connection; None for nothing."""
     for form, code, words, advice in _FORMS:
         if match := re.search(form, line):
-            said = shown(match[1].strip(), 120) if match.groups() else ""
+            said = printable(match[1].strip(), 120) if match.groups() else ""
             return Cause(code, words.format(said), advice)
     if server_command and server_command in line and (match := _NO_COMMAND.search(line)):
-        words = f"cannot run {shown(server_command, 100)}: {match[0].lower()}"
+        words = f"cannot run {printable(server_command, 100)}: {match[0].lower()}"
         return Cause(Code.NO_COMMAND, words, _CHECK_COMMAND)
     return None
 

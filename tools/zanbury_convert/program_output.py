@@ -5,7 +5,7 @@ from __future__ import annotations
 import re
 from collections import deque
 
-from .shown import shown
+from .printable import printable
 
 _MOST_LINES = 20
 _FORWARDING = "This may take several minutes, please be patient."
@@ -15,7 +15,7 @@ _LOST = re.compile(r"ERROR: The connection to the server was lost in state (\w+)
 _SIZES = re.compile(r"ERROR: The input archive has (\d+) bytes, the server accepts (\d+)")
 
 
-class Heard:
+class ProgramOutput:
     """The last lines of standard error, and the last words of the tool."""
 
     def __init__(self) -> None:
@@ -53,4 +53,4 @@ class Heard:
         elif title == _DOWNLOADING:
             self._is_forwarding = False
         elif self._is_forwarding and title:
-            self.tool_words = shown(title)
+            self.tool_words = printable(title)
