@@ -16,11 +16,12 @@ _USAGE = f"{NAME} [options] SOURCE\n       {NAME} [options] -d DIRECTORY SOURCE.
 _DESCRIPTION = "Converts files with a tool on Zanbury Cloud, as the desktop application does."
 _EPILOG = f"""\
 A SOURCE of - is standard input, and then, or with -o -, the result goes to standard output.
-Progress and messages go to standard error. What belongs to tool, servers, limits, who asks and
-program may also stand in the configuration file, with underscores in its name; the command line
+Progress and messages go to standard error. What belongs to tool, servers, limits, identification
+and program may also stand in the configuration file, with underscores in its name; the command line
 wins.
 
-Ctrl-C cancels: the program is asked to, and ended if it goes on; a second one ends it at once.
+Ctrl-C cancels: the program is asked to stop, and ended if it goes on; a second one ends it at
+once.
 
 exit status:
     0  converted: this run delivered a result (or --dry-run found nothing wrong)
@@ -28,10 +29,10 @@ exit status:
     2  options or files cannot be used; of several files, some were skipped and none failed
     3  the connection was lost and no result came
     4  no server could be reached
-  124  --timeout is over
+  124  --timeout has expired
   130  canceled by Ctrl-C; 143 by SIGTERM, 129 by SIGHUP
-other  that of the tool, as it is. A tool may also fail with one of the above: what happened stands
-       on the screen, and as "code" in the events of --json.
+other  that of the tool, as it is. A tool may also fail with one of the above: the message, and
+       "code" in the events of --json, tell them apart.
 
 example:
   {NAME} --config office.toml -o march.csv march.ofx && rm march.ofx
@@ -87,7 +88,11 @@ def _add_option(group: argparse._ArgumentGroup, option: Option) -> None:
 def _add_files(parser: argparse.ArgumentParser) -> None:
     files = parser.add_argument_group("files")
     files.add_argument(
-        "sources", metavar="SOURCE", nargs="+", type=Path, help="a file to convert; - for input"
+        "sources",
+        metavar="SOURCE",
+        nargs="+",
+        type=Path,
+        help="a file to convert; - for standard input",
     )
     place = files.add_mutually_exclusive_group()
     place.add_argument(
@@ -120,7 +125,7 @@ def _add_files(parser: argparse.ArgumentParser) -> None:
 def _add_output(parser: argparse.ArgumentParser) -> None:
     output = parser.add_argument_group("output")
     form = output.add_mutually_exclusive_group()
-    form.add_argument("--json", action="store_true", help="one event a line on standard output")
+    form.add_argument("--json", action="store_true", help="one event per line on standard output")
     form.add_argument("--plain", action="store_true", help="plain lines, also on a terminal")
     volume = output.add_mutually_exclusive_group()
     volume.add_argument(

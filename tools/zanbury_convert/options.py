@@ -96,7 +96,7 @@ GROUPS: dict[str, list[Option]] = {
         Option("public_key", "TEXT", "the same, given as text"),
     ],
     "limits": [
-        Option("retries", "N", "rounds of all servers, or forever (default: 3)", ROUNDS, 3.0),
+        Option("retries", "N", "rounds through all servers, or forever (default: 3)", ROUNDS, 3.0),
         Option("retry_delay", "SECONDS", "pause between two rounds (default: 5)", POSITIVE, 5),
         Option(
             "connect_timeout",
@@ -106,7 +106,7 @@ GROUPS: dict[str, list[Option]] = {
             60.0,
         ),
         Option(
-            "timeout", "SECONDS", "for each file in all; 0 = no limit (default: 0)", SECONDS, 0.0
+            "timeout", "SECONDS", "for each file in total; 0 = no limit (default: 0)", SECONDS, 0.0
         ),
         Option(
             "cancel_grace",
@@ -117,13 +117,13 @@ GROUPS: dict[str, list[Option]] = {
         ),
         Option("jobs", "N", "files converted at a time (default: 2)", POSITIVE, 2),
     ],
-    "who asks": [
+    "identification": [
         Option("client_id", "ID", "identifier of this client"),
         Option("mac_address", "ADDRESS", "hardware address of this computer"),
         Option("user_id", "ID", "identifier of the user"),
         Option("user_name", "NAME", "name of the user"),
         Option("host_path", "PATH", "application bundle of the host to report", PATH),
-        Option("host_pid", "PID", "process that must live on (default: this command)", WHOLE),
+        Option("host_pid", "PID", "process that must stay alive (default: this command)", WHOLE),
     ],
     "program": [
         Option("program", "PATH", "ZanburyToolProxy (default: beside this command, PATH)", PATH),
