@@ -21,7 +21,7 @@ constexpr std::size_t extraHeaderSize = 4;
   return ArchiveError("the archive's directory is broken");
 }
 
-// The bytes of the first extra field with this id. What is cut short is no field.
+// The bytes of the first extra field with this id. A field that is cut short does not count.
 std::optional<Bytes> extraField(Bytes extra, std::uint16_t id) {
   while (extra.size() >= extraHeaderSize) {
     const auto length = static_cast<std::size_t>(numberAt(extra, 2, 2));

@@ -23,8 +23,8 @@ class DeflateJoin {
   ~DeflateJoin();
 
   /// `buffer` begins with a whole stream of `size` bytes that inflates to `inflatedSize` bytes and
-  /// has `growth` bytes to spare. Gives its size after the change. Throws ArchiveError when the
-  /// bytes are no such stream.
+  /// has `growth` bytes to spare. Returns its size after the change. Throws ArchiveError when the
+  /// bytes are not such a stream.
   [[nodiscard]] std::size_t open(std::span<std::uint8_t> buffer, std::size_t size,
                                  std::size_t inflatedSize);
 

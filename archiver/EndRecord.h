@@ -37,8 +37,8 @@ struct DirectoryLocation {
 };
 
 /// Finds the archive's end and the directory. Throws ArchiveError when there is no end, when more
-/// than one could be meant, when it speaks of several disks, when it contradicts itself, and when
-/// it announces more than `limits` allow.
+/// than one could be meant, when it names several disks, when it contradicts itself, and when it
+/// announces more than `limits` allow.
 [[nodiscard]] DirectoryLocation findDirectory(const ArchiveBytes& archive,
                                               const ExtractionLimits& limits);
 

@@ -92,7 +92,7 @@ bool comesBefore(std::string_view a, std::string_view b) {
 void checkLinkTarget(const EntryName& link, std::string_view target) {
   if (target.empty() || target.size() > maximumNameLength ||
       target.find('\0') != std::string_view::npos) {
-    throw ArchiveError("it is a link to no valid name");
+    throw ArchiveError("its link target is not a valid name");
   }
   if (target.front() == '/') throw ArchiveError("it is a link to an absolute name");
   // Neither the link's own name nor the top-level directory is there to be left.

@@ -21,11 +21,11 @@ struct EntryName {
   [[nodiscard]] std::string_view last() const;
 };
 
-/// Reads an entry's name. "." and doubled slashes say nothing and are dropped. Throws ArchiveError
+/// Reads an entry's name. "." and doubled slashes mean nothing and are dropped. Throws ArchiveError
 /// for an empty or an absolute name, "..", a NUL, more than maximumDepth components, a component
 /// over 255 bytes and a name over 4,095 bytes. All other bytes are taken as they are, whatever they
 /// mean to a terminal or to another system: whether two names that differ in case or in Unicode
-/// normalisation are one is the file system's to say.
+/// normalisation are one is for the file system to say.
 [[nodiscard]] EntryName parseEntryName(std::string_view name);
 
 /// How many components `text` has, the text of a name.

@@ -21,7 +21,7 @@ FileDescriptor::~FileDescriptor() {
 
 int FileDescriptor::close() {
   if (descriptor_ < 0) return 0;
-  // An interrupted close has let go of the descriptor all the same.
+  // An interrupted close has released the descriptor all the same.
   return ::close(std::exchange(descriptor_, -1)) == 0 || errno == EINTR ? 0 : errno;
 }
 

@@ -24,17 +24,18 @@ class FileDescriptor {
   explicit operator bool() const { return descriptor_ >= 0; }
   /// The descriptor, -1 when none is held.
   [[nodiscard]] int get() const { return descriptor_; }
-  /// Closes now and gives 0 or the errno of close(2): some file systems report a full disk here.
+  /// Closes now and returns 0 or the errno of close(2): some file systems report a full disk here.
   [[nodiscard]] int close();
 
  private:
   int descriptor_ = -1;
 };
 
-/// Reads until `into` is full or the file ends. Gives the bytes read, or -1 with errno set.
+/// Reads until `into` is full or the file ends. Returns the number of bytes read, or -1 with errno
+/// set.
 [[nodiscard]] std::ptrdiff_t readFully(int descriptor, std::span<std::uint8_t> into);
 
-/// Writes all of `bytes`. Gives 0, or the errno of the write that failed.
+/// Writes all of `bytes`. Returns 0, or the errno of the write that failed.
 [[nodiscard]] int writeFully(int descriptor, std::span<const std::uint8_t> bytes);
 
 }  // namespace ztp::archiver

@@ -114,7 +114,7 @@ struct Inflater::Decoder {
       if (isAtEnd()) return relay.passNow(decoded.first(count));
       if (count != 0) relay.pass(decoded.first(count));
       if (count == 0 && state.avail_in == before && before != 0) {
-        throw ArchiveError("its data leads nowhere");
+        throw ArchiveError("its data does not end");
       }
     } while (state.avail_in != 0 || state.avail_out == 0);
   }

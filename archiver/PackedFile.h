@@ -22,7 +22,7 @@ class PackedFile {
   /// end. Throws when the file was changed meanwhile.
   [[nodiscard]] std::size_t read(std::span<std::uint8_t> into);
 
-  /// CRC-32 of the file's bytes. Whole once `read` has returned 0.
+  /// CRC-32 of the file's bytes. Complete once `read` has returned 0.
   [[nodiscard]] std::uint32_t crc() const { return deflate_.crc(); }
 
  private:

@@ -35,7 +35,7 @@ std::unique_ptr<DeflateBlock> BlockPool::take() {
   return block;
 }
 
-void BlockPool::give(std::unique_ptr<DeflateBlock> block) {
+void BlockPool::putBack(std::unique_ptr<DeflateBlock> block) {
   idle_.push_back(std::move(block));
 }
 
@@ -44,7 +44,7 @@ ParallelDeflate::ParallelDeflate(FileDescriptor file, std::uint64_t size, BlockP
 
 std::size_t ParallelDeflate::read(std::span<std::uint8_t> into) {
   while (unread_.empty()) {
-    if (current_) pool_.give(std::move(current_));
+    if (current_) pool_.putBack(std::move(current_));
     startBlocks();
     if (underWay_.empty()) return 0;
     current_ = underWay_.front().get();

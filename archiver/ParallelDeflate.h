@@ -1,4 +1,5 @@
-// Reads a file and gives it deflated, its blocks side by side on the machine's cores and in order.
+// Reads a file and deflates it: its blocks side by side on the machine's cores, the result in
+// order.
 #pragma once
 
 #include <cstddef>
@@ -25,10 +26,10 @@ class BlockPool {
 
   BlockPool();
 
-  /// A block that nobody uses.
+  /// A block that is not in use.
   [[nodiscard]] std::unique_ptr<DeflateBlock> take();
-  /// Brings one back.
-  void give(std::unique_ptr<DeflateBlock> block);
+  /// Returns a block to the pool.
+  void putBack(std::unique_ptr<DeflateBlock> block);
   /// How many blocks of a file may be under way at once: one for each core, and some more.
   [[nodiscard]] std::size_t blocksAtOnce() const { return cores_ + blocksBesideCores; }
   [[nodiscard]] ThreadPool& threads() { return threads_; }
@@ -45,11 +46,11 @@ class ParallelDeflate {
   /// Takes the file over; `pool` must outlive this.
   ParallelDeflate(FileDescriptor file, std::uint64_t size, BlockPool& pool);
 
-  /// Fills `into` with what comes next and gives its length, 0 at the end. Throws ArchiveError when
-  /// the file cannot be read or holds fewer bytes or more than it should.
+  /// Fills `into` with what comes next and returns its length, 0 at the end. Throws ArchiveError
+  /// when the file cannot be read or holds fewer bytes or more than it should.
   [[nodiscard]] std::size_t read(std::span<std::uint8_t> into);
 
-  /// CRC-32 of the file's bytes. Whole once `read` has given 0.
+  /// CRC-32 of the file's bytes. Complete once `read` has returned 0.
   [[nodiscard]] std::uint32_t crc() const { return crc_; }
 
   /// The file, for a look at its attributes.

@@ -17,8 +17,8 @@ namespace {
 
 constexpr int maximumAttempts = 1000;
 
-// Calls `make` with one temporary name after the other until one is free, and gives that name.
-// `make` gives a negative number and errno, as system calls do.
+// Calls `make` with one temporary name after the other until one is free, and returns that name.
+// `make` returns a negative number and sets errno, as system calls do.
 template <typename Make>
 std::string makeUnderFreeName(Make make) {
   for (int attempt = 0; attempt < maximumAttempts; ++attempt) {

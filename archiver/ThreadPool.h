@@ -1,4 +1,4 @@
-// Threads that take up work in the order in which it was given.
+// Threads that take up work in the order in which it was queued.
 #pragma once
 
 #include <condition_variable>
@@ -15,7 +15,7 @@
 namespace ztp::archiver {
 
 /// A few threads and a queue. The oldest work comes first: whoever waits for results in their order
-/// finds the next one finished or under way. For one thread that gives work.
+/// finds the next one finished or under way. Only one thread may queue work.
 class ThreadPool {
  public:
   /// That many threads, started with the first work.

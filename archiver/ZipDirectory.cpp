@@ -91,7 +91,7 @@ class Budget {
       throw ArchiveError("the entries overlap, or the archive is cut short");
     }
     archiveLeft_ -= entry.compressedSize + localSize;
-    if (entry.size > expandedLeft_) throw ArchiveError("the archive expands to too much");
+    if (entry.size > expandedLeft_) throw ArchiveError("the archive expands to too many bytes");
     expandedLeft_ -= entry.size;
   }
 

@@ -74,7 +74,7 @@ class Extractor {
 
   // The target of a link that may be made.
   [[nodiscard]] std::string readTarget(const Entry& entry) {
-    if (entry.size > maximumTargetLength) throw ArchiveError("it is a link to no valid name");
+    if (entry.size > maximumTargetLength) throw ArchiveError("its link target is not a valid name");
     std::string target;
     inflater_.run(entry, archive_.open(entry), [&target](std::span<const std::uint8_t> bytes) {
       target.append(bytes.begin(), bytes.end());

@@ -12,7 +12,7 @@
 
 namespace ztp::archiver {
 
-/// Bytes in order, and a second thought about those before. Unless it was committed, the destructor
+/// Bytes in order, some of which may be overwritten later. Unless it was committed, the destructor
 /// removes the temporary file; the path itself is untouched until then.
 class ZipSink {
  public:

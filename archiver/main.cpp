@@ -1,6 +1,6 @@
 // ZanburyArchiver: packs a directory into a zip archive, or unpacks one. The proxy starts it where
-// the system has no archiver of its own.
-// Exit status: 0 done, 1 failed (one line on standard error says why), 2 not understood.
+// the system has no archiver of its own. Exit status: 0 done, 1 failed (one line on standard error
+// says why), 2 usage error.
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -25,7 +25,7 @@ void print(std::FILE* stream, std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stream);
 }
 
-// Carries out one command and gives the exit status.
+// Carries out one command and returns the exit status.
 struct Runner {
   int operator()(const ztp::archiver::PackCommand& command) const {
     ztp::archiver::createZip(command.directory, command.zip);

@@ -49,7 +49,7 @@ struct Holiday {
   std::string_view name;
 };
 
-/// A day with a name that a program gives it.
+/// A day with a name of the program's choice.
 struct NamedDate {
   Date date;
   std::string name;
@@ -92,7 +92,7 @@ class ZANBURY_CALENDAR_API BusinessCalendar {
 
   /// A market's: Saturdays, Sundays and its holidays. By default by today's rules in every year, as
   /// isDateHoliday has it; with its special closings as it was and is (SpecialClosings.h). A type
-  /// that is no calendar has no holidays. Made at the first call, a few milliseconds, and kept.
+  /// that is not a calendar has no holidays. Made at the first call, a few milliseconds, and kept.
   [[nodiscard]] static BusinessCalendar market(
       ZHolidayType type, SpecialClosings specialClosings = SpecialClosings::excluded);
 

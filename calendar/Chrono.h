@@ -58,7 +58,7 @@ inline constexpr std::int32_t lastStandardYear = 32'767;
   return chrono_detail::sysDaysFromNumber(*number);
 }
 
-/// The date of a day by its Gregorian name; absent when that is no day (2019-02-30).
+/// The date of a day by its Gregorian name; absent when there is no such day (2019-02-30).
 ///   dateFromYearMonthDay(2019y / March / 15)   // 2019-03-15
 [[nodiscard]] constexpr std::optional<Date> dateFromYearMonthDay(
     const std::chrono::year_month_day& name) {
@@ -75,8 +75,8 @@ inline constexpr std::int32_t lastStandardYear = 32'767;
   return std::chrono::year_month_day(chrono_detail::sysDaysFromNumber(*number));
 }
 
-/// The name that this library has for the day of a Gregorian name; absent when that is no day, and
-/// before the calendar's first, 1 January of the year 1 here, which is 0000-12-30 there.
+/// The name that this library has for the day of a Gregorian name; absent when there is no such
+/// day, and before the calendar's first, 1 January of the year 1 here, which is 0000-12-30 there.
 [[nodiscard]] constexpr std::optional<CivilDate> civilDateFromYearMonthDay(
     const std::chrono::year_month_day& name) {
   if (!name.ok()) return std::nullopt;

@@ -16,7 +16,7 @@ namespace ztp {
 
 namespace {
 
-// Takes numbers out of a text at given places and remembers whether a character was no digit.
+// Takes numbers out of a text at given places and remembers whether a character was not a digit.
 class DigitReader {
  public:
   explicit DigitReader(const char* text) : text_(text) {}
@@ -29,7 +29,7 @@ class DigitReader {
  private:
   std::int32_t digit(std::size_t at) {
     const auto value = static_cast<std::uint32_t>(static_cast<unsigned char>(text_[at])) - '0';
-    outside_ |= value | (9U - value);  // either wraps round for what is no digit
+    outside_ |= value | (9U - value);  // either wraps around for what is not a digit
     return static_cast<std::int32_t>(value & 0xFFU);
   }
 

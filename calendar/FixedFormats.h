@@ -1,5 +1,5 @@
 // FixedFormats: the fixed text forms of instants, read and printed by position on integers. They
-// give what the general way gives for the same patterns, at a tenth of its time. Not installed.
+// return what the general way returns for the same patterns, at a tenth of its time. Not installed.
 #pragma once
 
 #include <optional>

@@ -134,7 +134,7 @@ HolidayAnswer inLieuOf(const HolidayAnswer& holiday) {
 // Whether the day is the last of its month or year, on which books are closed.
 bool endsPeriod(const QueriedDay& day) {
   if (day.isDate) return day.civil.day == lastDayOfMonth(day.civil.year, day.civil.month);
-  // An instant that is no date equals none; the boundary methods say so in the log.
+  // An instant that is not a date equals none; the boundary methods say so in the log.
   const bool endsMonth = ZDateUtilities::lastDayOfMonthContainingDate(day.instant) == day.instant;
   return endsMonth || ZDateUtilities::lastDayOfYearContainingDate(day.instant) == day.instant;
 }

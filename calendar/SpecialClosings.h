@@ -26,8 +26,8 @@ struct SpecialDay {
   std::string_view source;
 };
 
-/// The special days of a market in the order of their days; none for a type that is no calendar.
-/// Full days only: a session that began and was broken off is no closing.
+/// The special days of a market in the order of their days; none for a type that is not a calendar.
+/// Full days only: a session that began and was broken off is not a closing.
 [[nodiscard]] ZANBURY_CALENDAR_API std::span<const SpecialDay> specialDays(ZHolidayType type);
 
 }  // namespace ztp

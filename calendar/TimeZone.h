@@ -56,7 +56,7 @@ class ZANBURY_CALENDAR_API TimeZone {
   [[nodiscard]] static TimeZone local();
 
   /// The zone of this IANA name, such as "America/New_York"; absent when the system has no such
-  /// zone. Names are compared exactly; one that would lead out of the zone folder is no name.
+  /// zone. Names are compared exactly; one that would lead out of the zone folder is not a name.
   [[nodiscard]] static std::optional<TimeZone> named(std::string_view name);
 
   /// A zone this many seconds east of GMT at all times; absent for 24 hours or more.
@@ -74,7 +74,7 @@ class ZANBURY_CALENDAR_API TimeZone {
   [[nodiscard]] std::string_view name() const;
 
   /// Seconds east of GMT that the zone's clocks show at the instant. Before the first rule it is
-  /// the local mean time of the zone file; an instant that is no number counts as the reference.
+  /// the local mean time of the zone file; an instant that is not a number counts as the reference.
   [[nodiscard]] std::int32_t secondsFromGMT(Timestamp instant) const;
 
   /// The same for a time on the zone's clocks, given as the seconds since 2001-01-01 00:00:00 on

@@ -37,7 +37,7 @@ class ZANBURY_CALENDAR_API Timestamp {
   /// Seconds from 1970-01-01 00:00:00 UTC, negative before.
   [[nodiscard]] constexpr double unixSeconds() const { return seconds_ + unixSecondsOfReference; }
 
-  /// Earlier is less; equal means the same number of seconds, exactly. What is no number is
+  /// Earlier is less; equal means the same number of seconds, exactly. What is not a number is
   /// neither.
   [[nodiscard]] friend constexpr bool operator==(Timestamp, Timestamp) = default;
   [[nodiscard]] friend constexpr std::partial_ordering operator<=>(Timestamp left,

@@ -17,7 +17,7 @@ inline constexpr std::int64_t earliestSecond = (std::int64_t{firstCalendarDay} -
 inline constexpr std::int64_t latestSecond = (std::int64_t{lastCalendarDay} + 3) * secondsPerDay;
 
 /// Seconds since the reference instant, the fraction cut off towards the past; absent beyond the
-/// calendar's range and for what is no number.
+/// calendar's range and for what is not a number.
 [[nodiscard]] constexpr std::optional<std::int64_t> wholeSeconds(Timestamp instant) {
   const double seconds = instant.secondsSinceReference();
   if (!(seconds >= static_cast<double>(earliestSecond) &&

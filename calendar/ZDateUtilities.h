@@ -64,7 +64,7 @@ class ZANBURY_CALENDAR_API ZDateUtilities {
   [[nodiscard]] static Date currentDate();
   /// Forgets the cached current day, never the override, and returns currentDate.
   static Date refreshCurrentDate();
-  /// Sets what currentDate gives, or with no date lets it follow the clock again.
+  /// Sets what currentDate returns, or with no date lets it follow the clock again.
   static void setCurrentDateOverride(std::optional<Date> date);
   /// The day before currentDate, and the day after it.
   [[nodiscard]] static std::optional<Date> yesterday();
@@ -253,8 +253,8 @@ class ZANBURY_CALENDAR_API ZDateUtilities {
   [[nodiscard]] static bool isProcessingDay(std::optional<Date> date, std::span<const int> daysOff);
   /// Steps by `adjustingBy` days from the date, which counts as the first when it is one itself,
   /// past `processingDays` processing days to the next: no day off and no US bank holiday. A count
-  /// below 0 gives the date itself. Days off are full weekday names separated by commas; any other
-  /// text is ignored, so that "Sat,Sun" takes no day off. The holidays are always those of US
+  /// below 0 returns the date itself. Days off are full weekday names separated by commas; any
+  /// other text is ignored, so that "Sat,Sun" takes no day off. The holidays are always those of US
   /// banks, and the start counts: BusinessCalendar has other markets and the usual way of counting.
   /// Absent when no processing day can ever be reached (all seven days off, or a step of 0 or of
   /// whole weeks from a day off) and when the steps leave the calendar's range.

@@ -25,7 +25,7 @@
 
 namespace ztp {
 
-/// Which calendar a holiday is asked of. Any other value is no calendar and has no holidays.
+/// Which calendar a holiday is asked of. Any other value is not a calendar and has no holidays.
 enum class ZHolidayType : std::int64_t {
   ZHolidayTypeUSBank = 1,  ///< United States bank holidays
   ZHolidayTypeNYSE = 2,    ///< closing days of the New York Stock Exchange

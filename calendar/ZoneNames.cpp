@@ -27,7 +27,7 @@ bool isZoneFile(const fs::path& path) {
   return file.read(magic.data(), magic.size()) && std::string_view(magic.data(), 4) == "TZif";
 }
 
-// Second copies of all zones, and files that are no places: what is in them is there by its name.
+// Second copies of all zones, and files that are not places: what is in them is there by its name.
 bool isLeftOut(const std::string& name) {
   return name == "posix" || name == "right" || name == "localtime" || name == "posixrules" ||
          name == "Factory" || name.find('.') != std::string::npos;

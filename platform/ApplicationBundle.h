@@ -13,12 +13,12 @@ namespace ztp {
 /// The bundle at a path: its information list is Contents/Info.plist or Info.plist below it.
 class ApplicationBundle {
  public:
-  /// A path that holds no bundle gives one that answers every question with an empty text.
+  /// For a path that holds no bundle, every question is answered with an empty text.
   explicit ApplicationBundle(const std::filesystem::path& path);
 
   /// "CFBundleIdentifier", empty when there is none.
   [[nodiscard]] std::string bundleIdentifier() const;
-  /// A text of the information list, empty when it is missing or no text.
+  /// A text of the information list, empty when it is missing or not a text.
   [[nodiscard]] std::string objectForInfoDictionaryKey(std::string_view key) const;
 
  private:

@@ -1,8 +1,8 @@
-// Binary property lists, looked at before anything is made of them.
+// Binary property lists, checked before anything is built from them.
 //
-// Their objects refer to each other by number, and each may be referred to any number of times. Who
-// makes a tree of them makes an object as often as there is a way to it: a few bytes can stand for
-// more than any memory holds.
+// Their objects refer to each other by number, and each may be referred to any number of times.
+// Building a tree from them makes an object as often as there is a path to it: a few bytes can
+// stand for more than any memory holds.
 #pragma once
 
 #include <cstdint>

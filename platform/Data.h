@@ -1,5 +1,5 @@
-// Byte buffers. Every Data and SecretText wipes its memory before it gives it back, so that a key,
-// a decrypted body or the identity's text never lingers in the heap, whoever held it last.
+// Byte buffers. Every Data and SecretText wipes its memory before it releases it, so that a key, a
+// decrypted body or the identity text never lingers in the heap, whoever held it last.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +16,8 @@
 
 namespace ztp {
 
-/// An allocator that wipes what it gives back and leaves new elements uninitialised: a buffer that
-/// is about to be read into is not filled with zeros first.
+/// An allocator that wipes what it frees and leaves new elements uninitialised: a buffer that is
+/// about to be read into is not filled with zeros first.
 template <typename T>
 struct WipingAllocator {
   using value_type = T;
@@ -45,11 +45,11 @@ struct WipingAllocator {
 /// A byte buffer. `Data(n)` and `resize(n)` leave the new bytes uninitialised.
 using Data = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
 
-/// A view of bytes that somebody else owns.
+/// A view of bytes that are owned elsewhere.
 using DataView = std::span<const std::uint8_t>;
 
 /// Text that is a secret, such as a private key. (A text short enough for the string's own inline
-/// buffer is not wiped; no secret of ours is that short.)
+/// buffer is not wiped; no secret here is that short.)
 using SecretText = std::basic_string<char, std::char_traits<char>, WipingAllocator<char>>;
 
 /// The bytes of a text, without a terminator.

@@ -21,7 +21,7 @@ class DelayedPerform {
 
  private:
   struct State;
-  /// Unregisters from the loop, which lets go of the state in a later turn.
+  /// Unregisters from the loop, which releases the state in a later turn.
   struct Closer {
     void operator()(State* state) const noexcept;
   };

@@ -13,8 +13,8 @@
 
 namespace ztp {
 
-/// Whether other users may bring something else in the place of what is in a directory of that
-/// status: it belongs to one, root excepted, or they may write there and it is not sticky.
+/// Whether other users may replace what is in a directory of that status: one of them, root
+/// excepted, owns it, or they may write there and it is not sticky.
 bool canBeChangedByOthers(const struct stat& directory);
 
 /// Holds a descriptor as long as it lives. Move-only. Names are single components. Methods that
@@ -38,8 +38,8 @@ class Directory {
 
   /// Opens a directory in this one; a link is not followed.
   [[nodiscard]] Directory subdirectory(const std::string& name) const;
-  /// Makes a directory of mode 0700 in this one and opens it. Should another user have put another
-  /// directory there in between, it is refused.
+  /// Makes a directory of mode 0700 in this one and opens it. One that another user has put there
+  /// in between is refused.
   [[nodiscard]] Directory makeSubdirectory(const std::string& name) const;
   /// Opens a file in this directory; a link is not followed, a FIFO not waited for. The flags and
   /// the mode are those of open(2).
@@ -47,14 +47,14 @@ class Directory {
 
   /// The status of the directory itself.
   [[nodiscard]] struct stat status() const;
-  /// The status of an item, of a link its own; absent when nothing is there.
+  /// The status of an item, for a link its own; absent when nothing is there.
   [[nodiscard]] std::optional<struct stat> statusOf(const std::string& name) const;
-  /// What a link in the directory says.
+  /// The target of a link in the directory.
   [[nodiscard]] std::string targetOf(const std::string& name) const;
 
-  /// The name of the next entry, but for "." and ".."; null at the end. Valid until the next call.
+  /// The name of the next entry except "." and ".."; null at the end. Valid until the next call.
   [[nodiscard]] const char* nextName();
-  /// The next name is the first again.
+  /// Makes the next name the first again.
   void rewind() noexcept;
 
  private:

@@ -1,4 +1,4 @@
-// How failures of the operating system travel: an Error is reported and looked at, a
+// How failures of the operating system travel: an Error is returned and examined, a
 // PlatformException is what a platform call on an I/O path raises. Both carry one readable line.
 #pragma once
 
@@ -14,7 +14,7 @@ struct Error {
 
   /// The error that the last system call left in errno; `what` names the call and its object.
   static Error fromErrno(std::string_view what);
-  /// The same for an error number at hand.
+  /// The same for a given error number.
   static Error fromErrorNumber(std::string_view what, int errorNumber);
 };
 

@@ -1,4 +1,4 @@
-// A descriptor with the operations that the session and the framing need of it.
+// A descriptor with the operations that the session and the framing need.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 
 namespace ztp {
 
-/// An open file, pipe or FIFO. Closes its descriptor when it goes, unless it only borrows it;
-/// `close` is the same, at once. Move-only. Methods that can fail raise PlatformException.
+/// An open file, pipe or FIFO. Closes its descriptor when it is destroyed, unless it only borrows
+/// it; `close` does so at once. Move-only. Methods that can fail raise PlatformException.
 class FileHandle {
  public:
   /// Whether the descriptor is closed with the handle.
@@ -29,7 +29,7 @@ class FileHandle {
   static std::optional<FileHandle> forReadingAtPath(const std::filesystem::path& path);
   /// Opens an existing file at its start, its content kept; absent when that fails.
   static std::optional<FileHandle> forWritingAtPath(const std::filesystem::path& path);
-  /// Opens a file that is written anew: emptied, or made with mode 0600 or less; absent when that
+  /// Opens a file to be overwritten: emptied, or created with mode 0600 or less; absent when that
   /// fails (errno tells why).
   static std::optional<FileHandle> forOverwritingAtPath(const std::filesystem::path& path);
 
@@ -45,14 +45,14 @@ class FileHandle {
   /// True when a part of what the last `writeData` was given is in the pipe and the rest is not.
   [[nodiscard]] bool isHalfWritten() const noexcept { return isHalfWritten_; }
 
-  /// Fills the bytes from the file, fewer of them at its end, and returns how many; 0 when nothing
-  /// is left.
+  /// Reads into the bytes from the file, fewer at its end, and returns how many; 0 when nothing is
+  /// left.
   std::size_t read(std::span<std::uint8_t> bytes);
   /// The same into a buffer of its own, of at most `maximum` bytes.
   Data readDataOfLength(std::size_t maximum);
 
-  /// What a pipe or FIFO offers right now, at most 64 KiB; empty when there is nothing or at the
-  /// end of file. Never waits.
+  /// What a pipe or FIFO holds right now, at most 64 KiB; empty when there is nothing or at the end
+  /// of file. Never waits.
   Data availableData();
 
   /// Asks the system to bring what was written to its destination (fsync). A pipe or FIFO has no

@@ -25,7 +25,7 @@ class FileManager {
   /// True when anything is there; a link counts whether or not it leads anywhere.
   [[nodiscard]] static bool itemExists(const std::filesystem::path& path);
   /// True when nothing can be there. False also where that cannot be found out, so that what must
-  /// not stay is not left for want of a look at it.
+  /// not stay is not left behind only because it could not be seen.
   [[nodiscard]] static bool isSurelyAbsent(const std::filesystem::path& path);
 
   /// Makes an empty file, emptying one that exists. `mode` as for open(2), before the umask.

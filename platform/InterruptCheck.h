@@ -1,4 +1,4 @@
-// How long work on files lets a signal act.
+// How long-running work on files lets a signal act.
 #pragma once
 
 #include <functional>

@@ -1,5 +1,5 @@
-// What still happens when the process ends without unwinding: a library that sees no way on calls
-// abort(3), or an exception finds nobody. The run loop's does when the system refuses it memory.
+// What still happens when the process ends without unwinding: a library that cannot go on calls
+// abort(3), or nobody catches an exception. The run loop's does when the system refuses it memory.
 #pragma once
 
 #include <filesystem>
@@ -16,7 +16,7 @@ class LastResort {
   static void prepare();
   /// The directory that must not be left behind, with all in it; an empty path: none (any more).
   static void remember(const std::filesystem::path& directory) noexcept;
-  /// Removes the remembered directory by another program and waits for its end. Takes neither
+  /// Removes the remembered directory by another program and waits for its end. Needs neither
   /// memory nor descriptors of this process.
   static void removeDirectory() noexcept;
 };

@@ -4,7 +4,7 @@
 // no prefix; error lines begin with "ERROR: "; failed system calls are reported as "call: reason";
 // an absent value prints as "(null)"; a secret never appears; text that came from the other side
 // passes through `printable` first, so that it can neither forge a line nor drive a terminal. Only
-// such text has more lines than one: those behind the first begin with four blanks.
+// such text has more than one line: those after the first begin with four blanks.
 #pragma once
 
 #include <cstddef>
@@ -31,13 +31,13 @@ void log(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
 /// Reports the failure that errno holds as "call: reason"; leaves errno as it was.
 void logErrno(std::string_view call);
 
-/// The most bytes of a text from outside that are printed.
+/// The most bytes that are printed of a text from outside.
 inline constexpr std::size_t longestPrintable = 100'000;
 
 /// A text from outside, fit for the log: a line feed starts a new line that is indented by four
-/// blanks, as none of ours is; other control characters, what changes the direction of writing or
-/// ends a line, and invalid UTF-8 are escaped as \xNN for each byte. Where there are more than
-/// `longestPrintable` bytes, "..." stands for the rest.
+/// blanks, as no line of this program is; other control characters, what changes the direction of
+/// writing or ends a line, and invalid UTF-8 are escaped as \xNN for each byte. Where there are
+/// more than `longestPrintable` bytes, "..." stands for the rest.
 std::string printable(std::string_view text);
 
 }  // namespace ztp

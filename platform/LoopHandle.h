@@ -1,5 +1,5 @@
-// How this folder owns a libuv handle: libuv lets go of one only in a later turn of the loop, so
-// the object around it must live until then.
+// How this folder owns a libuv handle: libuv releases one only in a later turn of the loop, so the
+// object around it must live until then.
 #pragma once
 
 #include <memory>
@@ -8,7 +8,7 @@
 
 namespace ztp {
 
-/// The generic face of a libuv handle.
+/// A libuv handle as its generic type.
 template <typename Handle>
 uv_handle_t* asHandle(Handle* handle) noexcept {
   return reinterpret_cast<uv_handle_t*>(handle);  // libuv's own convention for its "subclasses"

@@ -10,10 +10,10 @@
 
 namespace ztp {
 
-/// A file, a link or a tree under a name that nobody can foresee, in the directory that it is meant
-/// for. Whenever the process is killed, the place holds what was there before or the whole new
-/// item. What is under the temporary name when this object goes is removed; nothing interrupts
-/// that. The directory outlives it.
+/// A file, a link or a tree under an unpredictable name, in the directory that it is meant for.
+/// Whenever the process is killed, the place holds what was there before or the whole new item.
+/// What is under the temporary name when this object goes is removed; nothing interrupts that. The
+/// directory outlives it.
 class PendingItem {
  public:
   /// Nothing is made yet. The place is `name` in `directory`.

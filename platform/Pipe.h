@@ -7,7 +7,7 @@ namespace ztp {
 
 /// A pipe whose ends no child inherits unless it is given them.
 struct Pipe {
-  /// Raises PlatformException when there is none to be had.
+  /// Raises PlatformException when it cannot be created.
   static Pipe create();
 
   FileHandle readingEnd;

@@ -39,8 +39,8 @@ class PropertyList {
   /// The same from a file; absent also when it cannot be read.
   static std::optional<PropertyList> fromFile(const std::filesystem::path& path);
 
-  /// The text under `key`, absent when there is none. Raises PlatformException when the value is no
-  /// string.
+  /// The text under `key`, absent when there is none. Raises PlatformException when the value is
+  /// not a string.
   [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
   /// The integer value under `key`: of an integer, a real (towards zero), a boolean (0 or 1) or the
   /// leading digits of a string. Absent when there is none. Raises PlatformException for any other

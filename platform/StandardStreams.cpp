@@ -13,7 +13,7 @@ int flagsOfStandardError = -1;
 
 void StandardStreams::prepare() {
   for (int fileDescriptor = 0; fileDescriptor < 3; ++fileDescriptor) {
-    // The lowest free number is what open gives.
+    // open returns the lowest free number.
     if (::fcntl(fileDescriptor, F_GETFD) == -1) static_cast<void>(::open("/dev/null", O_RDWR));
   }
   flagsOfStandardError = ::fcntl(STDERR_FILENO, F_GETFL);

@@ -1,4 +1,4 @@
-// The three descriptors that the host gave us and that ssh shares.
+// The three descriptors that the host passes and that ssh shares.
 #pragma once
 
 namespace ztp {
@@ -8,11 +8,11 @@ class StandardStreams {
  public:
   StandardStreams() = delete;
 
-  /// Opens the null device for each of the three that is closed, so that no file of ours becomes
-  /// one of them, and remembers the flags of standard error.
+  /// Opens the null device for each of the three that is closed, so that no file of the program
+  /// becomes one of them, and remembers the flags of standard error.
   static void prepare();
-  /// Gives standard error the flags that it had at `prepare`: ssh makes it non-blocking and is not
-  /// asked to clean up.
+  /// Gives standard error the flags that it had at `prepare`: ssh makes it non-blocking and does
+  /// not set it back.
   static void restore() noexcept;
 };
 

@@ -1,4 +1,4 @@
-// What macOS gives.
+// What macOS provides.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -64,7 +64,7 @@ std::optional<std::size_t> copyInKernel(int /*source*/, int /*destination*/,
   return std::nullopt;
 }
 
-// Every directory gives new files its group.
+// In every directory new files inherit its group.
 bool hasInheritedAttributes(int /*directory*/) noexcept {
   return true;
 }

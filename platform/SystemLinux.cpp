@@ -1,4 +1,4 @@
-// What Linux gives.
+// What Linux provides.
 #include "platform/System.h"
 
 #include <cerrno>

@@ -9,7 +9,7 @@
 namespace ztp {
 
 /// A directory of mode 0700 under `root` whose name is `prefix` and six random characters. It is
-/// locked (flock) as long as this object lives, so that nobody takes it for a leftover.
+/// locked (flock) as long as this object lives, so that it is not taken for a leftover.
 class TemporaryDirectory {
  public:
   /// Absent when it cannot be made.
@@ -29,7 +29,7 @@ class TemporaryDirectory {
   TemporaryDirectory& operator=(TemporaryDirectory&& other) noexcept;
   TemporaryDirectory(const TemporaryDirectory&) = delete;
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  /// Lets go of the lock; the directory stays.
+  /// Releases the lock; the directory stays.
   ~TemporaryDirectory();
 
   [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }

@@ -1,4 +1,4 @@
-// What the session needs of a string class: splitting, trimming, leading integers, UTF-8.
+// What the session needs for texts: splitting, trimming, leading integers, UTF-8.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace ztp {
 
-/// The pieces between separators: "a,,b" gives "a", "", "b"; an empty text gives one empty piece.
+/// The pieces between separators: "a,,b" is "a", "", "b"; an empty text is one empty piece.
 std::vector<std::string> split(std::string_view text, char separator);
 
 /// The text without white space and newlines (Unicode's separators included) at either end.

@@ -15,9 +15,9 @@ namespace ztp {
 /// far stays; removing it is up to the caller.
 class TreeCopy {
  public:
-  /// What is done with a file's bytes. With `share` a file becomes a second name of the same file
-  /// where the destination allows it and the result is the same: for a source that is our own, is
-  /// not changed any more and goes soon.
+  /// What is done with a file's bytes. With `share` a file gets a second name (a hard link) where
+  /// the destination allows it and the result is the same: for a source that belongs to the
+  /// program, does not change any more and is removed soon.
   enum class Content { copy, share };
   /// Where the links of the copied tree may lead: to places in `root`, which outlives the copy.
   /// `position` is the way from the root to the directory that is copied, or that holds the link.

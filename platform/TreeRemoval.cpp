@@ -29,7 +29,7 @@ Directory TreeRemoval::open(const Directory& from, const std::string& name) {
   try {
     return from.subdirectory(name);
   } catch (const PlatformException&) {
-    // Anything else than a mode in the way is no reason to change a mode.
+    // Only where the mode is in the way there is a reason to change it.
     const auto status = from.statusOf(name);
     if (!status || !S_ISDIR(status->st_mode) || status->st_uid != ::geteuid() ||
         (status->st_mode & allForTheOwner) == allForTheOwner) {

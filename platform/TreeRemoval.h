@@ -23,12 +23,12 @@ class TreeRemoval {
 
   explicit TreeRemoval(InterruptCheck check, Unremovable unremovable = Unremovable::leave);
 
-  /// Removes an item; that none is there is no error.
+  /// Removes an item; a missing one is no error.
   void remove(const Directory& from, const std::string& name);
   /// Removes an item unless it is a directory.
   void removeFile(const Directory& from, const std::string& name);
-  /// Removes what is in an open directory and then the directory, which has this name. Of another
-  /// directory that has got the name meanwhile nothing is removed.
+  /// Removes what is in an open directory and then the directory, which has this name. Nothing is
+  /// removed from another directory that has got the name meanwhile.
   void removeOpened(Directory& directory, const Directory& from, const std::string& name);
 
   /// What could not be removed first, and why; absent when nothing has stayed.

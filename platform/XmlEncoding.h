@@ -1,4 +1,4 @@
-// The encoding of an XML document, so that the parser behind this meets UTF-8 alone.
+// The encoding of an XML document, so that the parser has to read UTF-8 only.
 #pragma once
 
 #include <optional>

@@ -160,7 +160,7 @@ void ZanburyToolProxyMessage::transitionToStateFinishedWritingAndAbort(bool abor
     writeFileDescriptor = -1;
   }
   state = abort ? State::Aborted : State::FinishedWriting;
-  // The delegate may destroy the message, so everything is let go of before it is told.
+  // The delegate may destroy the message, so everything is released before it is told.
   auto* const receiver = std::exchange(delegate, nullptr);
   if (receiver != nullptr) receiver->messageDidFinishWritingAsynchronously(*this);
 }

@@ -15,7 +15,7 @@
 namespace ztp {
 
 /// A JSON value that keeps the order of its keys. A body's outermost value is an object or array.
-/// Its texts are wiped when they are let go: bodies hold salts and initialization vectors.
+/// Its texts are wiped when they are released: bodies hold salts and initialization vectors.
 using Dictionary = nlohmann::basic_json<nlohmann::ordered_map, std::vector, SecretText>;
 
 /// Deeper nesting of objects and arrays is refused while parsing: the library recurses when it

@@ -22,7 +22,7 @@ constexpr std::size_t maximumLengthDigits = 10;
 constexpr std::uint64_t reservedAtMost = 10'000'000;
 
 // A body beyond that grows to this many times what has arrived, so that it is hardly ever copied:
-// room that is not filled costs addresses and no memory until it is let go of, and wiped. No writer
+// room that is not filled costs addresses and no memory until it is released, and wiped. No writer
 // announces more than a gigabyte, so what does grow beyond that only doubles.
 constexpr std::uint64_t growthFactor = 16;
 constexpr std::uint64_t doublesBeyond = 1'073'741'824;

@@ -15,7 +15,7 @@ namespace {
 
 using Type = ZanburyToolProxyMessageType;
 
-// Indexed by the type's value minus 1. None and what is no type at all stand outside.
+// Indexed by the type's value minus 1. None and invalid types stand outside.
 constexpr std::array<std::string_view, 11> typeNames = {
     "Error",
     "ServerHello",

@@ -62,7 +62,7 @@ class ZanburyToolProxyMessage {
   /// The serial number of the next message of this process; the first is 1.
   static std::int64_t nextMessageId();
   /// The header of a frame. It is made in twelve bytes with a terminating NUL, so a length of ten
-  /// digits or more gives twelve bytes that end in a NUL instead of the line feed: well-formed
+  /// digits or more becomes twelve bytes that end in a NUL instead of the line feed: well-formed
   /// bodies have at most 999,999,999 bytes.
   [[nodiscard]] static std::optional<Data> headerDataWithType(Type type, std::uint64_t length);
   /// Where an archive's body goes: "03-OutputArchive" inside the directory for message 3. Absent
@@ -87,7 +87,7 @@ class ZanburyToolProxyMessage {
   /// were; never a byte of the next frame. What the refused stage of a broken frame looked at does
   /// not count (see `shouldAbort`). Feeding a finished reader aborts it.
   std::size_t consumeDataWithBytes(DataView bytes);
-  /// Refuses the rest of the message: lets go of the file, state Aborted.
+  /// Refuses the rest of the message: releases the file, state Aborted.
   void abortReading();
   /// Moves the gathered body to `bodyData` and closes the body's file.
   void cleanUp();
@@ -101,7 +101,7 @@ class ZanburyToolProxyMessage {
   // --- Writing at once (MessageWriter.cpp) ---
 
   /// Writes a message whose body is the dictionary as JSON; an empty one is sent as no body at all.
-  /// False when it is no JSON or cannot be written. All of these wait while the stream is full.
+  /// False when it is not JSON or cannot be written. All of these wait while the stream is full.
   [[nodiscard]] static bool writeMessageWithType(Type type, const Dictionary& dictionary,
                                                  FileHandle& fileHandle);
   /// Writes a message whose body is `data`, none when that is empty.

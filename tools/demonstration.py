@@ -52,7 +52,7 @@ _CHAPTERS = {
 
 
 def main(program: Path, results: Path, statements: Sequence[Path]) -> int:
-    """Converts one statement after the other until one fails; gives the last exit status."""
+    """Converts one statement after the other until one fails; returns the last exit status."""
     for ending in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(ending, _leave)
     status = 0
@@ -72,7 +72,7 @@ def main(program: Path, results: Path, statements: Sequence[Path]) -> int:
 
 
 def _demonstrate(job: Job, settings: Settings, server: StandinServer) -> int:
-    """Converts one statement and tells about it; gives the exit status."""
+    """Converts one statement and tells about it; returns the exit status."""
     assert job.source is not None and job.output is not None and job.logs is not None
     size = job.source.stat().st_size
     print(f"\nConverting {printable(str(job.source))} ({size:,} bytes)", flush=True)

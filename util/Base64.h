@@ -16,7 +16,7 @@ enum class Base64Padding { required, tolerated };
 /// One line, padded; "" for no bytes.
 SecretText encodedBase64(DataView bytes);
 
-/// Characters outside the alphabet are ignored. Absent when what is left is no base64: a single
+/// Characters outside the alphabet are ignored. Absent when what is left is not base64: a single
 /// character in the last group, "=" before the end, or the wrong number of them. Bits that the last
 /// character carries beyond the last byte are not looked at.
 std::optional<Data> decodedBase64(std::string_view text, Base64Padding padding);

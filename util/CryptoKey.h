@@ -31,7 +31,7 @@ enum class RSAKeyClass { publicKey, privateKey };
 /// goes. Move-only; a key that was moved from may only be assigned to or destroyed.
 class CryptoKey {
  public:
-  /// What the cryptographic library makes of it; defined for the .cpp files of this folder only.
+  /// The cryptographic library's form of it; defined for the .cpp files of this folder only.
   struct Material;
 
   explicit CryptoKey(std::unique_ptr<const Material> material) noexcept;

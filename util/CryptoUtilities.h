@@ -1,9 +1,9 @@
 // The cryptography of the conversation: random bytes, AES-256-CBC, RSA, key wrapping, key
 // derivation and signature verification, all done by OpenSSL.
 //
-// Failures give nothing (or false), never an exception; where a line is logged for one, the
+// Failures return nothing (or false), never an exception; where a line is logged for one, the
 // operation says so. An absent error prints as "(null)". Results and buffers are wiped when they
-// are let go (see Data).
+// are released (see Data).
 #pragma once
 
 #include <cstdint>
@@ -43,15 +43,15 @@ class CryptoUtilities {
   // Key objects. `error`, which may be null, is written only when something failed that has a
   // cause to tell.
 
-  /// An AES key of 32 raw bytes. Empty data gives none and no error; any other length gives none
+  /// An AES key of 32 raw bytes. Empty data yields none and no error; any other length yields none
   /// and an error.
   [[nodiscard]] static std::optional<CryptoKey> createAESKeyFromData(DataView data,
                                                                      std::optional<Error>* error);
   /// An RSA key of base64 text: lines that begin with "-" are skipped, characters outside the
   /// alphabet ignored, missing "=" supplied. The decoded DER is, for a public key, a
   /// SubjectPublicKeyInfo (RFC 5280) or a PKCS#1 RSAPublicKey (RFC 8017); for a private key, a
-  /// PKCS#8 PrivateKeyInfo (RFC 5208) or a PKCS#1 RSAPrivateKey. Text that decodes to nothing gives
-  /// none and no error.
+  /// PKCS#8 PrivateKeyInfo (RFC 5208) or a PKCS#1 RSAPrivateKey. Text that decodes to nothing
+  /// yields none and no error.
   [[nodiscard]] static std::optional<CryptoKey> createRSAKeyFromString(std::string_view text,
                                                                        RSAKeyClass keyClass,
                                                                        std::optional<Error>* error);

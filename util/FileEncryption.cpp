@@ -115,7 +115,7 @@ class Destination {
   }
 
  private:
-  // It may have other names, and is no file where the path leads to a device.
+  // It may have other names, and is not a file where the path leads to a device.
   void discard() const noexcept {
     std::error_code ignored;
     if (!fs::is_regular_file(written_, ignored)) return;

@@ -13,7 +13,7 @@
 
 namespace ztp {
 
-/// Lets go of an object with the library's own function for it.
+/// Releases an object with the library's own function for it.
 template <auto release>
 struct OpenSslReleaser {
   template <typename Object>

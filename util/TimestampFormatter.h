@@ -17,7 +17,7 @@ using Instant = std::chrono::time_point<std::chrono::system_clock, std::chrono::
 class TimestampFormatter {
  public:
   /// Fractions of a second are dropped (towards the past). A year before 1 shows its number within
-  /// its era. Empty for an instant that is no number or more than 1,000,000 years from 1970.
+  /// its era. Empty for an instant that is not a number or more than 1,000,000 years from 1970.
   [[nodiscard]] std::string stringFromDate(Instant date) const;
 
   /// The instant that a text in exactly that form names: 20 characters, every field in range, a day

@@ -1,7 +1,7 @@
-// What the session and the framing need of the machine and of text forms: programs run to their
+// What the session and the framing need from the machine and of text forms: programs run to their
 // end, archives, descriptors, sizes, file encryption, base64, timestamps, MD5, hexadecimal digits.
 //
-// Failures give false, 0, nothing or an empty result, with a log line where one is named; nothing
+// Failures return false, 0, nothing or an empty result, with a log line where one is named; nothing
 // here raises.
 #pragma once
 
@@ -54,11 +54,11 @@ class ZanburyToolProxyUtilities {
   /// Makes the descriptor blocking or non-blocking; one that is so already is left alone. A failure
   /// is logged as "fcntl".
   static void setBlocking(bool blocking, std::int32_t fileDescriptor);
-  /// Returns when a write would not block or would fail; at once for a descriptor that is none.
+  /// Returns when a write would not block or would fail; at once for an invalid descriptor.
   static void waitUntilFileDescriptorCanWrite(std::int32_t fileDescriptor);
   /// Size in bytes; 0 for an empty file and, after logging the error, for a missing one.
   [[nodiscard]] static std::uint64_t fileSizeForPath(const std::filesystem::path& path);
-  /// The dotted version of the operating system, asked for once in a process. Absent when it says
+  /// The dotted version of the operating system, asked for once in a process. Absent when there is
   /// none.
   [[nodiscard]] static std::optional<std::string> systemVersion();
 
@@ -95,9 +95,9 @@ class ZanburyToolProxyUtilities {
   [[nodiscard]] static std::string stringWithEncodedTimestamp(Instant date);
   /// Absent unless the text has exactly that form.
   [[nodiscard]] static std::optional<Instant> timestampWithString(std::string_view string);
-  /// A formatter of its own for every caller.
+  /// A new formatter for every caller.
   [[nodiscard]] static TimestampFormatter newTimestampFormatter();
-  /// MD5 (RFC 1321) as 32 lowercase hexadecimal digits; a checksum, no protection. "" after
+  /// MD5 (RFC 1321) as 32 lowercase hexadecimal digits; a checksum, not a protection. "" after
   /// logging, where the system has forbidden it.
   [[nodiscard]] static std::string MD5DigestForData(DataView data);
   /// Two lowercase hexadecimal digits a byte.

@@ -1,4 +1,4 @@
-"""A host that does next to nothing itself: it starts the program and lets go of what it says."""
+"""A host that does next to nothing itself: it starts the program and discards what it says."""
 
 from __future__ import annotations
 
@@ -59,13 +59,13 @@ class BareHost:
         return Path(self._errors.name).read_text("utf-8", errors="replace")
 
     def cancel(self) -> int:
-        """Writes one byte; gives the time just before, in nanoseconds."""
+        """Writes one byte; returns the time just before, in nanoseconds."""
         now = time.monotonic_ns()
         self.channel.write(b"x")
         return now
 
     def wait(self, status: int = 0, timeout: float = 900.0) -> int:
-        """Waits for that exit status; gives the time of the end, in nanoseconds."""
+        """Waits for that exit status; returns the time of the end, in nanoseconds."""
         end = os.pidfd_open(self.process.pid)
         if not select.select([end], [], [], timeout)[0]:
             raise TimeoutError(self.errors)

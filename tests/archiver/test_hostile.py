@@ -96,9 +96,9 @@ CASES = [
     link("link out of its top", "top/l", "../other"),
     link("link up behind a link", "top/a/l", "b/../../.."),
     link("link up too often", "top/a/l", "../../innocent"),
-    link("link to nothing", "l", "", "it is a link to no valid name"),
-    link("link to a nul", "l", "a\0b", "it is a link to no valid name"),
-    link("link to a long name", "l", "n" * 4096, "it is a link to no valid name"),
+    link("link to nothing", "l", "", "its link target is not a valid name"),
+    link("link to a nul", "l", "a\0b", "its link target is not a valid name"),
+    link("link to a long name", "l", "n" * 4096, "its link target is not a valid name"),
     entry(
         "directory link with a slash", "it is neither .*", Entry("l/", b"..", mode=zip_builder.LINK)
     ),

@@ -140,7 +140,7 @@ def test_existing_files_are_replaced_and_others_stay(archiver: Archiver, tmp_pat
 def unpacked_names(
     archiver: Archiver, tmp_path: Path, *entries: zip_builder.Entry, comment=b""
 ) -> list:
-    """Unpacks an archive of `entries` and gives the names that were made."""
+    """Unpacks an archive of `entries` and returns the names that were made."""
     (tmp_path / "a.zip").write_bytes(zip_builder.archive(*entries, comment=comment))
     archiver.unpack(tmp_path / "a.zip", tmp_path / "target")
     return sorted(str(p.relative_to(tmp_path / "target")) for p in (tmp_path / "target").rglob("*"))

@@ -27,7 +27,7 @@ def keys() -> ServerKeys:
 
 @pytest.fixture(scope="session")
 def sshd() -> Iterator[LoopbackSshd]:
-    # A login shell that is no outermost one leaves the user's own start-up files alone: they would
+    # A login shell that is not the outermost one leaves the user's own start-up files alone: they would
     # take time, and what they say on standard error would stand among the program's lines.
     with LoopbackSshd(extra_configuration="SetEnv SHLVL=1") as running:
         yield running

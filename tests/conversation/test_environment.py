@@ -138,7 +138,7 @@ def test_with_no_destination_the_countdown_starts_at_once(
         pytest.param("5s", will_retry(5), id="a unit behind it is ignored"),
         pytest.param(" \t\n7 and more", will_retry(7), id="leading blanks are skipped"),
         pytest.param("+3", will_retry(3), id="a plus sign"),
-        pytest.param("012", will_retry(12), id="leading zeros are no octal number"),
+        pytest.param("012", will_retry(12), id="leading zeros do not mean octal"),
         pytest.param("1.9", will_retry(1, "second"), id="only the integer counts"),
         pytest.param("86400", will_retry(86400), id="a day"),
     ],

@@ -100,7 +100,7 @@ def _encrypted_entries(archive: bytes) -> bytes:
     "spoil",
     [
         pytest.param(lambda _: b"", id="nothing"),
-        pytest.param(lambda _: b"This is no zip.", id="text"),
+        pytest.param(lambda _: b"This is not a zip.", id="text"),
         pytest.param(lambda _: bytes(100_000), id="zeros"),
         pytest.param(_truncated, id="half of one"),
         pytest.param(_without_end, id="without its last byte"),

@@ -99,7 +99,7 @@ def test_a_redirect_to_what_is_no_destination_aborts(harness: HostHarness) -> No
         "no IV",
         "no list",
         "an empty IV",
-        "an IV that is no base64",
+        "an IV that is not base64",
         "a short IV",
         "a list that is not encrypted",
         "an empty list text",

@@ -118,7 +118,7 @@ _WRONG_SALT = {"stage": "ServerHandshake", "salt": "one bit off"}
 _LATE_ZIP = {**RESULT, "zip": _binary(CONVERTED)}
 ENDINGS = [
     Ending("the usual one", _forwarding("ServerDidStopForwarding", RESULT)),
-    Ending("a result that is no zip", _forwarding("ServerDidStopForwarding", _LATE_ZIP)),
+    Ending("a result that is not a zip archive", _forwarding("ServerDidStopForwarding", _LATE_ZIP)),
     Ending("an Error message", _forwarding({"error": "Enough"})),
     Ending(
         "a forwarded message that does not decrypt", _forwarding({"send": "Forward", "body": "x"})

@@ -63,7 +63,7 @@ def nested(depth: int) -> list[Any]:
         "half an IV",
         "an empty salt",
         "a salt of zeros",
-        "a salt that is no base64",
+        "a salt that is not base64",
         "a right salt and then a wrong one",
         "nested one level too deep",
         "nested deep",

@@ -51,7 +51,7 @@ def is_stopped(pid: int) -> bool:
 
 @contextlib.contextmanager
 def _tracer(pid: int, path: Path, opening: int) -> Iterator[Callable[[], str]]:
-    """A tracer that stops the process; gives what asks it for all that it has said so far."""
+    """A tracer that stops the process; returns what asks it for all that it has said so far."""
     injection = f"inject=open,openat:signal=SIGSTOP:when={opening}"
     words = [str(STRACE), "-p", str(pid), "-P", str(path), "-e", "open,openat", "-e", injection]
     with tempfile.TemporaryFile() as log:

@@ -31,7 +31,7 @@ def clock(program: Path, tmp_path: Path) -> ShiftedClock:
 
 @pytest.fixture
 def host() -> Iterator[subprocess.Popen]:
-    """A process that stands for the host. Asked for before the scenario, which it is no part of."""
+    """A process that stands for the host. Asked for before the scenario, which it is not part of."""
     with subprocess.Popen(["sleep", "600"]) as process:
         yield process
         process.kill()

@@ -115,7 +115,7 @@ def test_a_cut_in_a_frame(
 
 def assert_as_described(scenario: FaultScenario, outcome: Outcome) -> str:
     """Tried again where the server's hello was not there yet, lost with a line or delivered after
-    that; gives which. The server's record must agree."""
+    that; returns which. The server's record must agree."""
     *failed, last = scenario.harness.server.connections
     if outcome.sections.count(CONNECTING) == 2:
         received = [record.types_received for record in failed]

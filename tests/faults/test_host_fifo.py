@@ -91,7 +91,7 @@ CAUSES: dict[str, Cause] = {
     "Terminated by signal SIGTERM": lambda _, conversion, host: conversion.signal(signal.SIGTERM),
     "Host terminated": lambda _given, _conversion, host: _end(host),
 }
-# While forwarding, a byte from the host is no cancel; and only a converter watches its host.
+# While forwarding, a byte from the host does not cancel; and only a converter watches its host.
 FIRST = ["at the first message"]
 CASES = [
     pytest.param(

@@ -1,6 +1,6 @@
 """What is said at the end waits for a log or a host that pauses, and not for ever for one that is gone.
 
-The clock that the program waits by is moved on by hand: a second here is no second of the machine."""
+The clock that the program waits by is moved on by hand: a second here is not a second of the machine."""
 
 from __future__ import annotations
 

@@ -70,7 +70,7 @@ def test_a_message_that_never_ends_is_waited_for_quietly_and_not_for_ever(
         conversion.wait_until(lambda now: b"Downloading" in now.fifo_bytes, PATIENCE)
     if tool == CONVERTER:
         assert_idle(conversion.pid)
-    if state == FORWARDING:  # a byte from the host is no cancel there
+    if state == FORWARDING:  # a byte from the host does not cancel there
         outcome = ends_at_once(conversion, lambda: conversion.signal(signal.SIGTERM))
         assert_aborted(scenario.harness, outcome, "Terminated by signal SIGTERM")
     else:

@@ -23,7 +23,7 @@ REDUCTION = "enable_random name=posix/io/rw/{}/reduce,probability=0.5"
 
 
 def large_files(harness: HostHarness) -> tuple[bytes, dict]:
-    """Makes the source large; gives what the server will send back, as large, and the script."""
+    """Makes the source large; returns what the server will send back, as large, and the script."""
     harness.source.write_bytes(random.Random(1).randbytes(LARGE))
     whole = random.Random(2).randbytes(LARGE)
     (harness.directory / "converted").write_bytes(whole)

@@ -108,7 +108,7 @@ def test_the_sample_is_converted_whole(statement: bytes) -> None:
 def test_a_bad_file_ends_the_tool_with_the_status_of_bad_data() -> None:
     result, stream = convert(b"junk")
     assert (result.exit_code, result.dest_file_name, result.converted) == (65, None, None)
-    assert b"ERROR: The file is no well-formed XML" in result.logs["conversion.log"]
+    assert b"ERROR: The file is not well-formed XML" in result.logs["conversion.log"]
     assert "no well-formed XML" in host_messages(stream)[-1]["progressTitle"]
 
 

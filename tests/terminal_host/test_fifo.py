@@ -101,11 +101,11 @@ RAW_CASES = {
     "a length line before something else": b"5\nhello",
     "eleven digits": b"12345678901\nx",
     "a sign": b"-\n",
-    "bytes that are no text": bytes(range(128, 256)),
+    "bytes that are not text": bytes(range(128, 256)),
     "half a declaration": b"303\n<?xm!",
     "too long a message": b"9999999999\n<?xml",
-    "a property list that is no dictionary": framed(["a"]),
-    "a body that is no property list": b"11\n<?xml oops!",
+    "a property list that is not a dictionary": framed(["a"]),
+    "a body that is not a property list": b"11\n<?xml oops!",
 }
 
 
@@ -130,7 +130,7 @@ def test_half_a_message_at_the_end_of_the_stream_is_raw(end: bytes) -> None:
     [
         (b"hello", "no length line"),
         (b"9999999999\n<?xml", "a message of 9999999999 bytes is too long"),
-        (framed(["a"]), "the property list is no dictionary"),
+        (framed(["a"]), "the property list is not a dictionary"),
         (b"11\n<?xml oops!", "the property list cannot be read: "),
     ],
 )

@@ -38,7 +38,7 @@ def unpack(data: bytes) -> SourceFile:
             info = _only_file(archive.infolist())
             return SourceFile(info.filename.partition("/")[2], archive.read(info))
     except (zipfile.BadZipFile, NotImplementedError, RuntimeError, EOFError, OSError) as error:
-        raise ArchiveError(f"The input archive is no zip: {error}") from error
+        raise ArchiveError(f"The input archive is not a zip archive: {error}") from error
 
 
 def pack(entries: Mapping[str, Body]) -> bytes:

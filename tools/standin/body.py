@@ -69,7 +69,7 @@ class Body:
 
 
 def check_body(definition: Any, where: str) -> None:
-    """ScriptError where definition is no body."""
+    """ScriptError where the definition is not a body."""
     if isinstance(definition, str):
         return
     form = check_keys(definition, BODY_FORMS, where)

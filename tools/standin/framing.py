@@ -30,7 +30,7 @@ _BLOCK = 1 << 20
 
 
 class InvalidStream(Exception):
-    """The bytes that came are no frame, or end within one."""
+    """The bytes that came are not a frame, or end within one."""
 
 
 @dataclass(frozen=True)

@@ -105,7 +105,7 @@ class _Reader:
         try:
             self._parser.Parse(data, True)
         except expat.ExpatError as error:
-            raise OfxError(f"The file is no well-formed XML: {error}.") from error
+            raise OfxError(f"The file is not well-formed XML: {error}.") from error
         if not self._has_ofx_header or self._root.children[0].name != "OFX":
             raise OfxError("The file is no OFX 2 file: its OFX header is missing.")
         return self._root

@@ -74,7 +74,7 @@ def descendants(pid: int) -> list[Process]:
 
 
 def wait_for_ends(processes: Iterable[Process], seconds: float) -> list[Process]:
-    """Waits until all have ended; gives those that have not in that time."""
+    """Waits until all have ended; returns those that have not in that time."""
     deadline = time.monotonic() + seconds
     while remaining := [process for process in processes if process.is_running]:
         if time.monotonic() > deadline:

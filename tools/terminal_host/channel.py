@@ -47,7 +47,7 @@ class Channel:
         return b""
 
     def write(self, data: bytes) -> int:
-        """Offers bytes to the program; gives how many the FIFO took, 0 when it is full."""
+        """Offers bytes to the program; returns how many the FIFO took, 0 when it is full."""
         with contextlib.suppress(BlockingIOError):
             return os.write(self._input, data[:_CHUNK])
         return 0

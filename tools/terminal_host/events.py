@@ -37,7 +37,7 @@ class Message:
 
 @dataclass(frozen=True)
 class Raw:
-    """Bytes on the FIFO that are no message, and why they are not."""
+    """Bytes on the FIFO that are not a message, and why not."""
 
     data: bytes
     reason: str = field(default="", compare=False)

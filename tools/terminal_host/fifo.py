@@ -17,7 +17,7 @@ from xml.parsers.expat import ExpatError
 
 from .events import FifoEvent, Message, Raw, Section, Status
 
-MAXIMUM_MESSAGE_LENGTH = 64 * 1024 * 1024  # bytes; a longer announcement is no message
+MAXIMUM_MESSAGE_LENGTH = 64 * 1024 * 1024  # bytes; a longer one is not a message
 
 _HEADER = re.compile(rb"([1-9][0-9]{0,9})\n(?=<\?xml)")
 # A place where a message begins, or may begin once more bytes have come.
@@ -32,7 +32,7 @@ class FifoParser:
         self._pending = bytearray()
 
     def feed(self, chunk: bytes) -> list[FifoEvent]:
-        """Takes the next bytes; gives the events that they complete, in order."""
+        """Takes the next bytes; returns the events that they complete, in order."""
         self._pending += chunk
         events: list[FifoEvent] = []
         while self._pending and self._take_one(events):
@@ -73,7 +73,7 @@ class FifoParser:
         except _NOT_A_PLIST as error:
             return self._take_raw(end, f"the property list cannot be read: {error}")
         if not isinstance(content, dict):
-            return self._take_raw(end, "the property list is no dictionary")
+            return self._take_raw(end, "the property list is not a dictionary")
         del self._pending[:end]
         return _event_of(content)
 

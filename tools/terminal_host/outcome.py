@@ -46,7 +46,7 @@ class Outcome:
 
     @property
     def raw(self) -> bytes:
-        """All bytes of the FIFO that are no message, joined."""
+        """All bytes of the FIFO that are not a message, joined."""
         return b"".join(event.data for event in self.events if isinstance(event, Raw))
 
     def report(self) -> str:

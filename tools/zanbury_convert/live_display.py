@@ -66,7 +66,7 @@ class LiveDisplay:
                 self._print(job, f"  {printable(event.text)}", "yellow")
             elif isinstance(event, Raw):
                 data = printable(repr(event.data), 60)
-                self._print(job, f"  bytes that are no message: {data}", "dim")
+                self._print(job, f"  bytes that are not a message: {data}", "dim")
 
     def line(self, job: Job, line: StderrLine) -> None:
         if not self._is_verbose:

@@ -65,7 +65,7 @@ class PlainDisplay:
                 self._progress(job, printable(event.text))
             elif isinstance(event, Raw):
                 data = printable(repr(event.data), 60)
-                self._progress(job, f"{_time(event)}(bytes that are no message: {data})")
+                self._progress(job, f"{_time(event)}(bytes that are not a message: {data})")
 
     def line(self, job: Job, line: StderrLine) -> None:
         if not self._is_verbose:

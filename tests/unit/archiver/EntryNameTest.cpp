@@ -185,10 +185,11 @@ INSTANTIATE_TEST_SUITE_P(EntryName, BadTargets,
                                          Target{"top/a/link", "../b/../../../c"}));
 
 TEST(EntryName, refusesTargetsThatAreNoNames) {
-  EXPECT_EQ(refusalOfTarget("top/link", ""), "it is a link to no valid name");
+  EXPECT_EQ(refusalOfTarget("top/link", ""), "its link target is not a valid name");
   EXPECT_EQ(refusalOfTarget("top/link", std::string_view("a\0b", 3)),
-            "it is a link to no valid name");
-  EXPECT_EQ(refusalOfTarget("top/link", repeated("n", 4096)), "it is a link to no valid name");
+            "its link target is not a valid name");
+  EXPECT_EQ(refusalOfTarget("top/link", repeated("n", 4096)),
+            "its link target is not a valid name");
   EXPECT_EQ(refusalOfTarget("top/link", "/etc/passwd"), "it is a link to an absolute name");
 }
 

@@ -197,7 +197,7 @@ TEST_F(RoundTrip, refusesWhatIsOverALimit) {
   EXPECT_EQ(refusal(entries), "the archive has too many entries");
   ExtractionLimits expanded;
   expanded.expandedBytes = 9;
-  EXPECT_EQ(refusal(expanded), "cannot unpack 'In/file': the archive expands to too much");
+  EXPECT_EQ(refusal(expanded), "cannot unpack 'In/file': the archive expands to too many bytes");
   ExtractionLimits directory;
   directory.directoryBytes = 100;
   EXPECT_EQ(refusal(directory), "the archive's directory is too large");

@@ -19,7 +19,7 @@
 namespace ztp::test {
 namespace {
 
-// Runs a shell script with the given environment and gives what it printed.
+// Runs a shell script with the given environment and returns what it printed.
 std::string printedBy(const std::string& script, std::vector<std::string> environment = {}) {
   Pipe pipe = Pipe::create();
   FileHandle null(::open("/dev/null", O_RDWR | O_CLOEXEC));

@@ -23,7 +23,7 @@ TEST(Text, TrimsWhiteSpaceAndNewlinesAtBothEnds) {
   EXPECT_EQ(trimmed(" \t\r\n\v\f"), "");
   EXPECT_EQ(trimmed("  a b\n"), "a b");
   EXPECT_EQ(trimmed("\u00a0\u2003a\u3000\u2028"), "a");
-  EXPECT_EQ(trimmed("\u200b"), "\u200b") << "a zero-width space is no separator";
+  EXPECT_EQ(trimmed("\u200b"), "\u200b") << "a zero-width space is not a separator";
   EXPECT_EQ(trimmed("\xa0"), "\xa0") << "half a character is none";
 }
 

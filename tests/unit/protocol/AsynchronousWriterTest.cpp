@@ -33,7 +33,7 @@ constexpr int interrupted = 4;
 constexpr int brokenPipe = 32;
 constexpr int noSpace = 28;
 
-// Keeps the message as the session does, and lets go of it when it hears of the end.
+// Keeps the message as the session does, and releases it when it hears of the end.
 class Upload : public ZanburyToolProxyMessageDelegate {
  public:
   bool messageShouldContinueWritingWithTotalBytesWritten(Message& /*message*/,
@@ -117,7 +117,7 @@ TEST_F(AsynchronousWriter, WritesTheHeaderBeforeItReturns) {
   EXPECT_TRUE(message.didWriteHeader);
   EXPECT_EQ(message.type, Type::InputArchive);
   EXPECT_EQ(message.length, 3U);
-  EXPECT_EQ(message.bodyBytesWritten, 0U) << "the header is no body";
+  EXPECT_EQ(message.bodyBytesWritten, 0U) << "the header is not part of the body";
   EXPECT_TRUE(upload_.totals.empty()) << "nobody is asked during the header";
   EXPECT_EQ(upload_.finish(stream_), "abc");
   EXPECT_EQ(upload_.totals, (Totals{3, 3}));

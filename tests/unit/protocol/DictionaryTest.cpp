@@ -66,7 +66,7 @@ TEST(BodyAsDictionary, TakesAnyJsonObject) {
   EXPECT_EQ(decoded(R"({"a":18446744073709551616})"), R"({"a":1.8446744073709552e+19})");
 }
 
-// Callers look at what they got: an array is no failure of this layer.
+// Callers look at what they got: an array is not a failure of this layer.
 TEST(BodyAsDictionary, GivesAnArrayAsItIs) {
   EXPECT_EQ(decoded("[1,[2]]"), "[1,[2]]");
 }

@@ -209,7 +209,8 @@ TEST(Reader, TakesOneByteACall) {
 
 TEST(Reader, RefusesTheEleventhDigitWhereverItComes) {
   Reader reader;
-  EXPECT_EQ(reader.feedByteByByte("f00000000001"), (ConsumedSizes{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0}));
+  EXPECT_EQ(reader.feedByteByByte("f00000000001"),
+            (ConsumedSizes{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0}));
   EXPECT_TRUE(reader->shouldAbort());
 }
 
