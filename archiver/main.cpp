@@ -1,6 +1,7 @@
 // ZanburyArchiver: packs a directory into a zip archive, or unpacks one. The proxy starts it where
-// the system has no archiver of its own. Exit status: 0 done, 1 failed (one line on standard error
-// says why), 2 usage error.
+// the system has no archiver of its own.
+//
+// Exit status: 0 done, 1 failed (one line on standard error says why), 2 usage error.
 #include <csignal>
 #include <cstddef>
 #include <cstdio>

@@ -52,7 +52,7 @@ REFUSALS = {
         "output", 2, "no does not exist", arguments=options("-o", "no/where")
     ),
     "a directory where nothing can be made": Case(
-        "output", 2, "/proc/results cannot be made", arguments=options("-d", "/proc/results")
+        "output", 2, "/proc/results cannot be created", arguments=options("-d", "/proc/results")
     ),
     "a file for the logs": Case("output", 2, "it is a file", arguments=options("--logs", "key")),
     "logs nowhere": Case("output", 2, "does not exist", arguments=options("--logs", "no/wh/ere")),
@@ -71,7 +71,9 @@ REFUSALS = {
     "a misspelt value": Case(
         "configuration", 2, "Did you mean tool_version?", changes={"tool_versoin": "1"}
     ),
-    "a value that nobody knows": Case("configuration", 2, "Known are tool,", changes={"qqq": 1}),
+    "a value that nobody knows": Case(
+        "configuration", 2, "Known values: tool,", changes={"qqq": 1}
+    ),
     "a value of another type": Case(
         "configuration", 2, "retry_delay must be a whole number", changes={"retry_delay": "soon"}
     ),
@@ -122,7 +124,7 @@ REFUSALS = {
     "a key of ssh as public key": Case(
         "public-key",
         2,
-        "is a key of ssh",
+        "is an ssh key",
         arguments=PUBLIC_FILE,
         prepare=key_with(SshKeyPair.generate().public_text),
     ),

@@ -41,7 +41,7 @@ def _value(key: str, value: Any, file: Path) -> Any:
     option = OPTIONS.get(key)
     if option is None:
         near = difflib.get_close_matches(key, OPTIONS, 1)
-        advice = f"Did you mean {near[0]}?" if near else f"Known are {', '.join(OPTIONS)}."
+        advice = f"Did you mean {near[0]}?" if near else f"Known values: {', '.join(OPTIONS)}."
         words = (
             f"The configuration {printable(str(file))} has an unknown value: {printable(key, 60)}."
         )

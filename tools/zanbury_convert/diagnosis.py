@@ -19,7 +19,7 @@ _REASONS: dict[str, tuple[Code, str, str]] = {
         "The server could not prove who it is: it does not have the private half of the public "
         "key given. Nothing of the file was sent.",
         "Is it the right public key for these servers? If it is, somebody in between may have "
-        "answered: tell the servers' maker.",
+        "answered: contact the servers' operators.",
     ),
     "Invalid server destination": (
         Code.SERVER_URL,
@@ -53,7 +53,7 @@ def ending_of(exit_state: ExitState, output: ProgramOutput) -> Ending:
     """The ending of a conversion that nobody stopped."""
     if exit_state.status < 0:
         words = f"The program was ended by signal {-exit_state.status}. Nothing was converted."
-        return _ending(Code.PROGRAM_KILLED, words, "Try again; if it recurs, tell its maker.")
+        return _ending(Code.PROGRAM_KILLED, words, "Try again; if it happens again, report it.")
     if output.tool_status is not None or exit_state.status > 1:
         return _tool_failed(exit_state, output)
     return _aborted(exit_state, output) if exit_state.status else _ended(exit_state, output)
@@ -84,7 +84,7 @@ def _ended(exit_state: ExitState, output: ProgramOutput) -> Ending:
         return _ending(Code.CONNECTION_LOST, words + "No result came.", "Try again.")
     if output.says("ERROR: Could not read Result.plist"):
         words = "The server sent an archive that does not say which file is the result."
-        return _ending(Code.UNREADABLE_RESULT, words, "Tell the servers' maker.")
+        return _ending(Code.UNREADABLE_RESULT, words, "Report it to the servers' operators.")
     words = "The program ended without an error, but no result came."
     return _ending(Code.NO_RESULT, words, "Is it the right program, and the right tool?")
 

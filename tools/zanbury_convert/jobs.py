@@ -65,7 +65,7 @@ def _make_directory(directory: Path, is_dry: bool) -> None:
         if not is_dry:
             directory.mkdir(exist_ok=True)
     except OSError as error:
-        words = f"The directory {printable(str(directory))} cannot be made: {error.strerror}."
+        words = f"The directory {printable(str(directory))} cannot be created: {error.strerror}."
         raise Problem(Code.OUTPUT, words, "Choose another one with -d.") from error
 
 

@@ -29,7 +29,9 @@ def private_key_text(file: Path) -> str:
     text = _text(file, Code.PRIVATE_KEY, "private key")
     _check_owner_only(file)
     if re.match(r"(ssh|ecdsa|sk-ssh|sk-ecdsa)-\S+ |---- BEGIN SSH2 PUBLIC", text):
-        raise _useless(file, "is a public key", "Name the private half, mostly without .pub.")
+        raise _useless(
+            file, "is a public key", "Name the private half, usually the file without .pub."
+        )
     if "-----BEGIN" not in text:
         raise _useless(file, "is not a private key", "Make one: ssh-keygen -t ed25519 -f FILE")
     # ssh does not read a key whose last line has no end.
@@ -46,7 +48,7 @@ def _check_owner_only(file: Path) -> None:
     status = file.stat()
     if status.st_uid == os.getuid() and status.st_mode & 0o077 and file.is_file():
         what = f"may be used by others (its mode is {status.st_mode & 0o777:04o})"
-        raise _useless(file, what, f"Keep it for yourself: chmod 600 {_name(file)}")
+        raise _useless(file, what, f"Protect it: chmod 600 {_name(file)}")
 
 
 def _check_usable(file: Path, text: str) -> None:
@@ -55,7 +57,7 @@ def _check_usable(file: Path, text: str) -> None:
         raise _useless(
             file,
             "is protected by a passphrase, and nobody is there to be asked for it",
-            "Use a key of its own without one (ssh-keygen -t ed25519), or remove the passphrase "
+            "Use a separate key without one (ssh-keygen -t ed25519), or remove the passphrase "
             "of a copy (ssh-keygen -p).",
         )
     if said:
@@ -97,12 +99,12 @@ def public_key_file_text(file: Path) -> str:
 
 def check_public_key(text: str, subject: str) -> None:
     """Problem, with `subject` as the first words, unless the program can read the text as a key."""
-    advice = "Take the RSA public key of the servers, in PEM form, from their maker."
+    advice = "Get the RSA public key of the servers, in PEM form, from their operators."
     if "PRIVATE KEY" in text:
         what = "is a private key, which would be sent to the servers"
         raise Problem(Code.PUBLIC_KEY, f"{subject} {what}.", advice)
     if re.match(r"(ssh|ecdsa|sk-ssh|sk-ecdsa)-\S+ ", text):
-        what = "is a key of ssh; wanted is the one of the conversion servers"
+        what = "is an ssh key; the key of the conversion servers is needed"
         raise Problem(Code.PUBLIC_KEY, f"{subject} {what}.", advice)
     if "CERTIFICATE" in text:
         advice = "Take the key out of it: openssl x509 -in FILE -pubkey -noout"

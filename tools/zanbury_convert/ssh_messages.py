@@ -29,7 +29,7 @@ class Cause:
 
 _CHECK_NAME = "Check the host's name in the server URL."
 _CHECK_HOST_KEY = (
-    "Ask the servers' maker whether the host key has changed; then remove the old one "
+    "Ask the servers' operators whether the host key has changed; then remove the old one "
     "with ssh-keygen -R HOST."
 )
 _CHECK_COMMAND = "Check --server-command: the path of the conversion server on that machine."
@@ -79,7 +79,7 @@ _FORMS: list[tuple[str, Code, str, str]] = [
         r"Unable to negotiate with .*: (no matching .* found)",
         Code.HOST_KEY,
         "shares no method with this ssh: {0}",
-        "The server's ssh is too old or too new for this one; ask its maker.",
+        "The server's ssh is too old or too new for this one; ask its operators.",
     ),
     (
         r"connect to host .* port \d+: (.*)",
