@@ -152,16 +152,13 @@ void HostChannel::sendProgressStatusWithValue(std::uint64_t value) {
 
 void HostChannel::sendFifoMessage(const PropertyListDictionary& dictionary) {
   if (!outputFifoFileHandle) return;
-  const auto serialized = xmlPropertyList(dictionary);
-  if (const auto* error = std::get_if<Error>(&serialized)) {
-    throw SessionFailure{"Could not serialize fifo message", *error};
-  }
-  const auto& body = std::get<std::string>(serialized);
-  const auto lengthLine = header(body.size());
+  const auto body = xmlPropertyList(dictionary);
+  if (!body) throw SessionFailure{"Could not serialize fifo message", body.error()};
+  const auto lengthLine = header(body->size());
   if (!lengthLine) throw SessionFailure{"Could not generate valid header for fifo message"};
   try {
     // In one piece: a host that reads at the wrong moment does not find half a message.
-    writeToOutputFifo(bytesOf(*lengthLine + body));
+    writeToOutputFifo(bytesOf(*lengthLine + *body));
   } catch (const PlatformException& exception) {
     throw SessionFailure{"Could not send FIFO message", std::nullopt, exception};
   }

@@ -15,15 +15,15 @@ namespace {
 using Utilities = ZanburyToolProxyUtilities;
 
 // What the tool says about its result.
-struct Result {
+struct ToolResult {
   std::int64_t toolExitCode = 0;
   std::string destFileName;
 
-  static std::optional<Result> fromFile(const std::filesystem::path& path) {
+  static std::optional<ToolResult> fromFile(const std::filesystem::path& path) {
     const auto list = PropertyList::fromFile(path);
     if (!list) return std::nullopt;
-    return Result{list->integer("toolExitCode").value_or(0),
-                  list->string("destFileName").value_or("")};
+    return ToolResult{list->integer("toolExitCode").value_or(0),
+                      list->string("destFileName").value_or("")};
   }
 };
 
@@ -45,12 +45,12 @@ void ZanburyToolProxy::consumeOutputArchive(const Message& message) {
   inputArchive_->removeFiles();  // makes room for the result
   unpackOutputArchive(message.bodyFilePath.value_or(""));
   auto read =
-      Result::fromFile(directory_.temporaryDirectoryPath() / "OutputArchive" / "Result.plist");
+      ToolResult::fromFile(directory_.temporaryDirectoryPath() / "OutputArchive" / "Result.plist");
   if (!read) {
     log("ERROR: Could not read Result.plist");
     events_.endsWith(ending::resultUnreadable);
   }
-  const auto result = std::move(read).value_or(Result{});
+  const auto result = std::move(read).value_or(ToolResult{});
   if (result.toolExitCode != 0) {
     log("ERROR: toolExitCode is not zero: {}", result.toolExitCode);
     toolExitCode = result.toolExitCode;

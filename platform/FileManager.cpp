@@ -145,7 +145,7 @@ MaybeError FileManager::writeFile(const fs::path& path, DataView content) {
   }
 }
 
-std::variant<Data, Error> FileManager::readFile(const fs::path& path, std::size_t maximum) {
+Result<Data> FileManager::readFile(const fs::path& path, std::size_t maximum) {
   try {
     Data content;
     withFile(FileHandle::forReadingAtPath(path), path,
@@ -157,13 +157,13 @@ std::variant<Data, Error> FileManager::readFile(const fs::path& path, std::size_
   }
 }
 
-std::variant<std::uint64_t, Error> FileManager::fileSize(const fs::path& path) {
+Result<std::uint64_t> FileManager::fileSize(const fs::path& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) return errnoFor("stat", path);
   return static_cast<std::uint64_t>(status.st_size);
 }
 
-std::variant<std::vector<fs::path>, Error> FileManager::contentsOfDirectory(const fs::path& path) {
+Result<std::vector<fs::path>> FileManager::contentsOfDirectory(const fs::path& path) {
   std::error_code code;
   std::vector<fs::path> names;
   fs::directory_iterator entry(path, code);

@@ -1,11 +1,9 @@
-// File-system operations. Each returns the error as a value: absent means that it worked.
+// File-system operations. Each returns its error as a value.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <optional>
-#include <variant>
 #include <vector>
 
 #include "platform/Data.h"
@@ -13,8 +11,6 @@
 #include "platform/TreeRemoval.h"
 
 namespace ztp {
-
-using MaybeError = std::optional<Error>;
 
 /// Stateless operations; callable from any thread, but removals and copies check for interrupts,
 /// which belong to the main thread (see BlockingWait).
@@ -46,14 +42,13 @@ class FileManager {
   /// Writes in place, emptying what was there; a file that is new gets mode 0600 or less.
   [[nodiscard]] static MaybeError writeFile(const std::filesystem::path& path, DataView content);
   /// The whole file; an error also when it has more than `maximum` bytes.
-  [[nodiscard]] static std::variant<Data, Error> readFile(const std::filesystem::path& path,
-                                                          std::size_t maximum);
+  [[nodiscard]] static Result<Data> readFile(const std::filesystem::path& path,
+                                             std::size_t maximum);
 
   /// Size in bytes of what the path leads to.
-  [[nodiscard]] static std::variant<std::uint64_t, Error> fileSize(
-      const std::filesystem::path& path);
+  [[nodiscard]] static Result<std::uint64_t> fileSize(const std::filesystem::path& path);
   /// Names of the entries, hidden ones included, in the system's order.
-  [[nodiscard]] static std::variant<std::vector<std::filesystem::path>, Error> contentsOfDirectory(
+  [[nodiscard]] static Result<std::vector<std::filesystem::path>> contentsOfDirectory(
       const std::filesystem::path& path);
 
   /// Copies the file or the directory tree that `source` leads to, to a path where nothing is yet,

@@ -76,7 +76,7 @@ void PendingItem::make(const Directory& from, const std::string& name, TreeCopy&
   copy.copyDirectory(source, *tree_);
 }
 
-std::optional<Error> PendingItem::takePlace(const InterruptCheck& check) {
+MaybeError PendingItem::takePlace(const InterruptCheck& check) {
   if (rename(temporaryName_, name_)) {
     temporaryName_.clear();
     tree_.reset();
@@ -125,7 +125,7 @@ bool PendingItem::rename(const std::string& from, const std::string& to) const n
   return ::renameat(directory, from.c_str(), directory, to.c_str()) == 0;
 }
 
-std::optional<Error> PendingItem::remove(const InterruptCheck& check) {
+MaybeError PendingItem::remove(const InterruptCheck& check) {
   if (temporaryName_.empty()) return std::nullopt;
   TreeRemoval removal(check);
   try {

@@ -26,14 +26,14 @@ class PendingItem {
   void copy(const Directory& from, const std::string& name, TreeCopy& copy);
   /// Puts it in its place and removes what was there, of whatever kind. Returns why something of
   /// that has stayed under a foreign name.
-  [[nodiscard]] std::optional<Error> takePlace(const InterruptCheck& check);
+  [[nodiscard]] MaybeError takePlace(const InterruptCheck& check);
 
  private:
   void make(const Directory& from, const std::string& name, TreeCopy& copy);
   void changePlaces();
   void moveAside();
   [[nodiscard]] bool rename(const std::string& from, const std::string& to) const noexcept;
-  [[nodiscard]] std::optional<Error> remove(const InterruptCheck& check);
+  [[nodiscard]] MaybeError remove(const InterruptCheck& check);
 
   const Directory& directory_;
   std::string name_;

@@ -79,7 +79,7 @@ plist_t parseXml(DataView bytes) {
 
 }  // namespace
 
-std::variant<std::string, Error> xmlPropertyList(const PropertyListDictionary& dictionary) {
+Result<std::string> xmlPropertyList(const PropertyListDictionary& dictionary) {
   const Plist root(plist_new_dict(), &plist_free);
   for (const auto& [key, value] : dictionary) {
     if (!canBeWritten(key) || !canBeWritten(value)) {
@@ -106,8 +106,7 @@ std::optional<PropertyList> PropertyList::fromData(DataView bytes) {
 
 std::optional<PropertyList> PropertyList::fromFile(const std::filesystem::path& path) {
   const auto content = FileManager::readFile(path, maximumSize);
-  const auto* data = std::get_if<Data>(&content);
-  return data ? fromData(*data) : std::nullopt;
+  return content ? fromData(*content) : std::nullopt;
 }
 
 void* PropertyList::item(std::string_view key) const {

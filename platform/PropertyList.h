@@ -23,7 +23,7 @@ using PropertyListDictionary = std::map<std::string, PropertyListValue, std::les
 /// The published XML form, version 1.0: keys sorted, tabs, one line feed at the end. An error when
 /// a text is not UTF-8 or holds a character that XML 1.0 does not allow, or a number needs more
 /// than 63 bits.
-std::variant<std::string, Error> xmlPropertyList(const PropertyListDictionary& dictionary);
+[[nodiscard]] Result<std::string> xmlPropertyList(const PropertyListDictionary& dictionary);
 
 /// A dictionary that was read.
 class PropertyList {

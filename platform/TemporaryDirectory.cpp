@@ -118,9 +118,8 @@ std::optional<std::filesystem::path> TemporaryDirectory::safeRoot(
 
 void TemporaryDirectory::removeStale(const std::filesystem::path& root, std::string_view prefix) {
   const auto names = FileManager::contentsOfDirectory(root);
-  const auto* list = std::get_if<std::vector<std::filesystem::path>>(&names);
-  if (list == nullptr) return;
-  for (const auto& name : *list) {
+  if (!names) return;
+  for (const auto& name : *names) {
     if (fitsPattern(name.string(), prefix)) removeIfStale(root / name);
   }
 }

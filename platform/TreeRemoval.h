@@ -1,7 +1,6 @@
 // The removal of files and directory trees, relative to open directories.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "platform/Directory.h"
@@ -32,7 +31,7 @@ class TreeRemoval {
   void removeOpened(Directory& directory, const Directory& from, const std::string& name);
 
   /// What could not be removed first, and why; absent when nothing has stayed.
-  [[nodiscard]] const std::optional<Error>& error() const noexcept { return error_; }
+  [[nodiscard]] const MaybeError& error() const noexcept { return error_; }
 
  private:
   void removeDirectory(const Directory& from, const std::string& name);
@@ -43,7 +42,7 @@ class TreeRemoval {
 
   InterruptCheck check_;
   Unremovable unremovable_;
-  std::optional<Error> error_;
+  MaybeError error_;
   /// How many entries are gone: a directory is read again until that changes nothing.
   std::size_t count_ = 0;
 };

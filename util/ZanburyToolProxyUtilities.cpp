@@ -65,13 +65,12 @@ bool ZanburyToolProxyUtilities::runTaskWithLaunchPath(
 std::vector<std::filesystem::path> ZanburyToolProxyUtilities::pathsForContentsOfDirectory(
     const std::filesystem::path& directory) {
   auto contents = FileManager::contentsOfDirectory(directory);
-  if (const auto* error = std::get_if<Error>(&contents)) {
-    logError(*error);
+  if (!contents) {
+    logError(contents.error());
     return {};
   }
-  auto& paths = std::get<std::vector<std::filesystem::path>>(contents);
-  for (auto& path : paths) path = directory / path;
-  return std::move(paths);
+  for (auto& path : *contents) path = directory / path;
+  return *std::move(contents);
 }
 
 std::optional<FileHandle> ZanburyToolProxyUtilities::newFileHandleWithFileDescriptor(
@@ -96,11 +95,8 @@ void ZanburyToolProxyUtilities::waitUntilFileDescriptorCanWrite(std::int32_t fil
 
 std::uint64_t ZanburyToolProxyUtilities::fileSizeForPath(const std::filesystem::path& path) {
   const auto size = FileManager::fileSize(path);
-  if (const auto* error = std::get_if<Error>(&size)) {
-    logError(*error);
-    return 0;
-  }
-  return std::get<std::uint64_t>(size);
+  if (!size) logError(size.error());
+  return size.valueOr(0);
 }
 
 std::optional<std::string> ZanburyToolProxyUtilities::systemVersion() {

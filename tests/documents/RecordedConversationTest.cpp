@@ -131,7 +131,7 @@ void prepareHost(const Json& record) {
   }
   const fs::path bundle = host / "Finance.app";
   fs::create_directories(bundle / "Contents");
-  write(bundle / "Contents" / "Info.plist", std::get<std::string>(xmlPropertyList(information)));
+  write(bundle / "Contents" / "Info.plist", xmlPropertyList(information).value());
   ::setenv("EXPORT_HOST_PATH", bundle.c_str(), 1);
 }
 

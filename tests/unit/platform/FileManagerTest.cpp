@@ -61,11 +61,11 @@ TEST_F(FileManagerTest, ErrorsNameTheCallThePathAndTheReason) {
   const auto missing = scratch / "missing" / "file";
   EXPECT_EQ(FileManager::writeFile(missing, {})->description,
             "open " + missing.string() + ": No such file or directory");
-  EXPECT_EQ(std::get<Error>(FileManager::readFile(missing, 100)).description,
+  EXPECT_EQ(FileManager::readFile(missing, 100).error().description,
             "open " + missing.string() + ": No such file or directory");
-  EXPECT_EQ(std::get<Error>(FileManager::fileSize(missing)).description,
+  EXPECT_EQ(FileManager::fileSize(missing).error().description,
             "stat " + missing.string() + ": No such file or directory");
-  EXPECT_TRUE(std::holds_alternative<Error>(FileManager::contentsOfDirectory(missing)));
+  EXPECT_FALSE(FileManager::contentsOfDirectory(missing).has_value());
 }
 
 TEST_F(FileManagerTest, AFullDiskIsAnError) {
@@ -78,11 +78,10 @@ TEST_F(FileManagerTest, ReadsTheWholeFileIfItIsNoLargerThanAllowed) {
   const std::string content(3'000'000, 'z');
   fill(scratch / "file", content);
   const auto read = FileManager::readFile(scratch / "file", content.size());
-  EXPECT_EQ(textOf(std::get<Data>(read)), content);
-  EXPECT_EQ(
-      std::get<Error>(FileManager::readFile(scratch / "file", content.size() - 1)).description,
-      "read " + (scratch / "file").string() + ": File too large");
-  EXPECT_TRUE(std::get<Data>(FileManager::readFile("/dev/null", 0)).empty());
+  EXPECT_EQ(textOf(read.value()), content);
+  EXPECT_EQ(FileManager::readFile(scratch / "file", content.size() - 1).error().description,
+            "read " + (scratch / "file").string() + ": File too large");
+  EXPECT_TRUE(FileManager::readFile("/dev/null", 0).value().empty());
 }
 
 TEST_F(FileManagerTest, RemovesFilesTreesAndLinksButNotWhatLinksLeadTo) {
