@@ -42,7 +42,7 @@ Error describe(const Dictionary::exception& exception) {
 
 }  // namespace
 
-std::variant<Dictionary, Error> dictionaryFromJson(DataView text) {
+Result<Dictionary> dictionaryFromJson(DataView text) {
   // The library takes a NUL for the end of the text and would not look at what follows.
   const auto nul = std::find(text.begin(), text.end(), 0);
   if (nul != text.end()) return notValidAt(static_cast<std::size_t>(nul - text.begin()) + 1);
@@ -57,7 +57,7 @@ std::variant<Dictionary, Error> dictionaryFromJson(DataView text) {
   }
 }
 
-std::variant<Data, Error> jsonFromDictionary(const Dictionary& dictionary) {
+Result<Data> jsonFromDictionary(const Dictionary& dictionary) {
   if (!dictionary.is_structured()) return jsonError("neither an object nor an array");
   try {
     return copyOf(bytesOf(dictionary.dump()));

@@ -3,8 +3,6 @@
 // Include <nlohmann/json.hpp> where a dictionary's content is looked at; here its name is enough.
 #pragma once
 
-#include <optional>
-#include <variant>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
@@ -25,9 +23,9 @@ inline constexpr int maximumDictionaryDepth = 64;
 /// The object or array that `text` holds. An error that quotes nothing of the text (it may be a
 /// secret) when it is not JSON in UTF-8, holds a number beyond what a double can carry, is nested
 /// too deeply, or its outermost value is neither an object nor an array.
-std::variant<Dictionary, Error> dictionaryFromJson(DataView text);
+[[nodiscard]] Result<Dictionary> dictionaryFromJson(DataView text);
 
 /// Compact JSON: no blanks, keys in the order of insertion. An error when a string is not UTF-8.
-std::variant<Data, Error> jsonFromDictionary(const Dictionary& dictionary);
+[[nodiscard]] Result<Data> jsonFromDictionary(const Dictionary& dictionary);
 
 }  // namespace ztp

@@ -94,11 +94,9 @@ std::optional<std::filesystem::path> ZanburyToolProxyMessage::newPathForReadingT
 std::optional<Dictionary> ZanburyToolProxyMessage::bodyDataAsDictionary() const {
   if (!bodyData || bodyData->empty()) return Dictionary::object();
   auto result = dictionaryFromJson(*bodyData);
-  if (const auto* error = std::get_if<Error>(&result)) {
-    logLine(error->description);
-    return std::nullopt;
-  }
-  return std::get<Dictionary>(std::move(result));
+  if (result) return *std::move(result);
+  logLine(result.error().description);
+  return std::nullopt;
 }
 
 }  // namespace ztp

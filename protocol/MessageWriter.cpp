@@ -34,11 +34,9 @@ bool ZanburyToolProxyMessage::writeMessageWithType(Type type, const Dictionary& 
                                                    FileHandle& fileHandle) {
   if (dictionary.empty()) return writeMessageWithType(type, Data{}, fileHandle);
   auto body = jsonFromDictionary(dictionary);
-  if (const auto* error = std::get_if<Error>(&body)) {
-    logLine(error->description);
-    return false;
-  }
-  return writeMessageWithType(type, std::get<Data>(std::move(body)), fileHandle);
+  if (body) return writeMessageWithType(type, *std::move(body), fileHandle);
+  logLine(body.error().description);
+  return false;
 }
 
 bool ZanburyToolProxyMessage::writeMessageWithType(Type type, Data data, FileHandle& fileHandle) {

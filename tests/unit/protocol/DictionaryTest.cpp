@@ -114,19 +114,18 @@ TEST(JsonFromDictionary, IsCompactAndInOrderOfInsertion) {
   dictionary["reason"] = "a/b \"c\" \u00e9";
   dictionary["code"] = 3;
   dictionary["all"] = {1, 2};
-  EXPECT_EQ(textOf(std::get<Data>(jsonFromDictionary(dictionary))),
+  EXPECT_EQ(textOf(jsonFromDictionary(dictionary).value()),
             "{\"reason\":\"a/b \\\"c\\\" \u00e9\",\"code\":3,\"all\":[1,2]}");
 }
 
 TEST(JsonFromDictionary, RefusesTextThatIsNotUtf8) {
   Dictionary dictionary;
   dictionary["reason"] = "\xc3(";
-  EXPECT_EQ(std::get<Error>(jsonFromDictionary(dictionary)).description,
-            "JSON: a text is not UTF-8");
+  EXPECT_EQ(jsonFromDictionary(dictionary).error().description, "JSON: a text is not UTF-8");
 }
 
 TEST(JsonFromDictionary, RefusesWhatIsNoContainer) {
-  EXPECT_EQ(std::get<Error>(jsonFromDictionary(Dictionary(3))).description,
+  EXPECT_EQ(jsonFromDictionary(Dictionary(3)).error().description,
             "JSON: neither an object nor an array");
 }
 
