@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include <fmt/format.h>
+
 #include "platform/BlockingWait.h"
 #include "util/CryptoSizes.h"
 
@@ -18,14 +20,28 @@ Error failureOf(CryptoDirection direction) {
 
 }  // namespace
 
-std::variant<BlockCipher, Error> BlockCipher::begin(CryptoDirection direction,
-                                                    const CryptoKey::Material& key,
-                                                    DataView vector) {
+MaybeError BlockCipher::refusalOf(AESKeyBytes key) {
+  const std::size_t size = key.bytes.size();
+  if (size == aesKeySize) return std::nullopt;
+  if (size == 0) return Error{};
+  return Error{fmt::format("AES key: {} bytes instead of {}", size, aesKeySize)};
+}
+
+MaybeError BlockCipher::refusalOf(const InitializationVector& vector) {
+  const std::size_t size = vector.bytes.size();
+  if (size == aesBlockSize) return std::nullopt;
+  return Error{fmt::format("initialization vector: {} bytes instead of {}", size, aesBlockSize)};
+}
+
+Result<BlockCipher> BlockCipher::begin(CryptoDirection direction, AESKeyBytes key,
+                                       std::optional<DataView> vector) {
+  const DataView start = vector.value_or(zeroVector);
+  if (auto refusal = refusalOf(key)) return *std::move(refusal);
+  if (auto refusal = refusalOf(InitializationVector{start})) return *std::move(refusal);
   OpenSslCipherContext context(EVP_CIPHER_CTX_new());
-  const std::uint8_t* start = vector.empty() ? zeroVector.data() : vector.data();
   const int encrypts = direction == CryptoDirection::encrypt ? 1 : 0;
-  if (!context || EVP_CipherInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key.aesKey.data(),
-                                    start, encrypts) != 1) {
+  if (!context || EVP_CipherInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key.bytes.data(),
+                                    start.data(), encrypts) != 1) {
     return failureOf(direction);
   }
   // With padding on, a decryption holds one block back, and what it writes would no longer lie
@@ -39,7 +55,7 @@ bool BlockCipher::update(std::span<std::uint8_t> blocks) {
   return !hasFailed_;
 }
 
-std::optional<Error> BlockCipher::finish(Data& last) {
+MaybeError BlockCipher::finish(Data& last) {
   const bool encrypts = direction_ == CryptoDirection::encrypt;
   if (!hasFailed_ && (encrypts ? encryptLast(last) : decryptLast(last))) return std::nullopt;
   return failureOf(direction_);

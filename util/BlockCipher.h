@@ -5,10 +5,10 @@
 #include <optional>
 #include <span>
 #include <utility>
-#include <variant>
 
 #include "platform/Data.h"
 #include "platform/Error.h"
+#include "util/CryptoKey.h"
 #include "util/OpenSsl.h"
 #include "util/TransformAttributes.h"
 
@@ -19,17 +19,20 @@ namespace ztp {
 /// 2 MiB of a piece there is a check for interrupts (see BlockingWait).
 class BlockCipher {
  public:
-  /// `vector` has 16 bytes; an empty one is 16 zeros.
-  [[nodiscard]] static std::variant<BlockCipher, Error> begin(CryptoDirection direction,
-                                                              const CryptoKey::Material& key,
-                                                              DataView vector);
+  /// An absent vector is 16 zeros. The error of a key or a vector that is refused, in this order.
+  [[nodiscard]] static Result<BlockCipher> begin(CryptoDirection direction, AESKeyBytes key,
+                                                 std::optional<DataView> vector);
+  /// Absent, or why these bytes, which must be 32, are not a key; without a cause to tell for none.
+  [[nodiscard]] static MaybeError refusalOf(AESKeyBytes key);
+  /// Absent, or why these bytes, which must be 16, are not a vector.
+  [[nodiscard]] static MaybeError refusalOf(const InitializationVector& vector);
 
   /// Transforms whole blocks that are not the end of the content. After false nothing more is
   /// transformed, and `finish` tells why.
   [[nodiscard]] bool update(std::span<std::uint8_t> blocks);
   /// Transforms the last piece, which grows by its padding or shrinks by it. To decrypt, it must
   /// not be empty unless the content is.
-  [[nodiscard]] std::optional<Error> finish(Data& last);
+  [[nodiscard]] MaybeError finish(Data& last);
 
  private:
   BlockCipher(CryptoDirection direction, OpenSslCipherContext context)

@@ -5,7 +5,7 @@
 
 #include "platform/Text.h"
 #include "util/Base64.h"
-#include "util/CryptoSizes.h"
+#include "util/BlockCipher.h"
 #include "util/CryptoUtilities.h"
 #include "util/OpenSsl.h"
 
@@ -13,10 +13,6 @@ namespace ztp {
 namespace {
 
 using Kind = CryptoKey::Material::Kind;
-
-void store(std::optional<Error>* target, Error error) {
-  if (target != nullptr) *target = std::move(error);
-}
 
 // The lines that are no BEGIN or END markers, joined. The text may be a private key.
 SecretText withoutMarkerLines(std::string_view text) {
@@ -53,33 +49,23 @@ CryptoKey::CryptoKey(CryptoKey&& other) noexcept = default;
 CryptoKey& CryptoKey::operator=(CryptoKey&& other) noexcept = default;
 CryptoKey::~CryptoKey() = default;
 
-std::optional<CryptoKey> CryptoUtilities::createAESKeyFromData(DataView data,
-                                                               std::optional<Error>* error) {
-  if (data.empty()) return std::nullopt;
-  if (data.size() != aesKeySize) {
-    store(error, {fmt::format("AES key: {} bytes instead of {}", data.size(), aesKeySize)});
-    return std::nullopt;
-  }
+Result<CryptoKey> CryptoUtilities::createAESKeyFromData(DataView data) {
+  if (auto refusal = BlockCipher::refusalOf(AESKeyBytes{data})) return *std::move(refusal);
   return CryptoKey(std::make_unique<const CryptoKey::Material>(
       CryptoKey::Material{Kind::aes, copyOf(data), nullptr}));
 }
 
-std::optional<CryptoKey> CryptoUtilities::createRSAKeyFromString(std::string_view text,
-                                                                 RSAKeyClass keyClass,
-                                                                 std::optional<Error>* error) {
+Result<CryptoKey> CryptoUtilities::createRSAKeyFromString(std::string_view text,
+                                                          RSAKeyClass keyClass) {
   const auto der = decodedBase64(withoutMarkerLines(text), Base64Padding::tolerated);
-  if (!der || der->empty()) return std::nullopt;
+  if (!der || der->empty()) return Error{};
   const bool isPublic = keyClass == RSAKeyClass::publicKey;
   OpenSslKey key = isPublic ? publicKeyFromDer(*der) : privateKeyFromDer(*der);
   const std::string_view what = isPublic ? "RSA public key" : "RSA private key";
-  if (!key) {
-    store(error, openSslError(what));
-    return std::nullopt;
-  }
+  if (!key) return openSslError(what);
   ERR_clear_error();  // what was tried on the way
   if (EVP_PKEY_is_a(key.get(), "RSA") != 1) {
-    store(error, {fmt::format("{}: a key of another kind", what)});
-    return std::nullopt;
+    return Error{fmt::format("{}: a key of another kind", what)};
   }
   return CryptoKey(std::make_unique<const CryptoKey::Material>(
       CryptoKey::Material{isPublic ? Kind::rsaPublic : Kind::rsaPrivate, Data(), std::move(key)}));

@@ -1,10 +1,9 @@
 // Keys and attributes are checked here; AES is BlockCipher's, RSA with PKCS#1 v1.5 padding is ours.
 #include "util/CryptoTransform.h"
 
-#include <fmt/format.h>
 #include <openssl/rsa.h>
 
-#include "util/CryptoSizes.h"
+#include "util/BlockCipher.h"
 
 namespace ztp {
 namespace {
@@ -17,8 +16,7 @@ bool preparePkcs1(EVP_PKEY_CTX* context, CryptoDirection direction) {
 
 }  // namespace
 
-std::variant<CryptoTransform, Error> CryptoTransform::create(CryptoDirection direction,
-                                                             const CryptoKey& key) {
+Result<CryptoTransform> CryptoTransform::create(CryptoDirection direction, const CryptoKey& key) {
   using KeyKind = CryptoKey::Material::Kind;
   const auto& material = key.material();
   if (direction == CryptoDirection::decrypt && material.kind == KeyKind::rsaPublic) {
@@ -30,18 +28,17 @@ std::variant<CryptoTransform, Error> CryptoTransform::create(CryptoDirection dir
   return CryptoTransform(direction, material);
 }
 
-std::variant<CryptoTransform, Error> CryptoTransform::prepare(
-    CryptoDirection direction, const CryptoKey& key, const TransformAttributes& attributes) {
-  auto created = create(direction, key);
-  auto* transform = std::get_if<CryptoTransform>(&created);
+Result<CryptoTransform> CryptoTransform::prepare(CryptoDirection direction, const CryptoKey& key,
+                                                 const TransformAttributes& attributes) {
+  auto transform = create(direction, key);
+  if (!transform) return transform;
   for (const TransformAttribute& attribute : attributes) {
-    if (transform == nullptr) break;
-    if (auto refusal = transform->setAttribute(attribute)) return std::move(*refusal);
+    if (auto refusal = transform->setAttribute(attribute)) return *std::move(refusal);
   }
-  return created;
+  return transform;
 }
 
-std::optional<Error> CryptoTransform::setAttribute(const TransformAttribute& attribute) {
+MaybeError CryptoTransform::setAttribute(const TransformAttribute& attribute) {
   auto refusal = std::visit([this](const auto& value) { return check(value); }, attribute);
   if (refusal) return refusal;
   if (const auto* vector = std::get_if<InitializationVector>(&attribute)) {
@@ -50,39 +47,33 @@ std::optional<Error> CryptoTransform::setAttribute(const TransformAttribute& att
   return std::nullopt;
 }
 
-std::optional<Error> CryptoTransform::check(EncryptionMode /*mode*/) const {
+MaybeError CryptoTransform::check(EncryptionMode /*mode*/) const {
   if (isAES()) return std::nullopt;
   return Error{"encryption mode: not for an RSA key"};
 }
 
-std::optional<Error> CryptoTransform::check(Padding padding) const {
+MaybeError CryptoTransform::check(Padding padding) const {
   if (padding == (isAES() ? Padding::pkcs7 : Padding::pkcs1)) return std::nullopt;
   return Error{"padding: not for this kind of key"};
 }
 
-std::optional<Error> CryptoTransform::check(const InitializationVector& vector) const {
+MaybeError CryptoTransform::check(const InitializationVector& vector) const {
   if (!isAES()) return Error{"initialization vector: not for an RSA key"};
-  if (vector.bytes.size() == aesBlockSize) return std::nullopt;
-  return Error{fmt::format("initialization vector: {} bytes instead of {}", vector.bytes.size(),
-                           aesBlockSize)};
+  return BlockCipher::refusalOf(vector);
 }
 
-std::variant<Data, Error> CryptoTransform::execute(Data buffer) const {
+Result<Data> CryptoTransform::execute(Data buffer) const {
   return isAES() ? executeAES(std::move(buffer)) : executeRSA(buffer);
 }
 
-std::variant<BlockCipher, Error> CryptoTransform::beginAES() const {
-  return BlockCipher::begin(direction_, *key_, initializationVector_);
-}
-
-std::variant<Data, Error> CryptoTransform::executeAES(Data buffer) const {
-  auto begun = beginAES();
-  if (auto* failure = std::get_if<Error>(&begun)) return std::move(*failure);
-  if (auto failure = std::get<BlockCipher>(begun).finish(buffer)) return std::move(*failure);
+Result<Data> CryptoTransform::executeAES(Data buffer) const {
+  auto cipher = BlockCipher::begin(direction_, AESKeyBytes{key_->aesKey}, initializationVector_);
+  if (!cipher) return cipher.error();
+  if (auto failure = cipher->finish(buffer)) return *std::move(failure);
   return buffer;
 }
 
-std::variant<Data, Error> CryptoTransform::executeRSA(DataView input) const {
+Result<Data> CryptoTransform::executeRSA(DataView input) const {
   const OpenSslKeyContext context(EVP_PKEY_CTX_new_from_pkey(nullptr, key_->rsaKey.get(), nullptr));
   const auto run = direction_ == CryptoDirection::encrypt ? EVP_PKEY_encrypt : EVP_PKEY_decrypt;
   std::size_t size = 0;

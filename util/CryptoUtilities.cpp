@@ -24,21 +24,11 @@ Data copyWithRoom(DataView data) {
   return copy;
 }
 
-std::optional<Data> transformed(CryptoDirection direction, Data data, const CryptoKey& key,
-                                const TransformAttributes& attributes,
-                                std::optional<Error>& error) {
-  auto prepared = CryptoTransform::prepare(direction, key, attributes);
-  if (auto* failure = std::get_if<Error>(&prepared)) {
-    error = std::move(*failure);
-    return std::nullopt;
-  }
-  auto result = std::get<CryptoTransform>(prepared).execute(std::move(data));
-  if (auto* failure = std::get_if<Error>(&result)) {
-    error = std::move(*failure);
-    return std::nullopt;
-  }
-  error = std::nullopt;
-  return std::get<Data>(std::move(result));
+Result<Data> transformed(CryptoDirection direction, Data data, const CryptoKey& key,
+                         const TransformAttributes& attributes) {
+  const auto transform = CryptoTransform::prepare(direction, key, attributes);
+  if (!transform) return transform.error();
+  return transform->execute(std::move(data));
 }
 
 std::optional<Data> transformedWithAES(CryptoDirection direction, Data data, AESKeyBytes keyBytes,
@@ -49,17 +39,16 @@ std::optional<Data> transformedWithAES(CryptoDirection direction, Data data, AES
 
 std::optional<Data> transformedWithRSA(CryptoDirection direction, DataView data,
                                        std::string_view text, RSAKeyClass keyClass) {
-  std::optional<Error> creationError;
-  const auto key = CryptoUtilities::createRSAKeyFromString(text, keyClass, &creationError);
+  const auto key = CryptoUtilities::createRSAKeyFromString(text, keyClass);
   if (!key) {
-    logError(creationError);
+    logError(key.error());
     return std::nullopt;
   }
-  std::optional<Error> transformError;
-  auto result = transformed(direction, copyOf(data), *key, {}, transformError);
+  auto result = transformed(direction, copyOf(data), *key, {});
+  if (result) return *std::move(result);
   // Not the transform's error: this line has always told the one of making the key.
-  if (!result) logError(creationError);
-  return result;
+  logError(Error{});
+  return std::nullopt;
 }
 
 std::optional<Data> readRandomDevice(std::size_t length) {
@@ -102,28 +91,24 @@ bool CryptoUtilities::areEqual(DataView first, DataView second) {
          CRYPTO_memcmp(first.data(), second.data(), first.size()) == 0;
 }
 
-std::optional<Data> CryptoUtilities::encryptData(DataView data, const CryptoKey& key,
-                                                 const TransformAttributes& attributes,
-                                                 std::optional<Error>& error) {
-  return transformed(CryptoDirection::encrypt, copyWithRoom(data), key, attributes, error);
+Result<Data> CryptoUtilities::encryptData(DataView data, const CryptoKey& key,
+                                          const TransformAttributes& attributes) {
+  return transformed(CryptoDirection::encrypt, copyWithRoom(data), key, attributes);
 }
 
-std::optional<Data> CryptoUtilities::encryptData(Data&& data, const CryptoKey& key,
-                                                 const TransformAttributes& attributes,
-                                                 std::optional<Error>& error) {
-  return transformed(CryptoDirection::encrypt, std::move(data), key, attributes, error);
+Result<Data> CryptoUtilities::encryptData(Data&& data, const CryptoKey& key,
+                                          const TransformAttributes& attributes) {
+  return transformed(CryptoDirection::encrypt, std::move(data), key, attributes);
 }
 
-std::optional<Data> CryptoUtilities::decryptData(DataView data, const CryptoKey& key,
-                                                 const TransformAttributes& attributes,
-                                                 std::optional<Error>& error) {
-  return transformed(CryptoDirection::decrypt, copyOf(data), key, attributes, error);
+Result<Data> CryptoUtilities::decryptData(DataView data, const CryptoKey& key,
+                                          const TransformAttributes& attributes) {
+  return transformed(CryptoDirection::decrypt, copyOf(data), key, attributes);
 }
 
-std::optional<Data> CryptoUtilities::decryptData(Data&& data, const CryptoKey& key,
-                                                 const TransformAttributes& attributes,
-                                                 std::optional<Error>& error) {
-  return transformed(CryptoDirection::decrypt, std::move(data), key, attributes, error);
+Result<Data> CryptoUtilities::decryptData(Data&& data, const CryptoKey& key,
+                                          const TransformAttributes& attributes) {
+  return transformed(CryptoDirection::decrypt, std::move(data), key, attributes);
 }
 
 std::optional<Data> CryptoUtilities::encryptData(DataView data, AESKeyBytes key,
@@ -158,10 +143,9 @@ std::optional<Data> CryptoUtilities::decryptData(DataView data, RSAPrivateKeyTex
 bool CryptoUtilities::verifySHA256Signature(DataView signature, DataView data,
                                             RSAPublicKeyText key) {
   if (signature.empty() || data.empty() || key.text.empty()) return false;
-  std::optional<Error> error;
-  const auto rsaKey = createRSAKeyFromString(key.text, RSAKeyClass::publicKey, &error);
+  const auto rsaKey = createRSAKeyFromString(key.text, RSAKeyClass::publicKey);
   if (!rsaKey) {
-    logError(error);
+    logError(rsaKey.error());
     return false;
   }
   const OpenSslDigestContext context(EVP_MD_CTX_new());

@@ -1,9 +1,9 @@
 // The cryptography of the conversation: random bytes, AES-256-CBC, RSA, key wrapping, key
 // derivation and signature verification, all done by OpenSSL.
 //
-// Failures return nothing (or false), never an exception; where a line is logged for one, the
-// operation says so. An absent error prints as "(null)". Results and buffers are wiped when they
-// are released (see Data).
+// Failures return nothing, false or an Error, never an exception; where a line is logged for one,
+// the operation says so. An error without a cause to tell prints as "(null)". Results and buffers
+// are wiped when they are released (see Data).
 #pragma once
 
 #include <cstdint>
@@ -37,43 +37,35 @@ class CryptoUtilities {
   [[nodiscard]] static std::optional<Data> generateRandomPasswordSalt();
 
   /// Whether two secrets are the same bytes; takes a time that depends on their sizes only, and
-  /// leaves nothing of them in registers that the system's libraries put on the stack.
+  /// leaves nothing of them in registers that the system puts on the stack.
   [[nodiscard]] static bool areEqual(DataView first, DataView second);
 
-  // Key objects. `error`, which may be null, is written only when something failed that has a
-  // cause to tell.
+  // Key objects
 
-  /// An AES key of 32 raw bytes. Empty data yields none and no error; any other length yields none
-  /// and an error.
-  [[nodiscard]] static std::optional<CryptoKey> createAESKeyFromData(DataView data,
-                                                                     std::optional<Error>* error);
+  /// An AES key of 32 raw bytes. The error of empty data has no cause to tell.
+  [[nodiscard]] static Result<CryptoKey> createAESKeyFromData(DataView data);
   /// An RSA key of base64 text: lines that begin with "-" are skipped, characters outside the
   /// alphabet ignored, missing "=" supplied. The decoded DER is, for a public key, a
   /// SubjectPublicKeyInfo (RFC 5280) or a PKCS#1 RSAPublicKey (RFC 8017); for a private key, a
-  /// PKCS#8 PrivateKeyInfo (RFC 5208) or a PKCS#1 RSAPrivateKey. Text that decodes to nothing
-  /// yields none and no error.
-  [[nodiscard]] static std::optional<CryptoKey> createRSAKeyFromString(std::string_view text,
-                                                                       RSAKeyClass keyClass,
-                                                                       std::optional<Error>* error);
+  /// PKCS#8 PrivateKeyInfo (RFC 5208) or a PKCS#1 RSAPrivateKey. The error of text that
+  /// decodes to nothing has no cause to tell.
+  [[nodiscard]] static Result<CryptoKey> createRSAKeyFromString(std::string_view text,
+                                                                RSAKeyClass keyClass);
 
   // Transforms
 
-  /// With a key object. `error` becomes absent on success and the cause on failure: a key that is
-  /// not for this direction, an attribute that is not for this key, data that does not fit.
+  /// With a key object. The error names what does not fit: a key that is not for this direction, an
+  /// attribute that is not for this key, the data.
   /// The overloads that take over a buffer work within it: encrypting with AES allocates nothing
   /// when 16 bytes of capacity are free, decrypting never does.
-  [[nodiscard]] static std::optional<Data> encryptData(DataView data, const CryptoKey& key,
-                                                       const TransformAttributes& attributes,
-                                                       std::optional<Error>& error);
-  [[nodiscard]] static std::optional<Data> encryptData(Data&& data, const CryptoKey& key,
-                                                       const TransformAttributes& attributes,
-                                                       std::optional<Error>& error);
-  [[nodiscard]] static std::optional<Data> decryptData(DataView data, const CryptoKey& key,
-                                                       const TransformAttributes& attributes,
-                                                       std::optional<Error>& error);
-  [[nodiscard]] static std::optional<Data> decryptData(Data&& data, const CryptoKey& key,
-                                                       const TransformAttributes& attributes,
-                                                       std::optional<Error>& error);
+  [[nodiscard]] static Result<Data> encryptData(DataView data, const CryptoKey& key,
+                                                const TransformAttributes& attributes);
+  [[nodiscard]] static Result<Data> encryptData(Data&& data, const CryptoKey& key,
+                                                const TransformAttributes& attributes);
+  [[nodiscard]] static Result<Data> decryptData(DataView data, const CryptoKey& key,
+                                                const TransformAttributes& attributes);
+  [[nodiscard]] static Result<Data> decryptData(Data&& data, const CryptoKey& key,
+                                                const TransformAttributes& attributes);
 
   /// AES-256-CBC with PKCS#7 padding. An absent vector is 16 bytes of zeros; one of any other
   /// length than 16 is refused. Failures are logged with their cause; an empty key logs "(null)".

@@ -6,9 +6,9 @@
 
 #include "platform/BlockingWait.h"
 #include "platform/Error.h"
+#include "platform/Log.h"
 #include "platform/System.h"
 #include "util/CryptoSizes.h"
-#include "util/ErrorLog.h"
 #include "util/LoggedCipher.h"
 #include "util/ZanburyToolProxyUtilities.h"
 

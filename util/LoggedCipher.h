@@ -14,17 +14,16 @@ namespace ztp {
 /// A BlockCipher whose failures are all told at its end.
 class LoggedCipher {
  public:
-  LoggedCipher(CryptoDirection direction, AESKeyBytes key,
-               std::optional<DataView> initializationVector);
+  LoggedCipher(CryptoDirection direction, AESKeyBytes key, std::optional<DataView> vector)
+      : cipher_(BlockCipher::begin(direction, key, vector)) {}
 
   /// As BlockCipher's; false, and nothing transformed, where the pass could not begin.
   [[nodiscard]] bool update(std::span<std::uint8_t> blocks);
-  /// As BlockCipher's; false after logging the first failure, an absent one as "(null)".
+  /// As BlockCipher's; false after logging the first failure.
   [[nodiscard]] bool finish(Data& last);
 
  private:
-  std::optional<BlockCipher> cipher_;
-  std::optional<Error> error_;  // why there is no cipher, if that has a cause to tell
+  Result<BlockCipher> cipher_;
 };
 
 }  // namespace ztp

@@ -44,7 +44,7 @@ std::string roundTrip(std::string_view publicText, std::string_view privateText)
 }
 
 bool isKey(std::string_view text, RSAKeyClass keyClass) {
-  return CryptoUtilities::createRSAKeyFromString(text, keyClass, nullptr).has_value();
+  return CryptoUtilities::createRSAKeyFromString(text, keyClass).has_value();
 }
 
 TEST(RsaKey, IsReadInEveryFormOfItsDer) {
@@ -76,14 +76,13 @@ TEST(RsaKey, IsReadInEveryFormOfItsText) {
     EXPECT_EQ(roundTrip(text, privateKeyPkcs8), message) << name;
 }
 
-TEST(RsaKey, OfATextThatDecodesToNothingIsNoneWithoutAnError) {
+TEST(RsaKey, OfATextThatDecodesToNothingHasNoCauseToTell) {
   for (const std::string_view text :
        {"", "\n", "-----BEGIN PUBLIC KEY-----\n-----END PUBLIC KEY-----\n", "A", "=", "====", "!!!",
         "\r\n", "AAAAA", "AA=A"}) {
-    std::optional<Error> error{Error{"left alone"}};
-    EXPECT_FALSE(
-        CryptoUtilities::createRSAKeyFromString(text, RSAKeyClass::publicKey, &error).has_value());
-    EXPECT_EQ(error->description, "left alone") << text;
+    const auto key = CryptoUtilities::createRSAKeyFromString(text, RSAKeyClass::publicKey);
+    ASSERT_FALSE(key) << text;
+    EXPECT_EQ(key.error().description, "") << text;
   }
 }
 
@@ -91,19 +90,17 @@ TEST(RsaKey, OfBytesThatAreNoKeyTellsTheError) {
   for (const std::string_view text :
        {std::string_view("AAAA"), std::string_view("MAA="), publicKeyInfo.substr(0, 200),
         ellipticPublicKeyInfo, privateKeyPkcs8, privateKeyPkcs1}) {
-    std::optional<Error> error;
-    EXPECT_FALSE(
-        CryptoUtilities::createRSAKeyFromString(text, RSAKeyClass::publicKey, &error).has_value());
-    ASSERT_TRUE(error.has_value()) << text;
-    EXPECT_TRUE(error->description.starts_with("RSA public key: ")) << error->description;
+    const auto key = CryptoUtilities::createRSAKeyFromString(text, RSAKeyClass::publicKey);
+    ASSERT_FALSE(key) << text;
+    EXPECT_TRUE(key.error().description.starts_with("RSA public key: ")) << key.error().description;
   }
 }
 
 TEST(RsaKey, OfAnotherKindSaysSo) {
-  std::optional<Error> error;
-  EXPECT_FALSE(CryptoUtilities::createRSAKeyFromString(ellipticPublicKeyInfo,
-                                                       RSAKeyClass::publicKey, &error));
-  EXPECT_EQ(error->description, "RSA public key: a key of another kind");
+  const auto key =
+      CryptoUtilities::createRSAKeyFromString(ellipticPublicKeyInfo, RSAKeyClass::publicKey);
+  ASSERT_FALSE(key);
+  EXPECT_EQ(key.error().description, "RSA public key: a key of another kind");
 }
 
 TEST(RsaKey, ThatIsPrivateIsNotMadeOfAPublicOneNorAskedAPasswordFor) {

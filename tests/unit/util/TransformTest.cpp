@@ -9,71 +9,53 @@
 namespace ztp::test {
 namespace {
 
-using MaybeError = std::optional<Error>;
-
 const Data someKey = pattern(32);
 const Data someVector = pattern(16);
 const Data someData = pattern(100);
 
 CryptoKey aesKey() {
-  return CryptoUtilities::createAESKeyFromData(someKey, nullptr).value();
+  return CryptoUtilities::createAESKeyFromData(someKey).value();
 }
 CryptoKey publicKey() {
-  return CryptoUtilities::createRSAKeyFromString(publicKeyInfo, RSAKeyClass::publicKey, nullptr)
-      .value();
+  return CryptoUtilities::createRSAKeyFromString(publicKeyInfo, RSAKeyClass::publicKey).value();
 }
 CryptoKey privateKey() {
-  return CryptoUtilities::createRSAKeyFromString(privateKeyPkcs8, RSAKeyClass::privateKey, nullptr)
-      .value();
+  return CryptoUtilities::createRSAKeyFromString(privateKeyPkcs8, RSAKeyClass::privateKey).value();
 }
 
-std::string told(const MaybeError& error) {
-  return error ? error->description : "(none)";
+template <typename T>
+std::string errorOf(const Result<T>& result) {
+  return result ? "(none)" : result.error().description;
 }
 
-TEST(AesKey, OfNoBytesIsNoneAndLeavesTheErrorAlone) {
-  MaybeError error{Error{"left alone"}};
-  EXPECT_FALSE(CryptoUtilities::createAESKeyFromData({}, &error).has_value());
-  EXPECT_EQ(told(error), "left alone");
+TEST(AesKey, OfNoBytesHasNoCauseToTell) {
+  EXPECT_EQ(errorOf(CryptoUtilities::createAESKeyFromData({})), "");
 }
 
 TEST(AesKey, OfAnotherLengthTellsTheError) {
-  MaybeError error;
-  EXPECT_FALSE(CryptoUtilities::createAESKeyFromData(pattern(24), &error).has_value());
-  EXPECT_EQ(told(error), "AES key: 24 bytes instead of 32");
-}
-
-TEST(AesKey, FailsWithoutAnyoneToTell) {
-  EXPECT_FALSE(CryptoUtilities::createAESKeyFromData(pattern(24), nullptr).has_value());
+  EXPECT_EQ(errorOf(CryptoUtilities::createAESKeyFromData(pattern(24))),
+            "AES key: 24 bytes instead of 32");
 }
 
 TEST(Transform, WithAttributesAndWithoutIsTheSameCipher) {
-  MaybeError error{Error{"earlier"}};
   const Data zeros = hex("00000000000000000000000000000000");
-  const auto plain = CryptoUtilities::encryptData(DataView(someData), aesKey(), {}, error);
-  EXPECT_EQ(told(error), "(none)");
+  const auto plain = CryptoUtilities::encryptData(DataView(someData), aesKey(), {});
   const auto told = CryptoUtilities::encryptData(
       DataView(someData), aesKey(),
-      {EncryptionMode::cbc, Padding::pkcs7, InitializationVector{zeros}}, error);
-  EXPECT_EQ(shown(plain), shown(told));
+      {EncryptionMode::cbc, Padding::pkcs7, InitializationVector{zeros}});
+  EXPECT_EQ(shown(plain.value()), shown(told.value()));
 }
 
-TEST(Transform, SuccessClearsTheError) {
-  MaybeError error{Error{"earlier"}};
-  const auto cipher = CryptoUtilities::encryptData(Data(someData), aesKey(),
-                                                   {InitializationVector{someVector}}, error);
-  EXPECT_EQ(told(error), "(none)");
-  error = Error{"earlier"};
-  EXPECT_EQ(shown(CryptoUtilities::decryptData(Data(*cipher), aesKey(),
-                                               {InitializationVector{someVector}}, error)),
+TEST(Transform, ThereAndBackGivesTheData) {
+  const TransformAttributes attributes{InitializationVector{someVector}};
+  auto cipher = CryptoUtilities::encryptData(Data(someData), aesKey(), attributes).value();
+  EXPECT_EQ(shown(CryptoUtilities::decryptData(std::move(cipher), aesKey(), attributes).value()),
             shown(someData));
-  EXPECT_EQ(told(error), "(none)");
 }
 
 TEST(Transform, FailureOfTheTransformTellsTheError) {
-  MaybeError error;
-  EXPECT_FALSE(CryptoUtilities::decryptData(DataView(someData), aesKey(), {}, error).has_value());
-  EXPECT_EQ(told(error), "AES decryption: wrong final block length");
+  EXPECT_EQ(errorOf(CryptoUtilities::decryptData(DataView(someData), aesKey(), {})),
+            "AES decryption: wrong final block length");
 }
 
 TEST(Transform, TheFirstAttributeThatIsRefusedTellsTheError) {
@@ -93,44 +75,38 @@ TEST(Transform, TheFirstAttributeThatIsRefusedTellsTheError) {
                    {Padding::pkcs1, InitializationVector{someVector}},
                    "initialization vector: not for an RSA key"});
   for (const auto& [key, attributes, expected] : cases) {
-    MaybeError error;
-    EXPECT_FALSE(CryptoUtilities::encryptData(DataView(someData), key, attributes, error));
-    EXPECT_EQ(told(error), expected);
+    EXPECT_EQ(errorOf(CryptoUtilities::encryptData(DataView(someData), key, attributes)), expected);
   }
 }
 
 TEST(Transform, AKeyForTheOtherDirectionIsRefused) {
-  MaybeError error;
-  EXPECT_FALSE(CryptoUtilities::decryptData(DataView(someData), publicKey(), {}, error));
-  EXPECT_EQ(told(error), "RSA decryption: needs a private key");
-  EXPECT_FALSE(CryptoUtilities::encryptData(DataView(someData), privateKey(), {}, error));
-  EXPECT_EQ(told(error), "RSA encryption: needs a public key");
+  EXPECT_EQ(errorOf(CryptoUtilities::decryptData(DataView(someData), publicKey(), {})),
+            "RSA decryption: needs a private key");
+  EXPECT_EQ(errorOf(CryptoUtilities::encryptData(DataView(someData), privateKey(), {})),
+            "RSA encryption: needs a public key");
 }
 
 TEST(Transform, WithRsaKeysGoesThereAndBack) {
-  MaybeError error;
   const auto cipher =
-      CryptoUtilities::encryptData(DataView(someData), publicKey(), {Padding::pkcs1}, error);
-  ASSERT_TRUE(cipher.has_value()) << told(error);
-  EXPECT_EQ(shown(CryptoUtilities::decryptData(DataView(*cipher), privateKey(), {}, error)),
+      CryptoUtilities::encryptData(DataView(someData), publicKey(), {Padding::pkcs1});
+  ASSERT_EQ(errorOf(cipher), "(none)");
+  EXPECT_EQ(shown(CryptoUtilities::decryptData(DataView(*cipher), privateKey(), {}).value()),
             shown(someData));
 }
 
 TEST(Transform, LogsNothing) {
   CapturedLog log;
-  MaybeError error;
-  EXPECT_FALSE(CryptoUtilities::decryptData(DataView(someData), aesKey(), {}, error));
-  EXPECT_FALSE(CryptoUtilities::encryptData(DataView(someData), aesKey(), {Padding::pkcs1}, error));
+  EXPECT_FALSE(CryptoUtilities::decryptData(DataView(someData), aesKey(), {}));
+  EXPECT_FALSE(CryptoUtilities::encryptData(DataView(someData), aesKey(), {Padding::pkcs1}));
   EXPECT_EQ(log.text(), "");
 }
 
 TEST(Transform, AKeyOutlivesWhatItWasMadeOf) {
   Data bytes = someKey;
-  const auto key = CryptoUtilities::createAESKeyFromData(bytes, nullptr);
+  const auto key = CryptoUtilities::createAESKeyFromData(bytes);
   std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
-  MaybeError error;
   EXPECT_EQ(
-      shown(CryptoUtilities::encryptData(DataView(someData), *key, {}, error)),
+      shown(CryptoUtilities::encryptData(DataView(someData), *key, {}).value()),
       shown(CryptoUtilities::encryptData(DataView(someData), AESKeyBytes{someKey}, std::nullopt)));
 }
 
