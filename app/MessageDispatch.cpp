@@ -45,7 +45,7 @@ bool ZanburyToolProxy::keepsBodyOfType(MessageType type) const {
   return false;
 }
 
-void ZanburyToolProxy::messageDidConsumeBytes(const Message& message) {
+void ZanburyToolProxy::messageDidConsumeBytes(const MessageReader& message) {
   if (message.type != MessageType::OutputArchive) return;
   host_.sendProgressSectionWithTitle("Downloading converted file", message.length);
   host_.sendProgressStatusWithValue(message.bodyBytesConsumed);
@@ -57,7 +57,7 @@ bool ZanburyToolProxy::handleMessage(Message& message) {
   if (message.type == T::Error) raiseErrorMessage(message);
   switch (on(state, message.type)) {
     case on(S::ForwardingMessages, T::Forward):
-      if (message.bodyData) consumeForwardedData(*std::move(message.bodyData));
+      if (auto body = message.takeBodyData()) consumeForwardedData(*std::move(body));
       return true;
     case on(S::ForwardingMessages, T::ServerDidStopForwarding):
       transitionToStateWaitingForOutputArchive();

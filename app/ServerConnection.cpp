@@ -35,7 +35,7 @@ constexpr std::array<std::uint64_t, 9> lengthLimits = {
 
 constexpr milliseconds timeBehindTheLastMessage{20};
 
-void check(ZanburyToolProxyMessage& message) {
+void check(MessageReader& message) {
   const std::uint64_t limit = ServerConnection::maxLengthForType(message.type);
   if (message.didFinishReadingHeader() && limit != 0 && message.length > limit) {
     message.abortReading();
@@ -153,7 +153,7 @@ bool ServerConnection::consumeChunk(DataView chunk) {
   return true;
 }
 
-std::unique_ptr<ZanburyToolProxyMessage> ServerConnection::newMessage() const {
+std::unique_ptr<MessageReader> ServerConnection::newMessage() const {
   const auto* directory = temporaryDirectoryPath_.empty() ? nullptr : &temporaryDirectoryPath_;
   auto message = Message::initForReadingWithTemporaryDirectoryPath(directory, MessageType::None);
   message->keepsBodyOfType = [this](MessageType type) { return delegate_.keepsBodyOfType(type); };

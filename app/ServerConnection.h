@@ -14,7 +14,11 @@
 #include "platform/ChildProcess.h"
 #include "platform/Data.h"
 #include "platform/FileHandle.h"
+#include "protocol/AsynchronousWriter.h"
+#include "protocol/Dictionary.h"
+#include "protocol/MessageReader.h"
 #include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/ZanburyToolProxyMessageDelegate.h"
 #include "util/ServerDestination.h"
 
 namespace ztp {
@@ -27,7 +31,7 @@ class ServerConnectionDelegate {
   /// arrive.
   [[nodiscard]] virtual bool keepsBodyOfType(ZanburyToolProxyMessageType type) const = 0;
   /// Some bytes have come; the type may not be known yet.
-  virtual void messageDidConsumeBytes(const ZanburyToolProxyMessage& message) = 0;
+  virtual void messageDidConsumeBytes(const MessageReader& message) = 0;
   /// A message is complete and may be taken apart. True when reading may go on; after false the
   /// connection need not exist any more.
   [[nodiscard]] virtual bool handleMessage(ZanburyToolProxyMessage& message) = 0;
@@ -95,7 +99,7 @@ class ServerConnection {
   void startReadingInputFileHandle();
   void inputFileHandleDidRead(DataView data);
   [[nodiscard]] bool consumeChunk(DataView chunk);
-  [[nodiscard]] std::unique_ptr<Message> newMessage() const;
+  [[nodiscard]] std::unique_ptr<MessageReader> newMessage() const;
 
   const std::filesystem::path& temporaryDirectoryPath_;
   ServerDestination destination_;
@@ -106,9 +110,9 @@ class ServerConnection {
   std::optional<FileHandle> inputFileHandle;
   std::optional<FileHandle> outputFileHandle;
   /// A message whose body was incomplete at the end of the last chunk.
-  std::unique_ptr<Message> pendingInputMessage;
+  std::unique_ptr<MessageReader> pendingInputMessage;
   /// The message that is being written through the run loop.
-  std::unique_ptr<Message> pendingOutputMessage;
+  std::unique_ptr<AsynchronousWriter> pendingOutputMessage;
   std::optional<BackgroundReader> reader_;
 };
 

@@ -17,7 +17,7 @@ void ZanburyToolProxy::transitionToStateSendingInputArchive() {
 }
 
 bool ZanburyToolProxy::messageShouldContinueWritingWithTotalBytesWritten(
-    ZanburyToolProxyMessage& message, std::uint64_t total) {
+    AsynchronousWriter& message, std::uint64_t total) {
   if (state == State::Aborted) return false;
   if (message.type == MessageType::InputArchive) {
     host_.sendProgressSectionWithTitle("Uploading encrypted file...", message.length);
@@ -26,7 +26,7 @@ bool ZanburyToolProxy::messageShouldContinueWritingWithTotalBytesWritten(
   return true;
 }
 
-void ZanburyToolProxy::messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) {
+void ZanburyToolProxy::messageDidFinishWritingAsynchronously(AsynchronousWriter& message) {
   if (state == State::Aborted) return;
   events_.uploaded(message.bodyBytesWritten);
   if (message.shouldAbort()) throw SessionFailure{"Could not write message asynchronously"};

@@ -97,7 +97,7 @@ class ZanburyToolProxy final : private InterruptHandler,
   // --- MessageDispatch.cpp: what the server's messages mean ---
 
   [[nodiscard]] bool keepsBodyOfType(MessageType type) const override;
-  void messageDidConsumeBytes(const Message& message) override;
+  void messageDidConsumeBytes(const MessageReader& message) override;
   [[nodiscard]] bool handleMessage(Message& message) override;
   [[nodiscard]] bool handleServerHello(const Message& message);
   [[nodiscard]] bool handleServerHandshake(const Message& message);
@@ -119,8 +119,8 @@ class ZanburyToolProxy final : private InterruptHandler,
   void createInputArchive();
   void transitionToStateSendingInputArchive();
   [[nodiscard]] bool messageShouldContinueWritingWithTotalBytesWritten(
-      ZanburyToolProxyMessage& message, std::uint64_t total) override;
-  void messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) override;
+      AsynchronousWriter& message, std::uint64_t total) override;
+  void messageDidFinishWritingAsynchronously(AsynchronousWriter& message) override;
 
   // --- Forwarding.cpp: the tool's messages for the host, the host's bytes for the tool ---
 

@@ -1,7 +1,7 @@
 // The asynchronous writer: a large file, one write a step and one step a turn of the run loop, so
 // that the stream and the host are attended to meanwhile. A stream without room is waited for
 // through the loop as well; it never stalls it.
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/AsynchronousWriter.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 #include "platform/Log.h"
-#include "protocol/FileChunk.h"
+#include "protocol/ZanburyToolProxyMessageDelegate.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp {
@@ -40,7 +40,7 @@ bool canWriteNow(int fileDescriptor) {
 
 }  // namespace
 
-std::unique_ptr<ZanburyToolProxyMessage> ZanburyToolProxyMessage::startWritingMessageWithType(
+std::unique_ptr<AsynchronousWriter> ZanburyToolProxyMessage::startWritingMessageWithType(
     Type type, const std::filesystem::path& filePath, FileHandle& fileHandle,
     ZanburyToolProxyMessageDelegate& progressDelegate) {
   const std::uint64_t size = ZanburyToolProxyUtilities::fileSizeForPath(filePath);
@@ -50,22 +50,28 @@ std::unique_ptr<ZanburyToolProxyMessage> ZanburyToolProxyMessage::startWritingMe
 
   const int stream = fileHandle.fileDescriptor();
   ZanburyToolProxyUtilities::setBlocking(false, stream);
-  auto message = std::make_unique<ZanburyToolProxyMessage>();
-  message->type = type;
-  message->length = size;
-  message->delegate = &progressDelegate;
-  message->sourceFileHandle = std::move(source);
-  message->writeFileDescriptor = stream;
+  auto message = std::make_unique<AsynchronousWriter>(type, size, *std::move(source), stream,
+                                                      progressDelegate);
   message->transitionToStateWritingAsynchronously();
   return message;
 }
 
-void ZanburyToolProxyMessage::transitionToStateWritingAsynchronously() {
+AsynchronousWriter::AsynchronousWriter(Type messageType, std::uint64_t bodyLength,
+                                       FileHandle source, int stream,
+                                       ZanburyToolProxyMessageDelegate& progressDelegate)
+    : writeFileDescriptor(stream),
+      delegate(&progressDelegate),
+      sourceFileHandle(std::move(source)) {
+  type = messageType;
+  length = bodyLength;
+}
+
+void AsynchronousWriter::transitionToStateWritingAsynchronously() {
   state = State::WritingAsynchronously;
   continueWritingAsynchronously();
 }
 
-void ZanburyToolProxyMessage::continueWritingAsynchronously() {
+void AsynchronousWriter::continueWritingAsynchronously() {
   Step step = Step::failed;
   try {
     step = performStep();
@@ -82,7 +88,7 @@ void ZanburyToolProxyMessage::continueWritingAsynchronously() {
   }
 }
 
-ZanburyToolProxyMessage::Step ZanburyToolProxyMessage::performStep() {
+AsynchronousWriter::Step AsynchronousWriter::performStep() {
   if (!sourceBuffer) loadSourceBuffer();
   if (sourceBuffer && sourceBufferBytesWritten < sourceBuffer->size()) {
     const Step step = writeSourceBuffer();
@@ -100,17 +106,18 @@ ZanburyToolProxyMessage::Step ZanburyToolProxyMessage::performStep() {
   return Step::progressed;
 }
 
-void ZanburyToolProxyMessage::loadSourceBuffer() {
+void AsynchronousWriter::loadSourceBuffer() {
   sourceBufferBytesWritten = 0;
   if (didWriteHeader) {
-    sourceBuffer = readFileChunk(*sourceFileHandle, sourceStorage_);
+    sourceStorage_.resize(fileChunkSize);
+    sourceBuffer = DataView(sourceStorage_).first(sourceFileHandle->read(sourceStorage_));
   } else if (auto header = headerDataWithType(type, length)) {
     sourceStorage_ = std::move(*header);
     sourceBuffer = sourceStorage_;
   }
 }
 
-ZanburyToolProxyMessage::Step ZanburyToolProxyMessage::writeSourceBuffer() {
+AsynchronousWriter::Step AsynchronousWriter::writeSourceBuffer() {
   if (!canWriteNow(writeFileDescriptor)) return Step::streamFull;
   const DataView rest = sourceBuffer->subspan(sourceBufferBytesWritten);
   const ssize_t written = ::write(writeFileDescriptor, rest.data(), rest.size());
@@ -127,7 +134,7 @@ ZanburyToolProxyMessage::Step ZanburyToolProxyMessage::writeSourceBuffer() {
   return Step::progressed;
 }
 
-void ZanburyToolProxyMessage::arrangeStepAfter(Step step) {
+void AsynchronousWriter::arrangeStepAfter(Step step) {
   nextStep_.reset();
   untilWritable_.reset();
   const auto continueWriting = [this] { continueWritingAsynchronously(); };
@@ -148,7 +155,7 @@ void ZanburyToolProxyMessage::arrangeStepAfter(Step step) {
   }
 }
 
-void ZanburyToolProxyMessage::transitionToStateFinishedWritingAndAbort(bool abort) {
+void AsynchronousWriter::transitionToStateFinishedWritingAndAbort(bool abort) {
   nextStep_.reset();
   untilWritable_.reset();
   sourceBuffer.reset();

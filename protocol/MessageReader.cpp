@@ -3,7 +3,7 @@
 //   ReadingType --type--> ReadingLength --line feed--> ReadingBody --last byte--> FinishedReading
 //
 // and from each of them to Aborted. Aborted and FinishedReading are final.
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/MessageReader.h"
 
 #include <algorithm>
 #include <charconv>
@@ -54,17 +54,17 @@ void append(Data& body, DataView bytes, std::uint64_t finalSize) {
 
 }  // namespace
 
-std::unique_ptr<ZanburyToolProxyMessage>
-ZanburyToolProxyMessage::initForReadingWithTemporaryDirectoryPath(
+std::unique_ptr<MessageReader> ZanburyToolProxyMessage::initForReadingWithTemporaryDirectoryPath(
     const std::filesystem::path* temporaryDirectoryPath, Type requiredType) {
-  auto message = std::make_unique<ZanburyToolProxyMessage>();
-  message->temporaryDirectoryPath = temporaryDirectoryPath;
-  message->requiredType = requiredType;
-  message->transitionToStateReadingType();
-  return message;
+  return std::make_unique<MessageReader>(temporaryDirectoryPath, requiredType);
 }
 
-std::size_t ZanburyToolProxyMessage::consumeDataWithBytes(DataView bytes) {
+MessageReader::MessageReader(const std::filesystem::path* directory, Type acceptedType)
+    : requiredType(acceptedType), temporaryDirectoryPath(directory) {
+  transitionToStateReadingType();
+}
+
+std::size_t MessageReader::consumeDataWithBytes(DataView bytes) {
   if (bytes.empty()) return 0;
   if (state == State::None || state == State::FinishedReading) {
     logLine("ERROR: -consumeData: called while in the wrong state");
@@ -79,7 +79,7 @@ std::size_t ZanburyToolProxyMessage::consumeDataWithBytes(DataView bytes) {
   return taken;
 }
 
-std::size_t ZanburyToolProxyMessage::consumeTypeWithBytes(DataView bytes) {
+std::size_t MessageReader::consumeTypeWithBytes(DataView bytes) {
   Type announced = Type::None;
   const bool isKnown = !bytes.empty() && getMessageType(&announced, bytes.front());
   const bool isAccepted = requiredType == Type::None || announced == requiredType;
@@ -91,7 +91,7 @@ std::size_t ZanburyToolProxyMessage::consumeTypeWithBytes(DataView bytes) {
   return 1;
 }
 
-std::size_t ZanburyToolProxyMessage::consumeLengthWithBytes(DataView bytes) {
+std::size_t MessageReader::consumeLengthWithBytes(DataView bytes) {
   for (std::size_t index = 0; index < bytes.size(); ++index) {
     const std::uint8_t byte = bytes[index];
     if (byte == '\n') {
@@ -108,7 +108,7 @@ std::size_t ZanburyToolProxyMessage::consumeLengthWithBytes(DataView bytes) {
   return bytes.size();
 }
 
-std::size_t ZanburyToolProxyMessage::consumeBodyWithBytes(DataView bytes) {
+std::size_t MessageReader::consumeBodyWithBytes(DataView bytes) {
   try {
     const auto count =
         static_cast<std::size_t>(std::min<std::uint64_t>(length - bodyBytesConsumed, bytes.size()));
@@ -127,43 +127,39 @@ std::size_t ZanburyToolProxyMessage::consumeBodyWithBytes(DataView bytes) {
   }
 }
 
-void ZanburyToolProxyMessage::abortReading() {
+void MessageReader::abortReading() {
   cleanUp();
   transitionToStateAborted();
 }
 
-void ZanburyToolProxyMessage::cleanUp() {
+void MessageReader::cleanUp() {
   if (mutableBodyData) bodyData = std::move(mutableBodyData);
   mutableBodyData.reset();
   if (bodyFileHandle) bodyFileHandle->close();
   bodyFileHandle.reset();
 }
 
-bool ZanburyToolProxyMessage::didFinishReadingHeader() const {
+bool MessageReader::didFinishReadingHeader() const {
   // Whatever state may ever be added behind the known ones counts as one with a header.
   return state == State::ReadingBody || state == State::FinishedReading ||
          state > State::FinishedWriting;
 }
 
-bool ZanburyToolProxyMessage::didFinishReadingBody() const {
+bool MessageReader::didFinishReadingBody() const {
   return state == State::FinishedReading;
 }
 
-bool ZanburyToolProxyMessage::shouldAbort() const {
-  return state == State::Aborted;
-}
-
-void ZanburyToolProxyMessage::transitionToStateReadingType() {
+void MessageReader::transitionToStateReadingType() {
   state = State::ReadingType;
 }
 
-void ZanburyToolProxyMessage::transitionToStateReadingLengthWithType(Type newType) {
+void MessageReader::transitionToStateReadingLengthWithType(Type newType) {
   type = newType;
   mutableLengthData.clear();
   state = State::ReadingLength;
 }
 
-void ZanburyToolProxyMessage::transitionToStateReadingBodyWithLength(std::uint64_t newLength) {
+void MessageReader::transitionToStateReadingBodyWithLength(std::uint64_t newLength) {
   mutableLengthData.clear();
   length = newLength;
   const bool isKept = !keepsBodyOfType || keepsBodyOfType(type);
@@ -171,7 +167,7 @@ void ZanburyToolProxyMessage::transitionToStateReadingBodyWithLength(std::uint64
   if (state != State::Aborted) state = State::ReadingBody;
 }
 
-void ZanburyToolProxyMessage::prepareBodyStorage() {
+void MessageReader::prepareBodyStorage() {
   try {
     bodyFilePath = newPathForReadingType(type, messageId, temporaryDirectoryPath);
     if (bodyFilePath) {
@@ -185,7 +181,7 @@ void ZanburyToolProxyMessage::prepareBodyStorage() {
   }
 }
 
-void ZanburyToolProxyMessage::openBodyFile() {
+void MessageReader::openBodyFile() {
   const auto failure = FileManager::createEmptyFile(*bodyFilePath, bodyFileMode);
   if (!failure) bodyFileHandle = FileHandle::forWritingAtPath(*bodyFilePath);
   if (bodyFileHandle) return;
@@ -193,14 +189,14 @@ void ZanburyToolProxyMessage::openBodyFile() {
   transitionToStateAborted();
 }
 
-void ZanburyToolProxyMessage::transitionToStateFinishedReading() {
+void MessageReader::transitionToStateFinishedReading() {
   // The last chance to hear that the body was not stored.
   if (bodyFileHandle) bodyFileHandle->closeAfterWriting();
   cleanUp();
   state = State::FinishedReading;
 }
 
-void ZanburyToolProxyMessage::transitionToStateAborted() {
+void MessageReader::transitionToStateAborted() {
   state = State::Aborted;
 }
 

@@ -1,12 +1,12 @@
 // The synchronous writer: small messages, written whole before the call returns.
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/MessageWriter.h"
 
 #include <exception>
 
 #include <nlohmann/json.hpp>
 
+#include "platform/FileHandle.h"
 #include "platform/Log.h"
-#include "protocol/FileChunk.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp {
@@ -14,14 +14,12 @@ namespace {
 
 // Sends the file to its end, whatever `length` was announced: one that grew makes a frame longer
 // than its header says, one that shrank a shorter one and false.
-bool sendFile(const FileHandle& source, std::uint64_t length, FileHandle& stream) {
-  Data buffer;
+bool sendFile(FileHandle& source, std::uint64_t length, FileHandle& stream) {
+  Data buffer(MessageWriter::fileChunkSize);
   std::uint64_t total = 0;
-  for (;;) {
-    const DataView chunk = readFileChunk(source, buffer);
-    if (chunk.empty()) break;
-    stream.writeData(chunk);
-    total += chunk.size();
+  while (const std::size_t count = source.read(buffer)) {
+    stream.writeData(DataView(buffer).first(count));
+    total += count;
   }
   if (total >= length) return true;
   log("ERROR: Only wrote {} of {} bytes", total, length);
@@ -40,7 +38,7 @@ bool ZanburyToolProxyMessage::writeMessageWithType(Type type, const Dictionary& 
 }
 
 bool ZanburyToolProxyMessage::writeMessageWithType(Type type, Data data, FileHandle& fileHandle) {
-  ZanburyToolProxyMessage message;
+  MessageWriter message;
   message.type = type;
   message.length = data.size();
   message.bodyData = std::move(data);
@@ -51,14 +49,14 @@ bool ZanburyToolProxyMessage::writeMessageWithType(Type type, const std::filesys
                                                    FileHandle& fileHandle) {
   const std::uint64_t size = ZanburyToolProxyUtilities::fileSizeForPath(filePath);
   if (size == 0) return false;
-  ZanburyToolProxyMessage message;
+  MessageWriter message;
   message.type = type;
   message.length = size;
   message.bodyFilePath = filePath;
   return message.writeToFileHandle(fileHandle);
 }
 
-bool ZanburyToolProxyMessage::writeToFileHandle(FileHandle& fileHandle) {
+bool MessageWriter::writeToFileHandle(FileHandle& fileHandle) const {
   try {
     const auto header = headerDataWithType(type, length);
     if (!header) return false;
@@ -72,7 +70,7 @@ bool ZanburyToolProxyMessage::writeToFileHandle(FileHandle& fileHandle) {
       return true;
     }
     if (!bodyFilePath) return true;
-    const auto source = FileHandle::forReadingAtPath(*bodyFilePath);
+    auto source = FileHandle::forReadingAtPath(*bodyFilePath);
     if (!source) return false;
     fileHandle.writeData(*header);
     return sendFile(*source, length, fileHandle);

@@ -5,7 +5,7 @@
 
 namespace ztp {
 
-class ZanburyToolProxyMessage;
+class AsynchronousWriter;
 
 /// Receives the progress and the end of an asynchronous write. All calls come on the main thread,
 /// from the run loop or, for the first step, from within the operation that starts the write.
@@ -17,11 +17,11 @@ class ZanburyToolProxyMessageDelegate {
   /// during the header; `total` counts the body bytes written so far. False stops the upload. The
   /// message must not be destroyed here.
   [[nodiscard]] virtual bool messageShouldContinueWritingWithTotalBytesWritten(
-      ZanburyToolProxyMessage& message, std::uint64_t total) = 0;
+      AsynchronousWriter& message, std::uint64_t total) = 0;
 
   /// Called exactly once when the writing has ended for any reason; the message's `state` tells
   /// FinishedWriting from Aborted. The message may be destroyed here.
-  virtual void messageDidFinishWritingAsynchronously(ZanburyToolProxyMessage& message) = 0;
+  virtual void messageDidFinishWritingAsynchronously(AsynchronousWriter& message) = 0;
 };
 
 }  // namespace ztp

@@ -12,7 +12,7 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/MessageReader.h"
 
 namespace {
 
@@ -76,7 +76,7 @@ std::string smallFrames() {
 // `pieceSize`.
 std::size_t readFrames(DataView stream, std::size_t pieceSize) {
   std::size_t frames = 0;
-  std::unique_ptr<Message> reader;
+  std::unique_ptr<ztp::MessageReader> reader;
   const std::filesystem::path directory = "/tmp/ZanburyToolProxy.XXXXXX";
   while (!stream.empty()) {
     DataView piece = stream.first(std::min(pieceSize, stream.size()));

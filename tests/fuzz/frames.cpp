@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/MessageReader.h"
 #include "tests/fuzz/Fuzzing.h"
 
 namespace {
@@ -50,7 +50,7 @@ class Stream {
     message_.reset();
   }
 
-  std::unique_ptr<Message> message_;
+  std::unique_ptr<MessageReader> message_;
   Reading reading_;
 };
 

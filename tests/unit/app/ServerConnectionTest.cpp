@@ -29,7 +29,7 @@ using Type = ZanburyToolProxyMessageType;
 class Listener : public ServerConnectionDelegate {
  public:
   [[nodiscard]] bool keepsBodyOfType(Type /*type*/) const override { return keepsBodies; }
-  void messageDidConsumeBytes(const ZanburyToolProxyMessage& message) override {
+  void messageDidConsumeBytes(const MessageReader& message) override {
     progress = message.bodyBytesConsumed;
   }
   bool handleMessage(ZanburyToolProxyMessage& message) override {

@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/Data.h"
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/MessageWriter.h"
 #include "tests/support/CapturedLog.h"
 
 namespace ztp::test {
@@ -30,7 +30,7 @@ std::string nestedObjects(int levels) {
 
 // The body decoded and written again; "(absent)" when it does not parse.
 std::string decoded(std::string_view body) {
-  ZanburyToolProxyMessage message;
+  MessageWriter message;
   message.bodyData = copyOf(bytesOf(body));
   const auto dictionary = message.bodyDataAsDictionary();
   return dictionary ? std::string(dictionary->dump()) : "(absent)";
@@ -43,14 +43,14 @@ std::string logOfDecoding(std::string_view body) {
 }
 
 TEST(BodyAsDictionary, IsEmptyWithoutABodyInMemory) {
-  ZanburyToolProxyMessage message;
+  MessageWriter message;
   EXPECT_EQ(message.bodyDataAsDictionary()->dump(), "{}");
   message.bodyData = Data{};
   EXPECT_EQ(message.bodyDataAsDictionary()->dump(), "{}");
 }
 
 TEST(BodyAsDictionary, IsEmptyForABodyInAFile) {
-  ZanburyToolProxyMessage message;
+  MessageWriter message;
   message.bodyFilePath = "/t/03-OutputArchive";
   EXPECT_EQ(message.bodyDataAsDictionary()->dump(), "{}");
 }
@@ -107,6 +107,19 @@ TEST(BodyAsDictionary, RefusesDeeperNestingWhileParsing) {
 TEST(BodyAsDictionary, LogsNothingOfTheBody) {
   EXPECT_EQ(logOfDecoding("{\"outputArchiveIV\":\"c2VjcmV0\" c2VjcmV0}").find("c2VjcmV0"),
             std::string::npos);
+}
+
+// Whoever acts on a message may have its body without a copy.
+TEST(TakenBody, IsTheBodyItselfAndLeavesNone) {
+  MessageWriter message;
+  message.bodyData = copyOf(bytesOf("body"));
+  const auto* const place = message.bodyData->data();
+  const auto body = message.takeBodyData();
+  ASSERT_TRUE(body.has_value());
+  EXPECT_EQ(textOf(*body), "body");
+  EXPECT_EQ(body->data(), place);
+  EXPECT_FALSE(message.bodyData.has_value());
+  EXPECT_FALSE(message.takeBodyData().has_value());
 }
 
 TEST(JsonFromDictionary, IsCompactAndInOrderOfInsertion) {

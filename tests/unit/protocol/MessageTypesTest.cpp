@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/MessageWriter.h"
 
 namespace ztp::test {
 namespace {
@@ -16,7 +16,8 @@ using Message = ZanburyToolProxyMessage;
 using Type = ZanburyToolProxyMessageType;
 
 // Before any test, and so before any other message of this process.
-const std::array<std::int64_t, 2> firstMessageIds = {Message().messageId, Message().messageId};
+const std::array<std::int64_t, 2> firstMessageIds = {MessageWriter().messageId,
+                                                     MessageWriter().messageId};
 
 struct TypeRow {
   int value;
@@ -107,21 +108,19 @@ TEST(MessageIds, CountFromOneInAProcess) {
 }
 
 TEST(MessageIds, FollowEachOther) {
-  const Message first;
-  const Message second;
+  const MessageWriter first;
+  const MessageWriter second;
   EXPECT_EQ(second.messageId, first.messageId + 1);
   EXPECT_EQ(Message::nextMessageId(), second.messageId + 1);
 }
 
 TEST(NewMessage, StartsEmpty) {
-  const Message message;
+  const MessageWriter message;
   EXPECT_EQ(message.state, ZanburyToolProxyMessageState::None);
   EXPECT_EQ(message.type, Type::None);
-  EXPECT_EQ(message.writeFileDescriptor, -1);
   EXPECT_EQ(message.length, 0U);
   EXPECT_FALSE(message.bodyData.has_value());
   EXPECT_FALSE(message.bodyFilePath.has_value());
-  EXPECT_EQ(message.delegate, nullptr);
 }
 
 TEST(BodyFileName, IsTwoDigitsOfTheIdAndTheTypesName) {

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/MessageWriter.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Pipe.h"
 #include "tests/support/ScratchDirectory.h"
@@ -131,7 +131,7 @@ TEST(WriteFile, WritesNothingForAMissingFileAndSaysWhy) {
 
 // A message of this type, length and body file; the announced length is the test's affair.
 bool writeAnnouncing(std::uint64_t length, const std::filesystem::path& file, Pipe& stream) {
-  Message message;
+  MessageWriter message;
   message.type = Type::InputArchive;
   message.length = length;
   message.bodyFilePath = file;
@@ -179,7 +179,7 @@ TEST(WriteFile, FailsWithTheReasonWhenItCannotBeRead) {
 // A message without the body that it announces would break the stream, so it never begins.
 TEST(WriteMessage, DropsOneThatAnnouncesABodyButHasNone) {
   Pipe stream;
-  Message message;
+  MessageWriter message;
   message.type = Type::Forward;
   message.length = 3;
   const CapturedLog log;
@@ -191,7 +191,7 @@ TEST(WriteMessage, DropsOneThatAnnouncesABodyButHasNone) {
 TEST(WriteMessage, PrefersTheBodyInMemory) {
   const ScratchDirectory folder;
   Pipe stream;
-  Message message;
+  MessageWriter message;
   message.type = Type::Forward;
   message.length = 3;
   message.bodyData = data("abc");

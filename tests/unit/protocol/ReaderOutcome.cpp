@@ -13,7 +13,7 @@ using Message = ZanburyToolProxyMessage;
 
 // Feeds one piece; false when the stream is broken.
 bool feed(std::string_view piece, const std::filesystem::path* directory,
-          std::unique_ptr<Message>& pending, std::vector<ReaderOutcome>& outcomes) {
+          std::unique_ptr<MessageReader>& pending, std::vector<ReaderOutcome>& outcomes) {
   while (!piece.empty()) {
     if (!pending) {
       pending = Message::initForReadingWithTemporaryDirectoryPath(
@@ -36,18 +36,19 @@ std::ostream& operator<<(std::ostream& stream, const ReaderOutcome& outcome) {
                 << ", body " << outcome.body;
 }
 
-ReaderOutcome outcomeOf(const ZanburyToolProxyMessage& message) {
+ReaderOutcome outcomeOf(MessageReader& reader) {
+  const auto state = reader.state;
+  if (state == ZanburyToolProxyMessageState::ReadingBody) reader.abortReading();
   std::string body = "(none)";
-  if (message.bodyData) body = textOf(*message.bodyData);
-  if (message.mutableBodyData) body = textOf(*message.mutableBodyData);
-  if (message.bodyFilePath) body = contentOf(*message.bodyFilePath);
-  return {message.state, message.type, message.length, std::move(body)};
+  if (reader.bodyData) body = textOf(*reader.bodyData);
+  if (reader.bodyFilePath) body = contentOf(*reader.bodyFilePath);
+  return {state, reader.type, reader.length, std::move(body)};
 }
 
 std::vector<ReaderOutcome> readStream(std::string_view stream, const std::vector<std::size_t>& cuts,
                                       const std::filesystem::path* temporaryDirectoryPath) {
   std::vector<ReaderOutcome> outcomes;
-  std::unique_ptr<Message> pending;
+  std::unique_ptr<MessageReader> pending;
   std::size_t start = 0;
   bool isWhole = true;
   for (const std::size_t cut : cuts) {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "protocol/ZanburyToolProxyMessage.h"
+#include "protocol/MessageReader.h"
 
 namespace ztp::test {
 
@@ -25,8 +25,9 @@ struct ReaderOutcome {
 
 std::ostream& operator<<(std::ostream& stream, const ReaderOutcome& outcome);
 
-/// What the reader shows now.
-ReaderOutcome outcomeOf(const ZanburyToolProxyMessage& message);
+/// What the reader shows now. In the middle of a body it is aborted for that: then it shows what it
+/// has gathered.
+ReaderOutcome outcomeOf(MessageReader& reader);
 
 /// Reads frame after frame as the session does, from pieces that end at each of `cuts` (ascending
 /// offsets) and at the end of the stream. Stops at the first broken frame. The last outcome may be

@@ -1,9 +1,10 @@
 // What does not depend on reading or writing: the table of types, serial numbers, the header, and
-// the body seen as a dictionary.
+// what can be done with a body.
 #include "protocol/ZanburyToolProxyMessage.h"
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -97,6 +98,14 @@ std::optional<Dictionary> ZanburyToolProxyMessage::bodyDataAsDictionary() const 
   if (result) return *std::move(result);
   logLine(result.error().description);
   return std::nullopt;
+}
+
+std::optional<Data> ZanburyToolProxyMessage::takeBodyData() {
+  return std::exchange(bodyData, std::nullopt);
+}
+
+bool ZanburyToolProxyMessage::shouldAbort() const {
+  return state == State::Aborted;
 }
 
 }  // namespace ztp
