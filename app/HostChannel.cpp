@@ -1,10 +1,7 @@
 // Opening, reading in two ways, and messages in one piece.
 #include "app/HostChannel.h"
 
-#include <algorithm>
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <utility>
 
 #include "app/SessionFailure.h"
@@ -12,6 +9,7 @@
 #include "platform/Fifo.h"
 #include "platform/Log.h"
 #include "platform/Process.h"
+#include "platform/TruncatedHeader.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp {
@@ -23,7 +21,7 @@ constexpr int openAttempts = 100;
 constexpr milliseconds timeBetweenAttempts{100};
 constexpr milliseconds pollingInterval{100};
 constexpr std::size_t readSize = 65'536;
-constexpr std::size_t headerSize = 11;
+constexpr std::size_t headerBufferSize = 11;
 
 // Opens the FIFO unless it is open or there is none; true when nothing is left to do.
 bool tryToOpen(const std::optional<std::string>& path, std::optional<FileHandle>& handle,
@@ -41,12 +39,11 @@ void logUnlessOpen(const std::optional<std::string>& path, const std::optional<F
   if (path && !handle) log("ERROR: Could not open {}: {}", variable, printable(*path));
 }
 
-// The length line, made in eleven bytes with a terminating NUL.
+// The length line.
 std::optional<std::string> header(std::size_t length) {
-  std::array<char, headerSize> buffer{};
-  const int formatted = std::snprintf(buffer.data(), buffer.size(), "%zu\n", length);
-  if (formatted <= 1) return std::nullopt;
-  return std::string(buffer.data(), std::min(static_cast<std::size_t>(formatted), headerSize - 1));
+  auto line = truncatedHeader(std::to_string(length) + "\n", headerBufferSize);
+  if (line.size() <= 1) return std::nullopt;
+  return line;
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 // what can be done with a body.
 #include "protocol/ZanburyToolProxyMessage.h"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -10,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/Log.h"
+#include "platform/TruncatedHeader.h"
 
 namespace ztp {
 namespace {
@@ -36,8 +36,6 @@ static_assert(typeNames.size() == rawValues.size());
 constexpr std::string_view nameOfNone = "None";
 constexpr std::uint8_t rawValueOfNone = '.';
 
-// Twelve bytes, the last one for the terminating NUL: a reader that knows this format has never
-// seen a longer header, so a longer one is cut as it always was.
 constexpr std::size_t headerBufferSize = 12;
 
 // The type's place in the tables; absent outside them.
@@ -77,12 +75,10 @@ std::int64_t ZanburyToolProxyMessage::nextMessageId() {
 }
 
 std::optional<Data> ZanburyToolProxyMessage::headerDataWithType(Type type, std::uint64_t length) {
-  std::array<char, headerBufferSize> buffer{};
-  const auto result = fmt::format_to_n(buffer.data(), buffer.size() - 1, "{}{}\n",
-                                       static_cast<char>(rawValueForMessageType(type)), length);
-  if (result.size < 3) return std::nullopt;
-  const auto size = std::min(result.size, buffer.size());
-  return copyOf(bytesOf({buffer.data(), size}));
+  const auto character = static_cast<char>(rawValueForMessageType(type));
+  const auto header = truncatedHeader(fmt::format("{}{}\n", character, length), headerBufferSize);
+  if (header.size() < 3) return std::nullopt;
+  return copyOf(bytesOf(header));
 }
 
 std::optional<std::filesystem::path> ZanburyToolProxyMessage::newPathForReadingType(

@@ -94,8 +94,6 @@ TEST(MessageHeader, IsTypeDecimalLengthAndLineFeed) {
   EXPECT_EQ(header(Type::OutputArchive, 999'999'999), "o999999999\n");
 }
 
-// Every peer was built around a header buffer of twelve bytes: a longer header is cut where it was
-// always cut, and no reader mistakes it for a good one.
 TEST(MessageHeader, WithTenDigitsOrMoreEndsInNulAtTheTwelfthByte) {
   using namespace std::string_view_literals;
   EXPECT_EQ(header(Type::OutputArchive, 1'000'000'000), "o1000000000\0"sv);
