@@ -6,7 +6,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <string.h>
 #include <sys/ioctl.h>
 #include <sys/random.h>
 #include <sys/resource.h>
@@ -15,9 +14,7 @@
 #include "platform/PropertyList.h"
 #include "platform/System.h"
 
-namespace ztp {
-
-namespace system {
+namespace ztp::system {
 
 std::filesystem::path temporaryRoot() {
   std::vector<char> path(1024);
@@ -85,5 +82,4 @@ void keepOutOfFileCache(int fileDescriptor) noexcept {
   ::fcntl(fileDescriptor, F_NOCACHE, 1);
 }
 
-}  // namespace system
-}  // namespace ztp
+}  // namespace ztp::system

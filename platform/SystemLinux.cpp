@@ -10,7 +10,6 @@
 
 #include <fcntl.h>
 #include <linux/close_range.h>
-#include <string.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -19,9 +18,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-namespace ztp {
-
-namespace system {
+namespace ztp::system {
 namespace {
 
 constexpr int wantedPipeCapacity = 1'048'576;
@@ -135,5 +132,4 @@ void keepOutOfFileCache(int fileDescriptor) noexcept {
   ::posix_fadvise(fileDescriptor, 0, 0, POSIX_FADV_NOREUSE);
 }
 
-}  // namespace system
-}  // namespace ztp
+}  // namespace ztp::system
