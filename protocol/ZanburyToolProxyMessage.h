@@ -53,8 +53,8 @@ class ZanburyToolProxyMessage {
   /// The serial number of the next message of this process; the first is 1.
   static std::int64_t nextMessageId();
   /// The header of a frame, made in a buffer of twelve bytes (see truncatedHeader): a length of ten
-  /// digits or more becomes twelve bytes that end in a NUL instead of the line feed, and well-formed
-  /// bodies have at most 999,999,999 bytes.
+  /// digits or more becomes twelve bytes that end in a NUL instead of the line feed, and
+  /// well-formed bodies have at most 999,999,999 bytes.
   [[nodiscard]] static std::optional<Data> headerDataWithType(Type type, std::uint64_t length);
   /// Where an archive's body goes: "03-OutputArchive" inside the directory for message 3. Absent
   /// for other types and when `temporaryDirectoryPath` is null.

@@ -3,6 +3,7 @@
 
 #include "app/ProcessEnded.h"
 #include "app/ZanburyToolProxy.h"
+#include "platform/BlockingWait.h"
 
 namespace ztp::test {
 namespace {
@@ -16,6 +17,7 @@ TEST(Role, TheServerRoleEndsTheProcess) {
     EXPECT_EQ(end.status, 1);
   }
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Not a server\n");
+  BlockingWait::setDeadline(std::nullopt);  // what comes behind the end of a session may wait
 }
 
 }  // namespace
