@@ -36,18 +36,23 @@ class EventRecord {
   /// is no path, or nothing that can be opened without waiting.
   explicit EventRecord(const std::optional<std::string>& path);
 
+  /// The server is tried from now on.
   void connecting(const ServerDestination& server);
   /// The session's state is `next` from now on.
   void transition(State next);
   void uploaded(std::uint64_t bytes);
   void downloaded(std::uint64_t bytes);
+  /// Adds to what has been forwarded.
   void forwardedToTool(std::uint64_t bytes) { toTool_ += bytes; }
+  /// The same the other way.
   void forwardedToHost(std::uint64_t bytes) { toHost_ += bytes; }
   /// The code of the end that comes now, where no reason tells it; see Ending.h.
   void endsWith(std::string_view code) { code_ = code; }
   /// An abort for that reason has begun.
   void aborting(const std::optional<std::string>& reason);
+  /// It is at the host's path.
   void deliveredFile() { didDeliverFile_ = true; }
+  /// They are at the host's path.
   void deliveredLogs() { didDeliverLogs_ = true; }
   /// The last line.
   void ended(bool didAbort, std::int64_t toolExitCode) noexcept;

@@ -55,6 +55,7 @@ class HostChannel {
   void sendProgressStatusWithValue(std::uint64_t value);
   void sendFifoMessage(const PropertyListDictionary& dictionary);
 
+  /// Whether there is a FIFO to write to.
   [[nodiscard]] bool hasOutput() const noexcept { return outputFifoFileHandle.has_value(); }
   /// Writes bytes as they are. Raises PlatformException. Nothing is written behind half a message:
   /// what the host would read then would not be one.

@@ -54,6 +54,7 @@ class ServerConnection {
   ServerConnection& operator=(const ServerConnection&) = delete;
   ~ServerConnection();
 
+  /// Where ssh is told to go.
   [[nodiscard]] const ServerDestination& destination() const noexcept { return destination_; }
 
   /// Writes the private key where ssh reads it, in a new file of mode 0600. Raises SessionFailure.

@@ -40,6 +40,7 @@ class SessionSecrets {
   /// The same back, in the buffer that it is given.
   [[nodiscard]] std::optional<Data> decryptForwarded(Data body) const;
 
+  /// The session key, and the IV of the upload.
   [[nodiscard]] AESKeyBytes key() const { return {viewOf(symmetricKey)}; }
   [[nodiscard]] DataView uploadIV() const { return viewOf(inputArchiveIV); }
   /// Absent where the server sent none: zeros.

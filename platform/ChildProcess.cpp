@@ -15,6 +15,7 @@
 
 #include "platform/BlockingWait.h"
 #include "platform/Error.h"
+#include "platform/Pipe.h"
 #include "platform/Signals.h"
 #include "platform/System.h"
 
@@ -107,35 +108,17 @@ bool connectStreams(const std::array<int, 3>& streams) noexcept {
   ::_exit(127);
 }
 
-// A pipe whose writing end exec closes: what comes out of it is the reason why exec failed.
-class ErrorPipe {
- public:
-  ErrorPipe() {
-    if (::pipe2(ends_.data(), O_CLOEXEC) != 0) throw PlatformException(Error::fromErrno("pipe"));
-  }
-  ~ErrorPipe() {
-    for (const int end : ends_) {
-      if (end != -1) ::close(end);
-    }
-  }
-  ErrorPipe(const ErrorPipe&) = delete;
-  ErrorPipe& operator=(const ErrorPipe&) = delete;
-
-  [[nodiscard]] int writingEnd() const { return ends_[1]; }
-  // 0 when exec worked.
-  int errorNumberOfExec() {
-    ::close(std::exchange(ends_[1], -1));
-    int errorNumber = 0;
-    ssize_t count = 0;
-    do {
-      count = ::read(ends_[0], &errorNumber, sizeof errorNumber);
-    } while (count < 0 && errno == EINTR);
-    return count == sizeof errorNumber ? errorNumber : 0;
-  }
-
- private:
-  std::array<int, 2> ends_{-1, -1};
-};
+// What comes out of the pipe, whose writing end exec closes, is the reason why exec failed; 0 when
+// it worked.
+int errorNumberOfExec(Pipe& pipe) {
+  pipe.writingEnd.close();
+  int errorNumber = 0;
+  ssize_t count = 0;
+  do {
+    count = ::read(pipe.readingEnd.fileDescriptor(), &errorNumber, sizeof errorNumber);
+  } while (count < 0 && errno == EINTR);
+  return count == sizeof errorNumber ? errorNumber : 0;
+}
 
 void waitBlockingly(pid_t pid) noexcept {
   while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
@@ -148,11 +131,11 @@ ChildProcess ChildProcess::launch(const Command& command, const Streams& streams
   static_cast<void>(Signals::childExitDescriptor());
   const Plan plan(command, streams);
   forgottenChildren.reserve(forgottenChildren.size() + 1);  // forgetting one must not fail
-  ErrorPipe errorPipe;
+  Pipe errorPipe = Pipe::create();
   const pid_t pid = ::fork();
   if (pid < 0) throw PlatformException(Error::fromErrno("fork"));
-  if (pid == 0) becomeChild(plan, errorPipe.writingEnd());
-  if (const int errorNumber = errorPipe.errorNumberOfExec()) {
+  if (pid == 0) becomeChild(plan, errorPipe.writingEnd.fileDescriptor());
+  if (const int errorNumber = errorNumberOfExec(errorPipe)) {
     waitBlockingly(pid);
     throw PlatformException(
         Error::fromErrorNumber("Could not launch " + plan.launchPath, errorNumber));

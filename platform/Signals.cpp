@@ -16,7 +16,8 @@ namespace {
 
 constexpr std::array terminationSignals = {SIGTERM, SIGINT, SIGHUP, SIGQUIT};
 
-// A pipe that a signal handler writes to. Full means that a byte is waiting already.
+// A pipe that a signal handler writes to, for as long as there are handlers: to the end of the
+// process, beyond that of every object. Full means that a byte is waiting already.
 class SignalPipe {
  public:
   SignalPipe() {

@@ -120,9 +120,17 @@ class Connection:
 
     def wait_for_hangup(self) -> None:
         """Returns once the other end of what is open here is closed; reads and writes nothing."""
+        self._poll_for_hangup(None)
+
+    @property
+    def is_deserted(self) -> bool:
+        """Whether nobody is at the other end any more while the client's bytes are left to lie."""
+        return not self.may_read and self._poll_for_hangup(0)
+
+    def _poll_for_hangup(self, milliseconds: int | None) -> bool:
         poll = select.poll()
         poll.register(self._source if self._is_sink_closed else self._sink, 0)
-        poll.poll()
+        return bool(poll.poll(milliseconds))
 
     def _write_all(self, data: bytes) -> None:
         view = memoryview(data)

@@ -91,10 +91,10 @@ class Session:
             self.end_of_client()
 
     def pause(self, seconds: float) -> None:
-        """Lets time pass, while an Error message or the end of the client's stream still end it."""
+        """Lets time pass, while an Error message or the end of the client still end it."""
         connection = self.connection
         connection.wait(lambda: self.has_client_error or connection.client_has_closed, seconds)
-        if self.has_client_error or connection.client_has_closed:
+        if self.has_client_error or connection.client_has_closed or connection.is_deserted:
             self.end_of_client()
 
     def end_of_client(self) -> None:
