@@ -106,11 +106,11 @@ constexpr std::uint32_t packedLetters(const char* text) {
   return lower(text[0]) << 16U | lower(text[1]) << 8U | lower(text[2]);
 }
 
-template <std::size_t Count>
-constexpr std::array<std::uint32_t, Count> packedNames(
-    const std::array<std::string_view, Count>& names) {
-  std::array<std::uint32_t, Count> packed{};
-  for (std::size_t at = 0; at < Count; ++at) packed.at(at) = packedLetters(names.at(at).data());
+template <std::size_t count>
+constexpr std::array<std::uint32_t, count> packedNames(
+    const std::array<std::string_view, count>& names) {
+  std::array<std::uint32_t, count> packed{};
+  for (std::size_t at = 0; at < count; ++at) packed.at(at) = packedLetters(names.at(at).data());
   return packed;
 }
 
@@ -119,11 +119,11 @@ constexpr auto packedWeekdays = packedNames(weekdayNames);
 
 // 1 for the first name, 0 for no name. Every name is looked at: no guess for the processor to
 // miss.
-template <std::size_t Count>
-std::int32_t numberOfName(const std::array<std::uint32_t, Count>& names, const char* text) {
+template <std::size_t count>
+std::int32_t numberOfName(const std::array<std::uint32_t, count>& names, const char* text) {
   const std::uint32_t wanted = packedLetters(text);
   std::int32_t number = 0;
-  for (std::size_t at = 0; at < Count; ++at) {
+  for (std::size_t at = 0; at < count; ++at) {
     number |= names[at] == wanted ? static_cast<std::int32_t>(at) + 1 : 0;
   }
   return number;
