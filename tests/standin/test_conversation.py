@@ -210,7 +210,7 @@ def test_an_archive_of_another_layout_is_refused(
 
 
 def test_an_archive_that_is_cut_short_is_refused(standin: Make) -> None:
-    assert "no zip" in answer_to_archive(standin, input_zip("a", b"data")[:-30])
+    assert "not a zip" in answer_to_archive(standin, input_zip("a", b"data")[:-30])
 
 
 @pytest.mark.parametrize(

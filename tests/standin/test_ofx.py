@@ -61,14 +61,14 @@ def test_a_transaction_becomes_a_row(transaction: str, row: str) -> None:
 @pytest.mark.parametrize(
     "data, reason",
     [
-        (b"", "no well-formed XML"),
-        (b"no xml", "no well-formed XML"),
+        (b"", "not well-formed XML"),
+        (b"no xml", "not well-formed XML"),
         (b"OFXHEADER:100\nDATA:OFXSGML\n", "OFX 1 file"),
         (b"\xef\xbb\xbfOFXHEADER:100\n", "OFX 1 file"),
         (b"<OFX/>", "OFX header is missing"),
         (HEADER.encode() + b"<XFO/>", "OFX header is missing"),
         (HEADER.encode() + b"<OFX/>", "no bank or card statement"),
-        (statement(PAID)[:-1], "no well-formed XML"),
+        (statement(PAID)[:-1], "not well-formed XML"),
         (statement("<TRNAMT>1</TRNAMT>"), "no date: ''"),
         (statement("<DTPOSTED>20240230</DTPOSTED><TRNAMT>1</TRNAMT>"), "no date: '20240230'"),
         (statement("<DTPOSTED>20240228</DTPOSTED>"), "no amount: ''"),
@@ -109,7 +109,7 @@ def test_a_bad_file_ends_the_tool_with_the_status_of_bad_data() -> None:
     result, stream = convert(b"junk")
     assert (result.exit_code, result.dest_file_name, result.converted) == (65, None, None)
     assert b"ERROR: The file is not well-formed XML" in result.logs["conversion.log"]
-    assert "no well-formed XML" in host_messages(stream)[-1]["progressTitle"]
+    assert "not well-formed XML" in host_messages(stream)[-1]["progressTitle"]
 
 
 def test_a_long_statement_reports_a_bounded_number_of_times() -> None:

@@ -24,7 +24,7 @@ _DATE = re.compile(r"(\d{4})(\d{2})(\d{2})(\d|\.|\[|\Z)", re.ASCII)
 
 
 class OfxError(Exception):
-    """The file is no OFX 2 statement; the text says why, for the person who sent it."""
+    """The file is not an OFX 2 statement; the text says why, for the person who sent it."""
 
 
 @dataclass(frozen=True)
@@ -107,7 +107,7 @@ class _Reader:
         except expat.ExpatError as error:
             raise OfxError(f"The file is not well-formed XML: {error}.") from error
         if not self._has_ofx_header or self._root.children[0].name != "OFX":
-            raise OfxError("The file is no OFX 2 file: its OFX header is missing.")
+            raise OfxError("The file is not an OFX 2 file: its OFX header is missing.")
         return self._root
 
     def _start(self, name: str, _attributes: dict[str, str]) -> None:

@@ -27,16 +27,16 @@ def check_words(words: set[str], allowed: set[str], where: str) -> None:
 
 
 def check_value(value: Any, kind: type, where: str) -> Any:
-    """value, if it is of that kind; a truth value counts as no number."""
+    """value, if it is of that kind; a truth value does not count as a number."""
     if not isinstance(value, kind) or (kind is int and isinstance(value, bool)):
-        raise ScriptError(f"{where}: {_shown(value)} is no {kind.__name__}")
+        raise ScriptError(f"{where}: {_shown(value)} is not of type {kind.__name__}")
     return value
 
 
 def check_choice(value: Any, choices: tuple[Any, ...], where: str) -> None:
     """ScriptError unless value is one of the choices."""
     if value not in choices:
-        raise ScriptError(f"{where}: {_shown(value)} is none of {choices}")
+        raise ScriptError(f"{where}: {_shown(value)} is not one of {choices}")
 
 
 def _shown(value: Any) -> str:
