@@ -13,7 +13,8 @@ namespace {
 
 // Null when there is no such key.
 const Dictionary* valueForKey(const Dictionary& dictionary, std::string_view key) {
-  if (!dictionary.is_object()) throw PlatformException("The body of the message is no dictionary");
+  if (!dictionary.is_object())
+    throw PlatformException("The body of the message is not a dictionary");
   const auto found = dictionary.find(key);
   return found == dictionary.end() ? nullptr : &*found;
 }
@@ -37,7 +38,7 @@ std::optional<SecretText> stringForKey(const Dictionary& dictionary, std::string
   const Dictionary* value = valueForKey(dictionary, key);
   if (value == nullptr) return std::nullopt;
   if (!value->is_string()) {
-    throw PlatformException("The value of " + std::string(key) + " is no string");
+    throw PlatformException("The value of " + std::string(key) + " is not a string");
   }
   return value->get_ref<const SecretText&>();
 }
@@ -57,7 +58,7 @@ std::optional<std::int64_t> integerForKey(const Dictionary& dictionary, std::str
     case Dictionary::value_t::string:
       return leadingInteger(value->get_ref<const SecretText&>());
     default:
-      throw PlatformException("The value of " + std::string(key) + " is no integer");
+      throw PlatformException("The value of " + std::string(key) + " is not an integer");
   }
 }
 

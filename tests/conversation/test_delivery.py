@@ -126,10 +126,10 @@ def test_an_empty_description_names_no_file_and_no_exit_code(harness: HostHarnes
 @pytest.mark.parametrize(
     ("plist", "exception"),
     [
-        ({"toolExitCode": []}, "The value of toolExitCode is no integer"),
-        ({"toolExitCode": {"code": 3}}, "The value of toolExitCode is no integer"),
-        ({"destFileName": 5}, "The value of destFileName is no string"),
-        ({"destFileName": ["converted.csv"]}, "The value of destFileName is no string"),
+        ({"toolExitCode": []}, "The value of toolExitCode is not an integer"),
+        ({"toolExitCode": {"code": 3}}, "The value of toolExitCode is not an integer"),
+        ({"destFileName": 5}, "The value of destFileName is not a string"),
+        ({"destFileName": ["converted.csv"]}, "The value of destFileName is not a string"),
     ],
     ids=["code array", "code dictionary", "name integer", "name array"],
 )

@@ -79,11 +79,11 @@ def test_an_error_message_without_reason_aborts_with_none(harness: HostHarness, 
 @pytest.mark.parametrize(
     ("body", "exception"),
     [
-        ('{"reason":5}', "The value of reason is no string"),
-        ('{"reason":null}', "The value of reason is no string"),
-        ('{"reason":["Why?"]}', "The value of reason is no string"),
-        ('{"reason":{"reason":"Why?"}}', "The value of reason is no string"),
-        ('["reason","Why?"]', "The body of the message is no dictionary"),
+        ('{"reason":5}', "The value of reason is not a string"),
+        ('{"reason":null}', "The value of reason is not a string"),
+        ('{"reason":["Why?"]}', "The value of reason is not a string"),
+        ('{"reason":{"reason":"Why?"}}', "The value of reason is not a string"),
+        ('["reason","Why?"]', "The body of the message is not a dictionary"),
     ],
 )
 def test_an_error_message_of_the_wrong_types_aborts_with_an_exception(

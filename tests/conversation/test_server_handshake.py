@@ -91,28 +91,28 @@ def test_an_answer_that_does_not_prove_the_key_aborts(
 @pytest.mark.parametrize(
     ("key", "value", "kind"),
     [
-        ("saltIV", 5, "string"),
-        ("salt", None, "string"),
-        ("salt", ["x"], "string"),
-        ("salt", True, "string"),
-        ("redirectDestinationsIV", {}, "string"),
-        ("redirectDestinations", 1.5, "string"),
-        ("outputArchiveIV", 0, "string"),
-        ("maxInputArchiveSize", [1], "integer"),
-        ("maxInputArchiveSize", {}, "integer"),
-        ("maxInputArchiveSize", None, "integer"),
+        ("saltIV", 5, "a string"),
+        ("salt", None, "a string"),
+        ("salt", ["x"], "a string"),
+        ("salt", True, "a string"),
+        ("redirectDestinationsIV", {}, "a string"),
+        ("redirectDestinations", 1.5, "a string"),
+        ("outputArchiveIV", 0, "a string"),
+        ("maxInputArchiveSize", [1], "an integer"),
+        ("maxInputArchiveSize", {}, "an integer"),
+        ("maxInputArchiveSize", None, "an integer"),
     ],
 )
 def test_a_value_of_the_wrong_type_aborts_with_an_exception(
     harness: HostHarness, key: str, value: Any, kind: str
 ) -> None:
     outcome = harness.convert(handshake(set={key: value}))
-    assert_aborted(harness, outcome, exception=f"The value of {key} is no {kind}")
+    assert_aborted(harness, outcome, exception=f"The value of {key} is not {kind}")
 
 
 def test_an_answer_that_is_a_list_aborts_with_an_exception(harness: HostHarness) -> None:
     outcome = harness.convert(handshake(body='["salt"]'))
-    assert_aborted(harness, outcome, exception="The body of the message is no dictionary")
+    assert_aborted(harness, outcome, exception="The body of the message is not a dictionary")
 
 
 @pytest.mark.parametrize(

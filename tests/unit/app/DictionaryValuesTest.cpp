@@ -50,7 +50,7 @@ TEST(StringForKey, IsAbsentWhereTheKeyIs) {
 TEST(StringForKey, ComplainsOfAnyOtherType) {
   for (const std::string_view json : {R"({"key":1})", R"({"key":1.5})", R"({"key":true})",
                                       R"({"key":null})", R"({"key":[]})", R"({"key":{}})"}) {
-    EXPECT_EQ(complaintOf(stringForKey, json), "The value of key is no string") << json;
+    EXPECT_EQ(complaintOf(stringForKey, json), "The value of key is not a string") << json;
   }
 }
 
@@ -111,15 +111,17 @@ TEST(IntegerForKey, IsAbsentWhereTheKeyIs) {
 TEST(IntegerForKey, ComplainsOfWhatIsNoNumberAtAll) {
   for (const std::string_view json :
        {R"({"key":null})", R"({"key":[1]})", R"({"key":{"key":1}})"}) {
-    EXPECT_EQ(complaintOf(integerForKey, json), "The value of key is no integer") << json;
+    EXPECT_EQ(complaintOf(integerForKey, json), "The value of key is not an integer") << json;
   }
 }
 
 TEST(DictionaryValues, ABodyThatIsNoDictionaryIsComplainedOf) {
   for (const std::string_view json :
        {"[]", R"(["key"])", R"([{"key":1}])", "1", "null", R"("key")"}) {
-    EXPECT_EQ(complaintOf(stringForKey, json), "The body of the message is no dictionary") << json;
-    EXPECT_EQ(complaintOf(integerForKey, json), "The body of the message is no dictionary") << json;
+    EXPECT_EQ(complaintOf(stringForKey, json), "The body of the message is not a dictionary")
+        << json;
+    EXPECT_EQ(complaintOf(integerForKey, json), "The body of the message is not a dictionary")
+        << json;
   }
 }
 
