@@ -22,10 +22,6 @@ void ZanburyToolProxy::startClient() {
   launchServerTask();
 }
 
-void ZanburyToolProxy::pushServerDestinations(const std::vector<std::string>& destinations) {
-  serverDestinations.push(destinations);
-}
-
 bool ZanburyToolProxy::consumeInputFifoData(DataView data) {
   if (state != State::ForwardingMessages) {
     throw SessionFailure{"User canceled", std::nullopt, std::nullopt, true};

@@ -21,6 +21,10 @@ void ZanburyToolProxy::transitionToStateWaitingForServerHello() {
   enterState(State::WaitingForServerHello);
 }
 
+void ZanburyToolProxy::pushServerDestinations(const std::vector<std::string>& destinations) {
+  serverDestinations.push(destinations);
+}
+
 void ZanburyToolProxy::launchServerTask() {
   if (serverDestinations.isEmpty()) {
     transitionToStateRetry();

@@ -79,13 +79,13 @@ class ZanburyToolProxy final : private InterruptHandler,
   // --- ClientStart.cpp: configuration, and what the host's bytes mean ---
 
   void startClient();
-  /// Puts the destinations, trimmed and without the empty ones, at the front of the queue.
-  void pushServerDestinations(const std::vector<std::string>& destinations);
   [[nodiscard]] bool consumeInputFifoData(DataView data);
 
   // --- Connecting.cpp: one server after the other, and the countdown ---
 
   void transitionToStateWaitingForServerHello();
+  /// Puts the destinations, trimmed and without the empty ones, at the front of the queue.
+  void pushServerDestinations(const std::vector<std::string>& destinations);
   /// Tries the next destination, or starts the countdown when none is left.
   void launchServerTask();
   void cleanUpServerTask();
