@@ -36,6 +36,7 @@ void ZanburyToolProxy::launchServerTask() {
   ServerConnectionDelegate& delegate = *this;
   connection_.emplace(directory_.temporaryDirectoryPath(), *destination, delegate);
   connection_->writeIdentity(environment_.serverIdentity);
+  connection_->writeConfiguration();
   host_.sendProgressSectionWithTitle("Connecting to Zanbury Cloud...", 0);
   connection_->launch(environment_.serverCommandPath);
 }

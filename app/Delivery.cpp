@@ -162,7 +162,8 @@ void Delivery::make(const Directory& from, const std::string& name, const std::s
     pending_->copy(from, name, copy);
     logNotRemoved(pending_->takePlace(check_));
     pending_.reset();
-  } catch (...) {
+  } catch (const std::exception&) {
+    // After an interrupt it goes with the delivery: the session has its last words to say first.
     pending_.reset();
     throw;
   }

@@ -93,11 +93,18 @@ void EventRecord::aborting(const std::optional<std::string>& reason) {
 }
 
 void EventRecord::ended(bool didAbort, std::int64_t toolExitCode) noexcept {
+  hasEnded_ = true;
+  didAbort_ = didAbort;
+  toolExitCode_ = toolExitCode;
+}
+
+EventRecord::~EventRecord() {
+  if (!hasEnded_) return;
   write("end", [&] {
     return Json{
-        {"code", code_.empty() ? codeOfEnd(didAbort, toolExitCode) : code_},
+        {"code", code_.empty() ? codeOfEnd(didAbort_, toolExitCode_) : code_},
         {"reason", reason_ ? Json(*reason_) : Json()},
-        {"status", didAbort ? 1 : toolExitCode & statusSeenByTheHost},
+        {"status", didAbort_ ? 1 : toolExitCode_ & statusSeenByTheHost},
         {"delivered", {{"file", didDeliverFile_}, {"logs", didDeliverLogs_}}},
         {"bytes",
          {{"upload", upload_}, {"download", download_}, {"toTool", toTool_}, {"toHost", toHost_}}}};

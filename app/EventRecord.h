@@ -35,6 +35,10 @@ class EventRecord {
   /// Appends to the file or FIFO at the path; a new file gets mode 0600. Writes nothing when there
   /// is no path, or nothing that can be opened without waiting.
   explicit EventRecord(const std::optional<std::string>& path);
+  EventRecord(EventRecord&&) = default;
+  EventRecord& operator=(EventRecord&&) = default;
+  /// Writes the last line, if the session has come to its end: nothing comes behind it.
+  ~EventRecord();
 
   /// The server is tried from now on.
   void connecting(const ServerDestination& server);
@@ -54,7 +58,7 @@ class EventRecord {
   void deliveredFile() { didDeliverFile_ = true; }
   /// They are at the host's path.
   void deliveredLogs() { didDeliverLogs_ = true; }
-  /// The last line.
+  /// The session is over; what it owns may still have to go.
   void ended(bool didAbort, std::int64_t toolExitCode) noexcept;
 
  private:
@@ -66,6 +70,9 @@ class EventRecord {
   State state_ = State::None;
   std::string_view code_;  // empty: as the session's end says
   std::optional<std::string> reason_;
+  bool hasEnded_ = false;
+  bool didAbort_ = false;
+  std::int64_t toolExitCode_ = 0;
   std::uint64_t upload_ = 0;
   std::uint64_t download_ = 0;
   std::uint64_t toTool_ = 0;

@@ -102,7 +102,7 @@ int HostChannel::inputDescriptor() const noexcept {
 }
 
 void HostChannel::checkInput(bool canConsume) {
-  if (!inputFifoFileHandle) return;
+  if (!inputFifoFileHandle || !consumer_) return;
   if (canConsume) {
     const Data data = inputFifoFileHandle->availableData();
     if (!data.empty()) consumeInputFifoData(data);

@@ -47,7 +47,7 @@ class HostChannel {
   /// Readable when `checkInput` will find something; -1: nothing is to be watched.
   [[nodiscard]] int inputDescriptor() const noexcept;
   /// Looks, without waiting, for what the host has sent (unless it would not be consumed now) and
-  /// whether a host that is polled is still there.
+  /// whether a host that is polled is still there. Does nothing before the reading has begun.
   void checkInput(bool canConsume);
 
   /// A title that is absent, or a maximum of 0, is left out of the message.

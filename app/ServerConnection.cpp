@@ -79,14 +79,16 @@ void ServerConnection::writeIdentity(const std::optional<SecretText>& serverIden
   }
 }
 
+void ServerConnection::writeConfiguration() const {
+  static_cast<void>(FileManager::createEmptyFile(temporaryDirectoryPath_ / "config"));
+}
+
 void ServerConnection::removeIdentity() {
   WorkingDirectory::removeItemAtPath(std::exchange(identityPath, {}));
 }
 
 void ServerConnection::launch(const std::optional<std::string>& serverCommandPath,
                               const std::filesystem::path& launchPath) {
-  // Empty, so that no user or system configuration takes part in the connection.
-  static_cast<void>(FileManager::createEmptyFile(temporaryDirectoryPath_ / "config"));
   if (!serverCommandPath) throw PlatformException("EXPORT_SERVER_COMMAND_PATH is not set");
   Pipe standardInput = Pipe::create();
   Pipe standardOutput = Pipe::create();

@@ -39,9 +39,9 @@ class ServerConnectionDelegate {
   virtual void serverStreamDidEnd() = 0;
 };
 
-/// Make one, `writeIdentity`, `launch`. When it goes its pipes are closed and ssh is told to end:
-/// the output of ssh may have ended while ssh has not, for a server can close one stream and keep
-/// the other.
+/// Make one, `writeIdentity`, `writeConfiguration`, `launch`. When it goes its pipes are closed and
+/// ssh is told to end: the output of ssh may have ended while ssh has not, for a server can close
+/// one stream and keep the other.
 class ServerConnection {
  public:
   using Message = ZanburyToolProxyMessage;
@@ -59,6 +59,8 @@ class ServerConnection {
 
   /// Writes the private key where ssh reads it, in a new file of mode 0600. Raises SessionFailure.
   void writeIdentity(const std::optional<SecretText>& serverIdentity);
+  /// Writes the configuration for ssh: none, so that no user's or system's takes part.
+  void writeConfiguration() const;
   /// The key is on disk only from the start of ssh to its server's first message, at which this is
   /// called; before the connection is given up it must be called.
   void removeIdentity();

@@ -38,7 +38,8 @@ bool tryToRemove(const std::filesystem::path& path) {
 
 WorkingDirectory::~WorkingDirectory() {
   try {
-    if (!tryToRemove(temporaryDirectoryPath_)) LastResort::removeDirectory();
+    const bool isGone = !temporaryDirectory_ || tryToRemove(temporaryDirectory_->path());
+    if (!isGone) LastResort::removeDirectory();
   } catch (const std::exception&) {
     LastResort::removeDirectory();
   }
@@ -49,8 +50,9 @@ void WorkingDirectory::createTemporaryDirectory() {
   const auto root = safeRoot();
   TemporaryDirectory::removeStale(root, directoryPrefix);
   temporaryDirectory_ = TemporaryDirectory::create(root, directoryPrefix);
-  if (temporaryDirectory_) temporaryDirectoryPath_ = temporaryDirectory_->path();
-  LastResort::remember(temporaryDirectoryPath_);
+  if (!temporaryDirectory_) return;
+  LastResort::remember(temporaryDirectory_->path());
+  temporaryDirectoryPath_ = temporaryDirectory_->path();
 }
 
 void WorkingDirectory::removeItemAtPath(const std::filesystem::path& path) {

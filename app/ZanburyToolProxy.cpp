@@ -86,7 +86,7 @@ void ZanburyToolProxy::perform(const std::function<void()>& work) {
     }
   } catch (const std::exception&) {
     // Memory is short, even for the abort.
-    state = State::Aborted;
+    if (std::exchange(state, State::Aborted) != State::Aborted) events_.transition(state);
     stopProxy();
   }
 }
@@ -172,8 +172,13 @@ InterruptHandler::Descriptors ZanburyToolProxy::descriptorsToWatch() const {
 }
 
 void ZanburyToolProxy::handleInterrupts() {
-  Interruption::raiseIfTerminated();
-  host_.checkInput(canHostCancel());
+  try {
+    Interruption::raiseIfTerminated();
+    host_.checkInput(canHostCancel());
+  } catch (const std::exception& exception) {
+    // Not a failure of whatever was interrupted, whose callers would take it for one.
+    throw SessionFailure{std::nullopt, std::nullopt, PlatformException(exception.what())};
+  }
 }
 
 }  // namespace ztp

@@ -21,8 +21,9 @@ class InterruptHandler {
   using Descriptors = std::array<int, 2>;
   /// Descriptors whose readability makes `handleInterrupts` be called at once.
   [[nodiscard]] virtual Descriptors descriptorsToWatch() const = 0;
-  /// Called when one of them is readable, and at least every 100 ms. It may raise and must not wait
-  /// itself.
+  /// Called when one of them is readable, and at least every 100 ms. It must not wait itself. What
+  /// it raises ends whatever was waiting; it is not a std::exception, which the callers of that
+  /// would take for a failure of their own.
   virtual void handleInterrupts() = 0;
 };
 

@@ -53,8 +53,7 @@ class FileManager {
 
   /// Copies the file or the directory tree that `source` leads to, to a path where nothing is yet,
   /// with permissions (without set-id bits) and modification times; links inside a tree are kept.
-  /// What was copied before a failure is removed again. So is it when an
-  /// interrupt ends the copy.
+  /// What was copied before a failure is removed again; after an interrupt it stays.
   [[nodiscard]] static MaybeError copyItem(const std::filesystem::path& source,
                                            const std::filesystem::path& destination);
 };

@@ -5,8 +5,7 @@
 
 namespace ztp {
 
-/// Called for every entry of a tree and every piece of a file. It may end the work by raising, or
-/// the process.
+/// Called for every entry of a tree and every piece of a file. It may end the work by raising.
 using InterruptCheck = std::function<void()>;
 
 }  // namespace ztp

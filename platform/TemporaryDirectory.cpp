@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "platform/Directory.h"
+#include "platform/FileHandle.h"
 #include "platform/FileManager.h"
 
 namespace ztp {
@@ -59,12 +60,12 @@ bool isOurs(int directory) {
 }
 
 void removeIfStale(const std::filesystem::path& path) {
-  const int directory = openDirectory(path);
+  const FileHandle handle(openDirectory(path));
+  const int directory = handle.fileDescriptor();
   if (directory < 0) return;
   if (isOurs(directory) && tryLock(directory) == Lock::taken && isDirectoryAt(directory, path)) {
     static_cast<void>(FileManager::removeItem(path, TreeRemoval::Unremovable::empty));
   }
-  ::close(directory);
 }
 
 }  // namespace

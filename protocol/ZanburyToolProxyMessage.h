@@ -31,8 +31,8 @@ class ZanburyToolProxyMessageDelegate;
 /// The head that the three roles of a message share: MessageReader, MessageWriter and
 /// AsynchronousWriter. A message owns its buffers and files and borrows the stream.
 ///
-/// Nothing here raises: failures are a log line and false, absent or the state Aborted. Messages
-/// live on the main thread.
+/// Failures are a log line and false, absent or the state Aborted; nothing is raised but by what
+/// interrupts a wait and by a delegate. Messages live on the main thread.
 class ZanburyToolProxyMessage {
  public:
   using Type = ZanburyToolProxyMessageType;

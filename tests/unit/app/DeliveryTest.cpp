@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <memory>
 
 #include "platform/FileManager.h"
 #include "tests/unit/app/DeliveryFixture.h"
@@ -308,12 +309,13 @@ TEST_F(DeliveryTest, LinksThatLeadNowhereAreLinksAllTheSame) {
 TEST_F(DeliveryTest, WhatIsInterruptedIsTakenBack) {
   put(result / "converted/a", "new");
   fill(host / "result", "old");
-  Delivery interrupted = delivery([&] {
+  auto interrupted = std::make_unique<Delivery>(work, [&] {
     EXPECT_EQ(std::distance(fs::directory_iterator(host), {}), 2) << "one is being made";
     throw Interruption{};
   });
-  EXPECT_THROW(static_cast<void>(interrupted.deliverConvertedFile("converted", host / "result")),
+  EXPECT_THROW(static_cast<void>(interrupted->deliverConvertedFile("converted", host / "result")),
                Interruption);
+  interrupted.reset();
   EXPECT_EQ(listing(host), (Listing{{"result", "old"}}));
 }
 

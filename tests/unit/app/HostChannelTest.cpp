@@ -182,6 +182,14 @@ TEST_F(HostChannelTest, LeavesBytesAloneThatMayNotBeConsumed) {
   EXPECT_EQ(consumed, std::vector<std::string>{"early"});
 }
 
+TEST_F(HostChannelTest, LeavesBytesAloneUntilTheReadingBegins) {
+  open();
+  send("early");
+  channel->checkInput(true);
+  start(HostChannel::Polling{});
+  EXPECT_EQ(consumed, std::vector<std::string>{"early"});
+}
+
 TEST_F(HostChannelTest, IsNotWatchedWhereItCouldAlwaysBeRead) {
   channel->openFifos("/dev/null", std::nullopt);
   EXPECT_EQ(channel->inputDescriptor(), -1);

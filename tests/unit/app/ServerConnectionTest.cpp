@@ -116,6 +116,7 @@ TEST_F(ServerConnectionTest, SaysWhyThereIsNoIdentity) {
 
 TEST_F(ServerConnectionTest, GivesSshItsArgumentsAndNoEnvironment) {
   connection->writeIdentity(SecretText("private"));
+  connection->writeConfiguration();
   launch("printf '%s\\n' \"$@\" >$HERE/arguments; /usr/bin/env >$HERE/environment; : >$HERE/done");
   static_cast<void>(fileOf("done"));
   EXPECT_EQ(fileOf("arguments"),
