@@ -74,7 +74,7 @@ plist_t parseXml(DataView bytes) {
 }
 
 [[noreturn]] void wrongType(std::string_view key, std::string_view expected) {
-  throw PlatformException("The value of " + std::string(key) + " is no " + std::string(expected));
+  throw PlatformException("The value of " + std::string(key) + " is not " + std::string(expected));
 }
 
 }  // namespace
@@ -116,7 +116,7 @@ void* PropertyList::item(std::string_view key) const {
 std::optional<std::string> PropertyList::string(std::string_view key) const {
   plist_t node = item(key);
   if (node == nullptr) return std::nullopt;
-  if (plist_get_node_type(node) != PLIST_STRING) wrongType(key, "string");
+  if (plist_get_node_type(node) != PLIST_STRING) wrongType(key, "a string");
   return stringValue(node);
 }
 
@@ -139,7 +139,7 @@ std::optional<std::int64_t> PropertyList::integer(std::string_view key) const {
     case PLIST_STRING:
       return leadingInteger(stringValue(node));
     default:
-      wrongType(key, "integer");
+      wrongType(key, "an integer");
   }
 }
 

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -54,6 +55,7 @@ class Listener : public ServerConnectionDelegate {
 class ServerConnectionTest : public testing::Test {
  protected:
   ServerConnectionTest() {
+    ::signal(SIGPIPE, SIG_IGN);  // as in the program
     fs::create_directory(work);
     connection.emplace(work, ServerDestination{"user", "host.example", "22"}, listener);
   }
