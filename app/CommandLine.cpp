@@ -5,10 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include <unistd.h>
-
 #include "platform/Error.h"
 #include "platform/Log.h"
+#include "platform/System.h"
 
 namespace ztp {
 namespace {
@@ -34,7 +33,8 @@ constexpr std::string_view startedByHand =
 
 bool isStartedByHost() {
   constexpr std::string_view prefix = "EXPORT_";
-  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+  char** variable = system::environment();
+  for (; variable != nullptr && *variable != nullptr; ++variable) {
     if (std::string_view(*variable).starts_with(prefix)) return true;
   }
   return false;

@@ -1,8 +1,13 @@
-// What differs between operating systems. SystemLinux.cpp and SystemDarwin.cpp are its two bodies;
-// CMake chooses one. Nothing outside them asks which system it is.
+// What differs between operating systems. It has three bodies, of which CMake chooses one
+// (ZTP_SYSTEM): SystemLinux.cpp, SystemDarwin.cpp for macOS, and SystemPosix.cpp, which any system
+// could run. Nothing outside them asks which system it is.
 #pragma once
 
+#include <sys/stat.h>
+
+#include <array>
 #include <cstddef>
+#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -15,15 +20,21 @@ std::filesystem::path temporaryRoot();
 /// The dotted version of the operating system, such as "12.0"; absent when there is none.
 std::optional<std::string> productVersion();
 
+/// The variables of the environment, "NAME=value" each, with a null pointer behind the last; null
+/// where there are none.
+char** environment() noexcept;
+
 /// The program that packs and unpacks zip archives with the arguments "-c -k --keepParent" and
 /// "-x -k".
 std::filesystem::path archiverPath();
 
-/// No core file of this process is ever written, and other processes of the user cannot attach.
+/// No core file of this process is ever written, and where the system allows it other processes of
+/// the user cannot attach.
 void disableCoreDumps();
 
-/// In a freshly forked child: makes the system kill it when `parent` is gone, and ends it at once
-/// when that has already happened. Only calls that are safe after fork.
+/// In a freshly forked child: sees to it that it is killed when `parent` is gone, and ends it at
+/// once when that has already happened. Where the system makes no such promise, a process that is
+/// forked from the child keeps watch. Only calls that are safe after fork.
 void dieWithParent(int parent) noexcept;
 
 /// In a freshly forked child: every descriptor above `lastKept` is closed by exec.
@@ -34,6 +45,14 @@ void enlargePipe(int fileDescriptor) noexcept;
 
 /// Bytes that a pipe holds and nobody has read; 0 when that cannot be found out.
 std::size_t bytesInPipe(int fileDescriptor) noexcept;
+
+/// When a file was last read and last changed, in the order of futimens(2).
+std::array<timespec, 2> timesOf(const struct stat& status) noexcept;
+
+/// Makes a file that shares the blocks of an open one, which has been neither read nor written.
+/// False, and nothing done, where the name is taken or the system has no such call: the content is
+/// copied then, which may share blocks too (copyInKernel).
+bool cloneFile(int source, int directory, const char* name) noexcept;
 
 /// Copies as much as it can from one open file to another inside the kernel, sharing blocks where
 /// the file system can. Bytes copied, 0 at the end of the file, absent when these files cannot be

@@ -31,8 +31,7 @@ constexpr mode_t ownerOnly = 0600;
 
 // Not every file system has permissions, and not every one takes them from everybody.
 void setTimesAndMode(int fileDescriptor, const struct stat& status) {
-  const timespec times[] = {status.st_atim, status.st_mtim};
-  static_cast<void>(::futimens(fileDescriptor, times));
+  static_cast<void>(::futimens(fileDescriptor, system::timesOf(status).data()));
   static_cast<void>(::fchmod(fileDescriptor, status.st_mode & permissionBits));
 }
 
@@ -121,6 +120,9 @@ void TreeCopy::copyFile(FileHandle from, const Directory& to, const std::string&
   struct stat status {};
   if (::fstat(from.fileDescriptor(), &status) != 0) fail("stat", to, newName);
   if (!S_ISREG(status.st_mode)) refuse("Copied from something that is not a file", to, newName);
+  if (system::cloneFile(from.fileDescriptor(), to.fileDescriptor(), newName.c_str())) {
+    return setTimesAndMode(to.file(newName, O_RDONLY).fileDescriptor(), status);
+  }
   FileHandle file = to.file(newName, O_WRONLY | O_CREAT | O_EXCL, ownerOnly);
   try {
     copyContent(from, file);

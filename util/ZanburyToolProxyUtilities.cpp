@@ -19,7 +19,7 @@ constexpr std::string_view privatePrefix = "EXPORT_";
 
 std::vector<std::string> environmentForTasks() {
   std::vector<std::string> result;
-  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+  for (char** entry = system::environment(); entry != nullptr && *entry != nullptr; ++entry) {
     const std::string_view variable = *entry;
     if (!variable.starts_with(privatePrefix)) result.emplace_back(variable);
   }

@@ -2,6 +2,7 @@
 #include "tests/support/ScratchDirectory.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>

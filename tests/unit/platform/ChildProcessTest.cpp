@@ -4,12 +4,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 
 #include "platform/BlockingWait.h"
 #include "platform/Error.h"
@@ -32,8 +30,8 @@ std::string printedBy(const std::string& script, std::vector<std::string> enviro
   return std::string(textOf(printed));
 }
 
-ChildProcess launchIdle() {
-  return ChildProcess::launch({"/bin/sleep", {"1000"}, {}}, {0, 1, 2});
+ChildProcess launchIdle(int standardOutput = 1) {
+  return ChildProcess::launch({"/bin/sleep", {"1000"}, {}}, {0, standardOutput, 2});
 }
 
 constexpr int patienceInMilliseconds = 300'000;
@@ -146,18 +144,17 @@ TEST(ChildProcess, IsKilledWhenItsParentIsGone) {
   Pipe pipe = Pipe::create();
   const pid_t middle = ::fork();
   if (middle == 0) {
-    const pid_t pid = launchIdle().processIdentifier();
-    static_cast<void>(!::write(pipe.writingEnd.fileDescriptor(), &pid, sizeof pid));
+    const auto child = launchIdle(pipe.writingEnd.fileDescriptor());
+    static_cast<void>(!::write(pipe.writingEnd.fileDescriptor(), "launched", 8));
     ::raise(SIGKILL);
   }
-  const Data bytes = pipe.readingEnd.readDataOfLength(sizeof(pid_t));
-  pid_t pid = -1;
-  std::memcpy(&pid, bytes.data(), sizeof pid);
+  pipe.writingEnd.close();
+  EXPECT_EQ(textOf(pipe.readingEnd.readDataOfLength(8)), "launched");
   ::waitpid(middle, nullptr, 0);
-  const FileHandle grandchild(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
-  pollfd end{grandchild.fileDescriptor(), POLLIN, 0};
-  const bool isReaped = grandchild.fileDescriptor() == -1;
-  EXPECT_TRUE(isReaped || ::poll(&end, 1, patienceInMilliseconds) == 1);
+  // The child was the last to hold the other end.
+  pollfd end{pipe.readingEnd.fileDescriptor(), POLLIN, 0};
+  EXPECT_EQ(::poll(&end, 1, patienceInMilliseconds), 1);
+  EXPECT_TRUE(pipe.readingEnd.readDataOfLength(1).empty());
 }
 
 }  // namespace
