@@ -15,7 +15,8 @@ if(ZTP_SANITIZE)
   target_link_options(ztp_settings INTERFACE -fsanitize=${ZTP_SANITIZE})
 else()
   # The program holds a private key and reads bytes from strangers.
-  target_compile_options(ztp_settings INTERFACE -fstack-protector-strong -fstack-clash-protection)
+  target_compile_options(ztp_settings INTERFACE
+    -fstack-protector-strong $<$<NOT:$<PLATFORM_ID:Darwin>>:-fstack-clash-protection>)
   target_compile_definitions(ztp_settings INTERFACE
     "$<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>" "$<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>")
 endif()

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <initializer_list>
+
 #include "platform/FileManager.h"
 #include "tests/support/ScratchDirectory.h"
 
@@ -16,7 +18,7 @@ class PrivateFile : public testing::Test {
 };
 
 TEST_F(PrivateFile, IsForItsOwnerWhateverTheUmask) {
-  for (const mode_t mask : {0000U, 0022U, 0777U}) {
+  for (const mode_t mask : std::initializer_list<mode_t>{0000, 0022, 0777}) {
     SCOPED_TRACE(mask);
     const auto path = scratch / std::to_string(mask);
     const mode_t before = ::umask(mask);

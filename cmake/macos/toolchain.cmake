@@ -1,0 +1,28 @@
+# Cross-compiles for macOS; scripts/macos-libraries makes the compiler and the libraries that this
+# names. ZTP_MACOS_PROCESSOR is aarch64 or x86_64.
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZTP_MACOS_PROCESSOR)
+set(CMAKE_SYSTEM_NAME Darwin)
+set(CMAKE_SYSTEM_PROCESSOR "${ZTP_MACOS_PROCESSOR}")
+
+cmake_path(SET macos NORMALIZE "${CMAKE_CURRENT_LIST_DIR}/../../build/macos")
+set(tools "${macos}/bin/${ZTP_MACOS_PROCESSOR}-macos-none")
+set(CMAKE_C_COMPILER "${tools}-cc")
+set(CMAKE_CXX_COMPILER "${tools}-c++")
+set(CMAKE_AR "${tools}-ar" CACHE FILEPATH "")
+set(CMAKE_RANLIB "${tools}-ranlib" CACHE FILEPATH "")
+# Nothing is installed, and no framework is there.
+set(CMAKE_INSTALL_NAME_TOOL "${CMAKE_COMMAND}" CACHE FILEPATH "")
+set(CMAKE_OSX_SYSROOT "" CACHE PATH "")
+set(CMAKE_OSX_DEPLOYMENT_TARGET "" CACHE STRING "")
+set(CMAKE_SKIP_RPATH ON)
+
+set(CMAKE_FIND_ROOT_PATH "${macos}/${ZTP_MACOS_PROCESSOR}")
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(CMAKE_FIND_PACKAGE_PREFER_CONFIG ON)
+set(CMAKE_PREFIX_PATH "/")
+set(ENV{PKG_CONFIG_LIBDIR} "${CMAKE_FIND_ROOT_PATH}/lib/pkgconfig")
+# The tests cannot be asked for their names.
+set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)
