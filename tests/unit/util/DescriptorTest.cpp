@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "platform/Error.h"
+#include "platform/System.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Pipe.h"
 #include "tests/unit/util/Interrupter.h"
@@ -40,7 +41,7 @@ TEST(SetBlocking, SwitchesThereAndBackAndKeepsTheOtherFlags) {
 
 // Flags of a descriptor that only names a place (O_PATH) can be read, but to set them fails.
 TEST(SetBlocking, InTheWantedModeSetsNothing) {
-  const int fileDescriptor = ::open("/", O_PATH | O_CLOEXEC);
+  const int fileDescriptor = ::open("/", system::searchOnlyFlag() | O_CLOEXEC);
   CapturedLog quiet;
   Utilities::setBlocking(true, fileDescriptor);
   EXPECT_EQ(quiet.text(), "");
