@@ -1,4 +1,4 @@
-/* What Abseil calls to learn the local time zone; Apple's own header comes with its own tools only. */
+// What Abseil calls to learn the local time zone; Apple's own header comes with its tools only.
 #pragma once
 
 #ifdef __cplusplus
