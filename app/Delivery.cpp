@@ -40,7 +40,7 @@ Directory openFor(const fs::path& destination, const fs::path& directory) {
   }
 }
 
-void logNotRemoved(const std::optional<Error>& error) {
+void logNotRemoved(const MaybeError& error) {
   if (error) log("ERROR: Could not remove file, error = {}", printable(error->description));
 }
 

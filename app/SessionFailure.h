@@ -13,7 +13,7 @@ namespace ztp {
 /// handles the failure of an operation does not handle the end of the session.
 struct SessionFailure {
   std::optional<std::string> reason = std::nullopt;
-  std::optional<Error> error = std::nullopt;
+  MaybeError error = std::nullopt;
   std::optional<PlatformException> exception = std::nullopt;
   bool userDidCancel = false;
 };

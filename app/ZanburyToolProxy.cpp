@@ -101,14 +101,13 @@ void ZanburyToolProxy::performQuietly(const std::function<void()>& work) {
 }
 
 void ZanburyToolProxy::abortWithReason(const std::optional<std::string>& reason,
-                                       const std::optional<Error>& error,
-                                       const std::exception* exception) {
+                                       const MaybeError& error, const std::exception* exception) {
   abortWithReason(reason, error, exception, false);
 }
 
 void ZanburyToolProxy::abortWithReason(const std::optional<std::string>& reason,
-                                       const std::optional<Error>& error,
-                                       const std::exception* exception, bool userDidCancel) {
+                                       const MaybeError& error, const std::exception* exception,
+                                       bool userDidCancel) {
   const Causes causes{nonEmpty(reason), error ? nonEmpty(error->description) : std::nullopt,
                       exception ? nonEmpty(exception->what()) : std::nullopt};
   abortStrings = causes.lines();

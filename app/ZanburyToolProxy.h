@@ -60,9 +60,9 @@ class ZanburyToolProxy final : private InterruptHandler,
   /// Logs the reasons, tells the host (when the user canceled) and the server, stops. Each argument
   /// may be absent. Returns only when the session had aborted before; then it does no more than
   /// log.
-  void abortWithReason(const std::optional<std::string>& reason, const std::optional<Error>& error,
+  void abortWithReason(const std::optional<std::string>& reason, const MaybeError& error,
                        const std::exception* exception, bool userDidCancel);
-  void abortWithReason(const std::optional<std::string>& reason, const std::optional<Error>& error,
+  void abortWithReason(const std::optional<std::string>& reason, const MaybeError& error,
                        const std::exception* exception);
   /// Last words: a failure is no more than logged.
   void performQuietly(const std::function<void()>& work);

@@ -16,7 +16,7 @@
 #include "protocol/AsynchronousWriter.h"
 #include "protocol/ZanburyToolProxyMessageDelegate.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/Pipe.h"
+#include "tests/support/ObservedPipe.h"
 #include "tests/support/ScratchDirectory.h"
 #include "tests/unit/protocol/ScriptedWrites.h"
 #include "util/ZanburyToolProxyUtilities.h"
@@ -58,7 +58,7 @@ class Upload : public ZanburyToolProxyMessageDelegate {
   }
 
   // Turns the loop until the writing has ended, emptying the pipe meanwhile.
-  std::string finish(Pipe& stream) {
+  std::string finish(ObservedPipe& stream) {
     std::string received = stream.drain();
     for (int turn = 0; ends == 0 && turn < 100'000; ++turn) {
       RunLoop::main().runOnce();
@@ -84,13 +84,13 @@ std::string bytesCounting(std::size_t count) {
 class AsynchronousWriting : public testing::Test {
  protected:
   ScratchDirectory folder_;
-  Pipe stream_;
+  ObservedPipe stream_;
   Upload upload_;
 };
 
 TEST_F(AsynchronousWriting, SendsHeaderAndFile) {
   const std::string content = bytesCounting(1'000'000);
-  ASSERT_TRUE(upload_.start(folder_.write("file", content), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", content), stream_.writingEnd));
   EXPECT_EQ(upload_.finish(stream_), "i1000000\n" + content);
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.finalState, State::FinishedWriting);
@@ -113,7 +113,7 @@ TEST_F(AsynchronousWriting, WritesChunksOf256000BytesAndAsksAfterEach) {
 }
 
 TEST_F(AsynchronousWriting, WritesTheHeaderBeforeItReturns) {
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   EXPECT_EQ(stream_.drain(), "i3\n");
   const AsynchronousWriter& message = *upload_.pending;
   EXPECT_EQ(message.state, State::WritingAsynchronously);
@@ -126,8 +126,8 @@ TEST_F(AsynchronousWriting, WritesTheHeaderBeforeItReturns) {
 }
 
 TEST_F(AsynchronousWriting, WritesOnceATurnAtMost) {
-  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(1'000'000)), stream_.writeEnd));
-  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor());
+  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(1'000'000)), stream_.writingEnd));
+  const ScriptedWrites writes(stream_.writingEnd.fileDescriptor());
   std::size_t before = 0;
   while (upload_.ends == 0) {
     RunLoop::main().runOnce();
@@ -140,7 +140,7 @@ TEST_F(AsynchronousWriting, WritesOnceATurnAtMost) {
 
 TEST_F(AsynchronousWriting, KeepsTheStreamNonBlockingWhileItWrites) {
   EXPECT_FALSE(stream_.isNonBlocking());
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   EXPECT_TRUE(stream_.isNonBlocking());
   upload_.finish(stream_);
   EXPECT_FALSE(stream_.isNonBlocking());
@@ -149,7 +149,7 @@ TEST_F(AsynchronousWriting, KeepsTheStreamNonBlockingWhileItWrites) {
 TEST_F(AsynchronousWriting, LetsTheLoopTurnWhileTheStreamIsFull) {
   const std::size_t filling = stream_.fill();
   const CapturedLog log;
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   bool loopTurned = false;
   const DelayedPerform somethingElse(std::chrono::milliseconds(1), [&] { loopTurned = true; });
   while (!loopTurned) RunLoop::main().runOnce();
@@ -160,7 +160,7 @@ TEST_F(AsynchronousWriting, LetsTheLoopTurnWhileTheStreamIsFull) {
 
 TEST_F(AsynchronousWriting, GoesOnInTheMiddleOfAChunkWhenTheStreamHasRoomAgain) {
   const std::string content = bytesCounting(300'000);
-  ASSERT_TRUE(upload_.start(folder_.write("file", content), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", content), stream_.writingEnd));
   RunLoop::main().runOnce();
   ASSERT_EQ(upload_.totals.size(), 1U);
   EXPECT_LT(upload_.totals.front(), 256'000U) << "a pipe takes a part of the chunk";
@@ -181,7 +181,7 @@ TEST_F(AsynchronousWriting, StopsAtTheFirstQuestionAnsweredWithNo) {
 
 TEST_F(AsynchronousWriting, MakesTheStreamBlockingAgainWhenItIsStopped) {
   upload_.questionToRefuse = 1;
-  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writingEnd));
   upload_.finish(stream_);
   EXPECT_EQ(upload_.totals.size(), 1U);
   EXPECT_EQ(upload_.finalState, State::FinishedWriting);
@@ -191,9 +191,9 @@ TEST_F(AsynchronousWriting, MakesTheStreamBlockingAgainWhenItIsStopped) {
 class TransientError : public AsynchronousWriting, public testing::WithParamInterface<int> {};
 
 TEST_P(TransientError, IsRetriedAfterATenthOfASecond) {
-  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {goesThrough, GetParam()});
+  const ScriptedWrites writes(stream_.writingEnd.fileDescriptor(), {goesThrough, GetParam()});
   const CapturedLog log;
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   const auto start = Clock::now();
   EXPECT_EQ(upload_.finish(stream_), "i3\nabc") << "nothing lost, nothing twice";
   // The loop's clock has whole milliseconds, and may have been looked at a little before.
@@ -208,9 +208,9 @@ TEST_P(TransientError, IsRetriedAfterATenthOfASecond) {
 INSTANTIATE_TEST_SUITE_P(AsynchronousWriting, TransientError, testing::Values(4, 11, 35));
 
 TEST_F(AsynchronousWriting, RetriesTheHeaderToo) {
-  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {interrupted, interrupted});
+  const ScriptedWrites writes(stream_.writingEnd.fileDescriptor(), {interrupted, interrupted});
   const CapturedLog log;
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   EXPECT_EQ(upload_.finish(stream_), "i3\nabc");
   EXPECT_EQ(writes.offered(), (Sizes{3, 3, 3, 3}));
   EXPECT_EQ(log.text(), "write: Interrupted system call\nwrite: Interrupted system call\n");
@@ -219,8 +219,8 @@ TEST_F(AsynchronousWriting, RetriesTheHeaderToo) {
 // The session learns of a broken stream from the end of what the server sends: an abort here would
 // come before the server's last words are read.
 TEST_F(AsynchronousWriting, EndsAsFinishedWhenTheStreamBreaks) {
-  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writeEnd));
-  stream_.readEnd.close();
+  ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writingEnd));
+  stream_.readingEnd.close();
   const CapturedLog log;
   while (upload_.ends == 0) RunLoop::main().runOnce();
   EXPECT_EQ(upload_.ends, 1);
@@ -231,18 +231,18 @@ TEST_F(AsynchronousWriting, EndsAsFinishedWhenTheStreamBreaks) {
 }
 
 TEST_F(AsynchronousWriting, EndsAsFinishedAfterAnyOtherErrorInTheBody) {
-  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {goesThrough, noSpace});
+  const ScriptedWrites writes(stream_.writingEnd.fileDescriptor(), {goesThrough, noSpace});
   const CapturedLog log;
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   EXPECT_EQ(upload_.finish(stream_), "i3\n");
   EXPECT_EQ(upload_.finalState, State::FinishedWriting);
   EXPECT_EQ(log.text(), "write: No space left on device\n");
 }
 
 TEST_F(AsynchronousWriting, CanEndBeforeTheStartReturns) {
-  const ScriptedWrites writes(stream_.writeEnd.fileDescriptor(), {brokenPipe});
+  const ScriptedWrites writes(stream_.writingEnd.fileDescriptor(), {brokenPipe});
   const CapturedLog log;
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.pending->state, State::FinishedWriting);
   EXPECT_EQ(stream_.drain(), "");
@@ -251,7 +251,7 @@ TEST_F(AsynchronousWriting, CanEndBeforeTheStartReturns) {
 
 TEST_F(AsynchronousWriting, DoesNotStartForAnEmptyFile) {
   const CapturedLog log;
-  EXPECT_FALSE(upload_.start(folder_.write("empty", ""), stream_.writeEnd));
+  EXPECT_FALSE(upload_.start(folder_.write("empty", ""), stream_.writingEnd));
   EXPECT_EQ(log.text(), "");
   EXPECT_FALSE(stream_.isNonBlocking());
   EXPECT_EQ(upload_.ends, 0);
@@ -259,15 +259,15 @@ TEST_F(AsynchronousWriting, DoesNotStartForAnEmptyFile) {
 
 TEST_F(AsynchronousWriting, DoesNotStartForAMissingFileAndSaysWhy) {
   const CapturedLog log;
-  EXPECT_FALSE(upload_.start(folder_.path() / "missing", stream_.writeEnd));
+  EXPECT_FALSE(upload_.start(folder_.path() / "missing", stream_.writingEnd));
   EXPECT_NE(log.text().find("No such file or directory\n"), std::string::npos) << log.text();
   EXPECT_EQ(stream_.drain(), "");
 }
 
 TEST_F(AsynchronousWriting, AbortsAtOnceOnAClosedStream) {
-  stream_.writeEnd.close();
+  stream_.writingEnd.close();
   const CapturedLog log;
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.finalState, State::Aborted);
   EXPECT_EQ(log.text(), "poll: bad file descriptor\n");
@@ -276,7 +276,7 @@ TEST_F(AsynchronousWriting, AbortsAtOnceOnAClosedStream) {
 // Nothing compares the bytes sent with the length announced; the file decides.
 TEST_F(AsynchronousWriting, SendsWhatAFileHasGainedSinceTheStart) {
   const auto file = folder_.write("file", "abc");
-  ASSERT_TRUE(upload_.start(file, stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(file, stream_.writingEnd));
   appendTo(file, "def");
   EXPECT_EQ(upload_.finish(stream_), "i3\nabcdef");
   EXPECT_EQ(upload_.finalState, State::FinishedWriting);
@@ -284,7 +284,7 @@ TEST_F(AsynchronousWriting, SendsWhatAFileHasGainedSinceTheStart) {
 
 TEST_F(AsynchronousWriting, EndsWhereAFileThatShrankEnds) {
   const auto file = folder_.write("file", bytesCounting(600'000));
-  ASSERT_TRUE(upload_.start(file, stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(file, stream_.writingEnd));
   std::filesystem::resize_file(file, 3);
   EXPECT_EQ(upload_.finish(stream_), "i600000\n0 2");
   EXPECT_EQ(upload_.totals, (Totals{3, 3}));
@@ -296,7 +296,7 @@ TEST_F(AsynchronousWriting, AbortsWhenTheFileCannotBeRead) {
   folder_.write("file", "abc");
   const auto size = ZanburyToolProxyUtilities::fileSizeForPath(folder_.path());
   const CapturedLog log;
-  ASSERT_TRUE(upload_.start(folder_.path(), stream_.writeEnd)) << "a directory can be opened";
+  ASSERT_TRUE(upload_.start(folder_.path(), stream_.writingEnd)) << "a directory can be opened";
   EXPECT_EQ(upload_.finish(stream_), fmt::format("i{}\n", size));
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.finalState, State::Aborted);
@@ -305,7 +305,7 @@ TEST_F(AsynchronousWriting, AbortsWhenTheFileCannotBeRead) {
 }
 
 TEST_F(AsynchronousWriting, IsAbortedFromOutside) {
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   upload_.pending->transitionToStateFinishedWritingAndAbort(true);
   EXPECT_EQ(upload_.ends, 1);
   EXPECT_EQ(upload_.finalState, State::Aborted);
@@ -319,7 +319,7 @@ TEST_F(AsynchronousWriting, LeavesNothingBehindWhenItsMessageIsDestroyed) {
     SCOPED_TRACE(streamIsFull);
     stream_.drain();
     if (streamIsFull) stream_.fill();
-    ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writeEnd));
+    ASSERT_TRUE(upload_.start(folder_.write("file", bytesCounting(600'000)), stream_.writingEnd));
     stream_.drain();
     upload_.pending.reset();
     RunLoop::main().run();
@@ -329,10 +329,10 @@ TEST_F(AsynchronousWriting, LeavesNothingBehindWhenItsMessageIsDestroyed) {
 }
 
 TEST_F(AsynchronousWriting, CanBeFollowedByAMessageWrittenAtOnce) {
-  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writeEnd));
+  ASSERT_TRUE(upload_.start(folder_.write("file", "abc"), stream_.writingEnd));
   upload_.finish(stream_);
-  EXPECT_TRUE(
-      Message::writeMessageWithType(Type::OutputArchiveAcknowledgement, Data{}, stream_.writeEnd));
+  EXPECT_TRUE(Message::writeMessageWithType(Type::OutputArchiveAcknowledgement, Data{},
+                                            stream_.writingEnd));
   EXPECT_EQ(stream_.drain(), "O0\n");
 }
 

@@ -10,7 +10,7 @@
 #include <rapidcheck.h>
 
 #include "protocol/ZanburyToolProxyMessage.h"
-#include "tests/support/Pipe.h"
+#include "tests/support/ObservedPipe.h"
 #include "tests/support/ScratchDirectory.h"
 #include "tests/unit/protocol/ReaderOutcome.h"
 
@@ -96,8 +96,8 @@ TEST(WrittenMessage, IsReadAsItWas) {
   EXPECT_TRUE(rc::check("there and back", [] {
     const auto type = static_cast<Type>(*rc::gen::inRange(0, 12));
     const std::string body = *bytes();
-    Pipe stream;
-    RC_ASSERT(Message::writeMessageWithType(type, copyOf(bytesOf(body)), stream.writeEnd));
+    ObservedPipe stream;
+    RC_ASSERT(Message::writeMessageWithType(type, copyOf(bytesOf(body)), stream.writingEnd));
     const auto outcomes = readStream(stream.drain(), {}, nullptr);
     const ReaderOutcome expected{State::FinishedReading, type, body.size(),
                                  body.empty() ? "(none)" : body};

@@ -9,7 +9,7 @@
 
 #include "protocol/MessageWriter.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/Pipe.h"
+#include "tests/support/ObservedPipe.h"
 #include "tests/support/ScratchDirectory.h"
 #include "tests/unit/protocol/ScriptedWrites.h"
 #include "util/ZanburyToolProxyUtilities.h"
@@ -26,74 +26,74 @@ Data data(std::string_view text) {
 }
 
 TEST(WriteDictionary, SendsCompactJson) {
-  Pipe stream;
+  ObservedPipe stream;
   Dictionary dictionary;
   dictionary["reason"] = "Too late";
   dictionary["code"] = 3;
-  EXPECT_TRUE(Message::writeMessageWithType(Type::Error, dictionary, stream.writeEnd));
+  EXPECT_TRUE(Message::writeMessageWithType(Type::Error, dictionary, stream.writingEnd));
   EXPECT_EQ(stream.drain(), "!30\n{\"reason\":\"Too late\",\"code\":3}");
 }
 
 TEST(WriteDictionary, SendsNoBodyForAnEmptyOne) {
-  Pipe stream;
+  ObservedPipe stream;
   EXPECT_TRUE(Message::writeMessageWithType(Type::OutputArchiveAcknowledgement,
-                                            Dictionary::object(), stream.writeEnd));
-  EXPECT_TRUE(Message::writeMessageWithType(Type::Error, Dictionary(), stream.writeEnd));
+                                            Dictionary::object(), stream.writingEnd));
+  EXPECT_TRUE(Message::writeMessageWithType(Type::Error, Dictionary(), stream.writingEnd));
   EXPECT_EQ(stream.drain(), "O0\n!0\n");
 }
 
 TEST(WriteDictionary, FailsWithALineForTextThatIsNotUtf8) {
-  Pipe stream;
+  ObservedPipe stream;
   Dictionary dictionary;
   dictionary["reason"] = "\xff";
   const CapturedLog log;
-  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, dictionary, stream.writeEnd));
+  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, dictionary, stream.writingEnd));
   EXPECT_EQ(log.text(), "JSON: a text is not UTF-8\n");
   EXPECT_EQ(stream.drain(), "");
 }
 
 TEST(WriteData, SendsHeaderAndBody) {
-  Pipe stream;
-  EXPECT_TRUE(Message::writeMessageWithType(Type::Forward, data("abc"), stream.writeEnd));
+  ObservedPipe stream;
+  EXPECT_TRUE(Message::writeMessageWithType(Type::Forward, data("abc"), stream.writingEnd));
   EXPECT_EQ(stream.drain(), "f3\nabc");
 }
 
 TEST(WriteData, SendsTheHeaderAloneForNoBytes) {
-  Pipe stream;
-  EXPECT_TRUE(Message::writeMessageWithType(Type::ClientHandshake, Data{}, stream.writeEnd));
+  ObservedPipe stream;
+  EXPECT_TRUE(Message::writeMessageWithType(Type::ClientHandshake, Data{}, stream.writingEnd));
   EXPECT_EQ(stream.drain(), "c0\n");
 }
 
 TEST(WriteData, WaitsForRoomWhateverTheStreamsMode) {
   for (const bool blocking : {true, false}) {
-    Pipe stream;
-    ZanburyToolProxyUtilities::setBlocking(blocking, stream.writeEnd.fileDescriptor());
+    ObservedPipe stream;
+    ZanburyToolProxyUtilities::setBlocking(blocking, stream.writingEnd.fileDescriptor());
     std::string received;
     std::thread peer([&stream, &received] {
       while (received.size() < 1'000'009) {
-        received += textOf(stream.readEnd.readDataOfLength(1'000'009));
+        received += textOf(stream.readingEnd.readDataOfLength(1'000'009));
       }
     });
     EXPECT_TRUE(
-        Message::writeMessageWithType(Type::Forward, Data(1'000'000, 'x'), stream.writeEnd));
+        Message::writeMessageWithType(Type::Forward, Data(1'000'000, 'x'), stream.writingEnd));
     peer.join();
     EXPECT_EQ(received, "f1000000\n" + std::string(1'000'000, 'x'));
   }
 }
 
 TEST(WriteData, FailsWithTheReasonWhenTheStreamIsBroken) {
-  Pipe stream;
-  stream.readEnd.close();
+  ObservedPipe stream;
+  stream.readingEnd.close();
   const CapturedLog log;
-  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, Data{}, stream.writeEnd));
+  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, Data{}, stream.writingEnd));
   EXPECT_EQ(log.text(), "write: Broken pipe\n");
 }
 
 TEST(WriteData, FailsWithTheReasonWhenTheStreamIsClosed) {
-  Pipe stream;
-  stream.writeEnd.close();
+  ObservedPipe stream;
+  stream.writingEnd.close();
   const CapturedLog log;
-  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, data("x"), stream.writeEnd));
+  EXPECT_FALSE(Message::writeMessageWithType(Type::Error, data("x"), stream.writingEnd));
   EXPECT_EQ(log.text(), "write: Bad file descriptor\n");
 }
 
@@ -111,38 +111,39 @@ TEST(WriteFile, SendsTheWholeFile) {
 
 TEST(WriteFile, WritesNothingForAnEmptyFile) {
   const ScratchDirectory folder;
-  Pipe stream;
+  ObservedPipe stream;
   const CapturedLog log;
   EXPECT_FALSE(Message::writeMessageWithType(Type::InputArchive, folder.write("empty", ""),
-                                             stream.writeEnd));
+                                             stream.writingEnd));
   EXPECT_EQ(stream.drain(), "");
   EXPECT_EQ(log.text(), "");
 }
 
 TEST(WriteFile, WritesNothingForAMissingFileAndSaysWhy) {
   const ScratchDirectory folder;
-  Pipe stream;
+  ObservedPipe stream;
   const CapturedLog log;
   EXPECT_FALSE(Message::writeMessageWithType(Type::InputArchive, folder.path() / "missing",
-                                             stream.writeEnd));
+                                             stream.writingEnd));
   EXPECT_EQ(stream.drain(), "");
   EXPECT_NE(log.text().find("No such file or directory\n"), std::string::npos) << log.text();
 }
 
 // A message of this type, length and body file; the announced length is the test's affair.
-bool writeAnnouncing(std::uint64_t length, const std::filesystem::path& file, Pipe& stream) {
+bool writeAnnouncing(std::uint64_t length, const std::filesystem::path& file,
+                     ObservedPipe& stream) {
   MessageWriter message;
   message.type = Type::InputArchive;
   message.length = length;
   message.bodyFilePath = file;
-  const bool result = message.writeToFileHandle(stream.writeEnd);
+  const bool result = message.writeToFileHandle(stream.writingEnd);
   EXPECT_EQ(message.state, State::None) << "writing at once has no states";
   return result;
 }
 
 TEST(WriteFile, WritesNothingWhenItCannotBeOpened) {
   const ScratchDirectory folder;
-  Pipe stream;
+  ObservedPipe stream;
   const CapturedLog log;
   EXPECT_FALSE(writeAnnouncing(3, folder.path() / "missing", stream));
   EXPECT_EQ(stream.drain(), "");
@@ -153,14 +154,14 @@ TEST(WriteFile, WritesNothingWhenItCannotBeOpened) {
 // file that shrank by the failure, and of one that grew by a frame that does not end where it said.
 TEST(WriteFile, SendsAFileThatGrewWhole) {
   const ScratchDirectory folder;
-  Pipe stream;
+  ObservedPipe stream;
   EXPECT_TRUE(writeAnnouncing(3, folder.write("grown", "abcdef"), stream));
   EXPECT_EQ(stream.drain(), "i3\nabcdef");
 }
 
 TEST(WriteFile, FailsAfterSendingAFileThatShrank) {
   const ScratchDirectory folder;
-  Pipe stream;
+  ObservedPipe stream;
   const CapturedLog log;
   EXPECT_FALSE(writeAnnouncing(5, folder.write("shrunk", "abc"), stream));
   EXPECT_EQ(stream.drain(), "i5\nabc");
@@ -169,7 +170,7 @@ TEST(WriteFile, FailsAfterSendingAFileThatShrank) {
 
 TEST(WriteFile, FailsWithTheReasonWhenItCannotBeRead) {
   const ScratchDirectory folder;
-  Pipe stream;
+  ObservedPipe stream;
   const CapturedLog log;
   EXPECT_FALSE(writeAnnouncing(5, folder.path(), stream));
   EXPECT_EQ(stream.drain(), "i5\n");
@@ -178,25 +179,25 @@ TEST(WriteFile, FailsWithTheReasonWhenItCannotBeRead) {
 
 // A message without the body that it announces would break the stream, so it never begins.
 TEST(WriteMessage, DropsOneThatAnnouncesABodyButHasNone) {
-  Pipe stream;
+  ObservedPipe stream;
   MessageWriter message;
   message.type = Type::Forward;
   message.length = 3;
   const CapturedLog log;
-  EXPECT_TRUE(message.writeToFileHandle(stream.writeEnd));
+  EXPECT_TRUE(message.writeToFileHandle(stream.writingEnd));
   EXPECT_EQ(stream.drain(), "");
   EXPECT_EQ(log.text(), "");
 }
 
 TEST(WriteMessage, PrefersTheBodyInMemory) {
   const ScratchDirectory folder;
-  Pipe stream;
+  ObservedPipe stream;
   MessageWriter message;
   message.type = Type::Forward;
   message.length = 3;
   message.bodyData = data("abc");
   message.bodyFilePath = folder.write("file", "def");
-  EXPECT_TRUE(message.writeToFileHandle(stream.writeEnd));
+  EXPECT_TRUE(message.writeToFileHandle(stream.writingEnd));
   EXPECT_EQ(stream.drain(), "f3\nabc");
 }
 

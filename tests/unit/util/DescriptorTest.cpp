@@ -13,7 +13,7 @@
 #include "platform/Error.h"
 #include "platform/System.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/Pipe.h"
+#include "tests/support/ObservedPipe.h"
 #include "tests/unit/util/Interrupter.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
@@ -30,13 +30,13 @@ bool isOpen(int fileDescriptor) {
 }
 
 TEST(SetBlocking, SwitchesThereAndBackAndKeepsTheOtherFlags) {
-  const Pipe pipe;
-  ::fcntl(pipe.writeEnd.fileDescriptor(), F_SETFL, O_APPEND);
-  Utilities::setBlocking(false, pipe.writeEnd.fileDescriptor());
-  EXPECT_FALSE(isBlocking(pipe.writeEnd.fileDescriptor()));
-  Utilities::setBlocking(true, pipe.writeEnd.fileDescriptor());
-  EXPECT_TRUE(isBlocking(pipe.writeEnd.fileDescriptor()));
-  EXPECT_NE(::fcntl(pipe.writeEnd.fileDescriptor(), F_GETFL) & O_APPEND, 0);
+  const ObservedPipe pipe;
+  ::fcntl(pipe.writingEnd.fileDescriptor(), F_SETFL, O_APPEND);
+  Utilities::setBlocking(false, pipe.writingEnd.fileDescriptor());
+  EXPECT_FALSE(isBlocking(pipe.writingEnd.fileDescriptor()));
+  Utilities::setBlocking(true, pipe.writingEnd.fileDescriptor());
+  EXPECT_TRUE(isBlocking(pipe.writingEnd.fileDescriptor()));
+  EXPECT_NE(::fcntl(pipe.writingEnd.fileDescriptor(), F_GETFL) & O_APPEND, 0);
 }
 
 // Flags of a descriptor that only names a place (O_PATH) can be read, but to set them fails.
@@ -64,11 +64,11 @@ TEST(NewFileHandle, OfMinusOneIsNoneAndTouchesNothing) {
 }
 
 TEST(NewFileHandle, MakesTheDescriptorBlocking) {
-  const Pipe pipe;
-  Utilities::setBlocking(false, pipe.readEnd.fileDescriptor());
-  const auto handle = Utilities::newFileHandleWithFileDescriptor(pipe.readEnd.fileDescriptor());
-  EXPECT_EQ(handle.value().fileDescriptor(), pipe.readEnd.fileDescriptor());
-  EXPECT_TRUE(isBlocking(pipe.readEnd.fileDescriptor()));
+  const ObservedPipe pipe;
+  Utilities::setBlocking(false, pipe.readingEnd.fileDescriptor());
+  const auto handle = Utilities::newFileHandleWithFileDescriptor(pipe.readingEnd.fileDescriptor());
+  EXPECT_EQ(handle.value().fileDescriptor(), pipe.readingEnd.fileDescriptor());
+  EXPECT_TRUE(isBlocking(pipe.readingEnd.fileDescriptor()));
 }
 
 TEST(NewFileHandle, LeavesTheDescriptorOpenWhenItGoesAndClosesItWhenTold) {
@@ -91,34 +91,34 @@ bool waitsUntilItCanWrite(int fileDescriptor) {
 }
 
 TEST(WaitUntilCanWrite, WaitsWhileThereIsNoRoom) {
-  Pipe pipe;
+  ObservedPipe pipe;
   pipe.fill();
-  EXPECT_TRUE(waitsUntilItCanWrite(pipe.writeEnd.fileDescriptor()));
+  EXPECT_TRUE(waitsUntilItCanWrite(pipe.writingEnd.fileDescriptor()));
 }
 
 TEST(WaitUntilCanWrite, ReturnsAtOnceWhenThereIsRoom) {
-  const Pipe pipe;
-  EXPECT_FALSE(waitsUntilItCanWrite(pipe.writeEnd.fileDescriptor()));
+  const ObservedPipe pipe;
+  EXPECT_FALSE(waitsUntilItCanWrite(pipe.writingEnd.fileDescriptor()));
 }
 
 TEST(WaitUntilCanWrite, WaitsForTheReader) {
-  Pipe pipe;
+  ObservedPipe pipe;
   pipe.fill();
   const pid_t reader = ::fork();
   if (reader == 0) {
     std::array<char, 65'536> bytes{};
-    ::_exit(::read(pipe.readEnd.fileDescriptor(), bytes.data(), bytes.size()) > 0 ? 0 : 1);
+    ::_exit(::read(pipe.readingEnd.fileDescriptor(), bytes.data(), bytes.size()) > 0 ? 0 : 1);
   }
-  Utilities::waitUntilFileDescriptorCanWrite(pipe.writeEnd.fileDescriptor());
-  EXPECT_EQ(::write(pipe.writeEnd.fileDescriptor(), "x", 1), 1);
+  Utilities::waitUntilFileDescriptorCanWrite(pipe.writingEnd.fileDescriptor());
+  EXPECT_EQ(::write(pipe.writingEnd.fileDescriptor(), "x", 1), 1);
   EXPECT_EQ(::waitpid(reader, nullptr, 0), reader);
 }
 
 TEST(WaitUntilCanWrite, ReturnsAtOnceFromAFullPipeWhoseReaderIsGone) {
-  Pipe pipe;
+  ObservedPipe pipe;
   pipe.fill();
-  pipe.readEnd.close();
-  EXPECT_FALSE(waitsUntilItCanWrite(pipe.writeEnd.fileDescriptor()));
+  pipe.readingEnd.close();
+  EXPECT_FALSE(waitsUntilItCanWrite(pipe.writingEnd.fileDescriptor()));
 }
 
 TEST(WaitUntilCanWrite, ReturnsAtOnceForADescriptorThatIsNone) {
@@ -132,8 +132,8 @@ TEST(WaitUntilCanWrite, WorksBeyondTheCapacityOfADescriptorSet) {
   limit.rlim_cur = limit.rlim_max;
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
   if (limit.rlim_cur <= 2000) GTEST_SKIP() << "no descriptor is that high here";
-  const Pipe pipe;
-  const int high = ::fcntl(pipe.writeEnd.fileDescriptor(), F_DUPFD, 2000);
+  const ObservedPipe pipe;
+  const int high = ::fcntl(pipe.writingEnd.fileDescriptor(), F_DUPFD, 2000);
   Utilities::waitUntilFileDescriptorCanWrite(high);
   EXPECT_EQ(::write(high, "x", 1), 1);
   ::close(high);
