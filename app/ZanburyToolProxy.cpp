@@ -79,8 +79,7 @@ void ZanburyToolProxy::perform(const std::function<void()>& work) {
     try {
       work();
     } catch (const SessionFailure& failure) {
-      abortWithReason(failure.reason, failure.error,
-                      failure.exception ? &*failure.exception : nullptr, failure.userDidCancel);
+      abortAfter(failure);
     } catch (const std::exception& exception) {
       abortWithReason(std::nullopt, std::nullopt, &exception);
     }
@@ -95,9 +94,13 @@ void ZanburyToolProxy::performQuietly(const std::function<void()>& work) {
   try {
     work();
   } catch (const SessionFailure& failure) {
-    abortWithReason(failure.reason, failure.error,
-                    failure.exception ? &*failure.exception : nullptr);
+    abortAfter(failure);
   }
+}
+
+void ZanburyToolProxy::abortAfter(const SessionFailure& failure) {
+  abortWithReason(failure.reason, failure.error, failure.exception ? &*failure.exception : nullptr,
+                  failure.userDidCancel);
 }
 
 void ZanburyToolProxy::abortWithReason(const std::optional<std::string>& reason,

@@ -33,6 +33,8 @@
 
 namespace ztp {
 
+struct SessionFailure;
+
 /// The client side of one conversation. Make one, call `startProxy`, run the run loop in `perform`.
 /// Each of them ends the session by raising ProcessEnded.
 class ZanburyToolProxy final : private InterruptHandler,
@@ -64,6 +66,7 @@ class ZanburyToolProxy final : private InterruptHandler,
                        const std::exception* exception, bool userDidCancel);
   void abortWithReason(const std::optional<std::string>& reason, const MaybeError& error,
                        const std::exception* exception);
+  void abortAfter(const SessionFailure& failure);
   /// Last words: a failure is no more than logged.
   void performQuietly(const std::function<void()>& work);
   /// The one place that changes the state. A way that there is not is a mistake of the program and

@@ -14,6 +14,7 @@
 #include "platform/BlockingWait.h"
 #include "platform/Error.h"
 #include "platform/RunLoop.h"
+#include "tests/support/Interrupter.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
@@ -207,20 +208,10 @@ TEST_F(HostChannelTest, ClosesBothWhenItGoes) {
   EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1);
 }
 
-// Raises in every wait.
-class Interrupter : public InterruptHandler {
- public:
-  [[nodiscard]] Descriptors descriptorsToWatch() const override { return {-1, -1}; }
-  void handleInterrupts() override { throw SessionFailure{"Terminated"}; }
-
- private:
-  BlockingWait::Registration registration_{*this};
-};
-
 TEST_F(HostChannelTest, WritesNothingBehindHalfAMessage) {
   open();
   {
-    const Interrupter interrupter;
+    const Interrupter interrupter([] { throw SessionFailure{"Terminated"}; });
     EXPECT_THROW(channel->writeToOutputFifo(Data(1'000'000, std::uint8_t{'x'})), SessionFailure);
   }
   std::size_t held = 0;

@@ -18,6 +18,7 @@
 #include "platform/BlockingWait.h"
 #include "platform/Error.h"
 #include "platform/RunLoop.h"
+#include "tests/support/Interrupter.h"
 #include "tests/support/ScratchDirectory.h"
 
 namespace ztp::test {
@@ -236,24 +237,12 @@ TEST_F(ServerConnectionTest, SaysThatAMessageCannotBeWritten) {
             "Could not write message");
 }
 
-// Raises in every wait.
-class Interrupter : public InterruptHandler {
- public:
-  struct Interruption {};
-
-  [[nodiscard]] Descriptors descriptorsToWatch() const override { return {-1, -1}; }
-  void handleInterrupts() override { throw Interruption{}; }
-
- private:
-  BlockingWait::Registration registration_{*this};
-};
-
 TEST_F(ServerConnectionTest, WritesNothingBehindAMessageThatWasInterrupted) {
   launch("while [ ! -e $HERE/go ]; do :; done; /bin/cat >$HERE/stream; : >$HERE/done");
   {
-    const Interrupter interrupter;
+    const Interrupter interrupter([] { throw Interruption{}; });
     EXPECT_THROW(connection->sendMessageWithType(Type::Forward, Data(2'000'000, std::uint8_t{'x'})),
-                 Interrupter::Interruption);
+                 Interruption);
   }
   connection->endInterruptedStream();
   connection->sendMessageWithType(Type::Error, Dictionary{{"reason", "why"}});

@@ -13,6 +13,7 @@
 #include "platform/Error.h"
 #include "platform/Pipe.h"
 #include "platform/Signals.h"
+#include "tests/support/Interrupter.h"
 
 namespace ztp::test {
 namespace {
@@ -119,23 +120,11 @@ TEST(ChildProcess, IsFoundExitedThoughNoSignalSaysSo) {
   ::sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
-// Ends every wait by raising.
-class Interrupter : public InterruptHandler {
- public:
-  struct Interruption {};
-
-  [[nodiscard]] Descriptors descriptorsToWatch() const override { return {-1, -1}; }
-  void handleInterrupts() override { throw Interruption{}; }
-
- private:
-  BlockingWait::Registration registration_{*this};
-};
-
 TEST(ChildProcess, IsKilledAndCollectedWhenItsWaitIsInterrupted) {
   auto child = launchIdle();
   const pid_t pid = child.processIdentifier();
-  const Interrupter interrupter;
-  EXPECT_THROW(child.waitUntilExit(), Interrupter::Interruption);
+  const Interrupter interrupter([] { throw Interruption{}; });
+  EXPECT_THROW(child.waitUntilExit(), Interruption);
   EXPECT_EQ(::kill(pid, 0), -1);
   EXPECT_EQ(errno, ESRCH);
 }

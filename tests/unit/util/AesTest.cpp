@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Interrupter.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/Interrupter.h"
 #include "util/CryptoSizes.h"
 #include "util/CryptoUtilities.h"
 

@@ -13,8 +13,8 @@
 #include "platform/Error.h"
 #include "platform/System.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Interrupter.h"
 #include "tests/support/ObservedPipe.h"
-#include "tests/unit/util/Interrupter.h"
 #include "util/ZanburyToolProxyUtilities.h"
 
 namespace ztp::test {

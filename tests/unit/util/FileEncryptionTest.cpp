@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Interrupter.h"
 #include "tests/support/ScratchDirectory.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/Interrupter.h"
 #include "util/CryptoUtilities.h"
 #include "util/ZanburyToolProxyUtilities.h"
 

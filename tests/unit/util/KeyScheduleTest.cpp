@@ -9,9 +9,9 @@
 #include <set>
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Interrupter.h"
 #include "tests/support/ScratchDirectory.h"
 #include "tests/unit/util/Bytes.h"
-#include "tests/unit/util/Interrupter.h"
 #include "util/CryptoUtilities.h"
 #include "util/ZanburyToolProxyUtilities.h"
 

@@ -1,4 +1,4 @@
-// What acts while long work goes on in the main thread.
+// Makes a call whenever something could interrupt the main thread: in waits and in long work.
 #pragma once
 
 #include <functional>
